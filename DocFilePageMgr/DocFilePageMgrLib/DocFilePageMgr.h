@@ -1,0 +1,112 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Bitmap.h"
+#include "DevMode.h"
+#include "DocMgrTypes.h"
+#include "PageImage.h"
+#include "PrintJobSettings.h"
+
+namespace docmgr {
+
+using nvrprint::DevModePtr;
+
+// The token LoadDocument hands back; its only use is the null test.
+using LoadHandle = const void*;
+
+// A document manager: loads one document on a thread of its own, reports the load through
+// events, and answers page sizes and page images. Backends fill the On... operations; public
+// operations and events count pages from 1, the On... operations from 0.
+class DocFilePageMgr {
+public:
+    struct LoadThreadContext {
+        DocFilePageMgr* manager = nullptr;
+        std::string inputPath;
+        bool isPipe = false;
+        DocMgrEventCallback callback;
+        std::string actualPath;
+        bool completed = false;
+        std::string tempFilePath;
+    };
+
+    DocFilePageMgr();
+    virtual ~DocFilePageMgr();
+    DocFilePageMgr(const DocFilePageMgr&) = delete;
+    DocFilePageMgr& operator=(const DocFilePageMgr&) = delete;
+
+    // 1 PDF, 2 XPS, 3 OXPS.
+    virtual int32_t GetDocumentType() = 0;
+    virtual DevModePtr GetPrinterSettings(const std::string& printerName);
+    virtual bool RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
+                                    PrintDevice* device, WindowHandle notifyWindow);
+
+    LoadHandle LoadDocument(const std::string& path, bool isPipe,
+                            const DocMgrEventCallback& callback, const std::string& tempFilePath);
+    bool WaitForDocumentLoad(uint32_t timeoutMs);
+    void SetTargetParams(RenderTarget target, const TargetParams& params);
+    std::shared_ptr<PageImage> GetPageImage(size_t pageNumber, RenderTarget target);
+    bool GetPageSizePoints(size_t pageNumber, double* width, double* height);
+
+    // A blank bitmap of the given size; bits, when given, receives its pixels.
+    static BitmapPtr CreateDIBSectionBitmap(int32_t width, int32_t height, uint8_t** bits);
+
+    // Where piped input is read from; standard input unless a caller substitutes a stream.
+    void SetPipeInput(std::istream* input) { m_pipeInput = input; }
+
+    uint64_t m_pageCount = 0;
+    bool m_deleteTempFile = true;
+    nvrprint::PrintJobSettings m_printJobSettings;
+
+protected:
+    virtual bool OnLoadDocument(const std::string& path) = 0;
+    virtual uint64_t OnGetPageCount() = 0;
+    virtual BitmapPtr OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) = 0;
+    virtual bool OnDrawPage(PrintDevice* device, size_t pageIndex, const TargetParams& params,
+                            int x, int y);
+    virtual bool OnGetPageSizePoints(size_t pageIndex, double* width, double* height);
+
+    // Fires an event through the callback given to LoadDocument, if any.
+    void FireEvent(DocMgrEventType kind, const DocMgrEventData& data);
+    bool HasEventCallback() const { return static_cast<bool>(m_eventCallback); }
+
+    // Backends call this first in their destructors: the load thread may still be inside
+    // one of their operations.
+    void JoinLoadThread();
+
+    const TargetParams& ParamsFor(RenderTarget target) const;
+
+private:
+    bool CaptureInputFileFromPipe(const std::string& inputPath, const std::string& tempFilePath);
+    static void LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> context);
+    void MarkThreadFinished();
+
+    std::vector<PageCacheEntry> m_pageCache;
+    TargetParams m_thumbnailParams{0.75, 200, 200};
+    TargetParams m_screenParams{1.0, 300, 300};
+    std::thread m_loadThread;
+    std::atomic<bool> m_loadComplete{false};
+    std::atomic<bool> m_loadSuccess{false};
+    DocMgrEventCallback m_eventCallback;
+    std::string m_tempFilePath;
+    TargetParams m_printerParams{1.0, 600, 600};
+
+    // Lets WaitForDocumentLoad wait for the thread's end with a time limit.
+    std::mutex m_threadStateLock;
+    std::condition_variable m_threadFinishedSignal;
+    bool m_threadFinished = false;
+    std::istream* m_pipeInput;
+};
+
+// Text of a document type in LoadDocumentStart: "PDF", "XPS", "OXPS" or "Unknown".
+const char* DocumentTypeName(int32_t documentType);
+
+}  // namespace docmgr

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "Bitmap.h"
+#include "DocMgrTypes.h"
+
+namespace docmgr {
+
+// One rendered page, shared by everybody who shows it; owns its bitmap.
+class PageImage {
+public:
+    PageImage(uint64_t pageIndex, RenderTarget target, BitmapPtr bitmap, int32_t width,
+              int32_t height);
+    ~PageImage();
+    PageImage(const PageImage&) = delete;
+    PageImage& operator=(const PageImage&) = delete;
+
+    uint64_t pageIndex;
+    RenderTarget target;
+    BitmapPtr bitmap;
+    int32_t width;
+    int32_t height;
+};
+
+// One row of the weak page cache.
+struct PageCacheEntry {
+    uint64_t pageIndex;
+    RenderTarget target;
+    std::weak_ptr<PageImage> image;
+};
+
+}  // namespace docmgr

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "DevMode.h"
+#include "DocFilePageMgr.h"
+#include "Logger.h"
+#include "Notice.h"
+#include "PrintJobSettings.h"
+#include "TempFileManager.h"
+
+namespace nvrprint {
+
+enum class UsePreviewAppMode : int32_t { Never = 0, Interactive = 1, Always = 2 };
+
+// The one object that owns a run: options, the document manager, the layers of settings,
+// the choice of mode and the way out to the printer or an external viewer.
+class NvrPrintHelper {
+public:
+    explicit NvrPrintHelper(std::unique_ptr<platform::NoticePresenter> notices =
+                                platform::CreateSystemNoticePresenter());
+    ~NvrPrintHelper();
+    NvrPrintHelper(const NvrPrintHelper&) = delete;
+    NvrPrintHelper& operator=(const NvrPrintHelper&) = delete;
+
+    bool ParseCommandLine(int argc, const char* const* argv);
+    int32_t Run();
+
+    bool ProcessInputFile();
+    static std::unique_ptr<docmgr::DocFilePageMgr> CreateDocumentManagerByClass(
+        const std::string& documentClass);
+    static std::unique_ptr<docmgr::DocFilePageMgr> CreateDocumentManager(
+        const std::string& filePath);
+    bool LoadDocument();
+    bool DetermineOperationMode();
+    void OnDocumentEvent(docmgr::DocMgrEventType kind, const docmgr::DocMgrEventData& data);
+    bool ExecuteSilentMode();
+    bool ExecuteInteractiveMode();
+    bool PrintDocument();
+    bool ExportToTiff();
+    bool ExecuteFtaMode();
+    std::string DetermineJobTitle();
+    void ShowHelp();
+    void ShowError(const std::string& message, bool showUsage);
+
+    // The usage text shown by -help and appended to option errors.
+    static const std::string& UsageText();
+
+    // Read-only views for callers and tests.
+    const std::string& InputFile() const { return m_inputFile; }
+    const std::string& PrinterName() const { return m_printerName; }
+    const std::string& DocumentClass() const { return m_documentClass; }
+    const std::string& ImagePath() const { return m_imagePath; }
+    const std::string& PreviewApp() const { return m_previewApp; }
+    int32_t KeepLimit() const { return m_keepLimit; }
+    int32_t LogLevelOption() const { return m_logLevel; }
+    bool KeepTempFiles() const { return m_keepTempFiles; }
+    bool KeepImages() const { return m_keepImages; }
+    UsePreviewAppMode PreviewAppMode() const { return m_usePreviewApp; }
+    bool IsInteractive();
+    bool IsModeDetermined();
+    bool IsModeForced() const { return m_modeForced; }
+    std::string ActualInputFile();
+    const PrintJobSettings& DocumentSettings() const { return m_documentSettings; }
+    const PrintJobSettings& OverrideSettings() const { return m_overrideSettings; }
+
+    // The object that receives document events; set by LoadDocument.
+    static NvrPrintHelper* s_instance;
+
+private:
+    bool CheckQualifiedPath(const std::string& option, std::string* value);
+
+    std::string m_inputFile;
+    std::string m_printerName;
+    std::string m_documentClass;
+    std::string m_settingsFile;
+    std::string m_logFile;
+    std::string m_imagePath;
+    std::string m_tempDir;
+    int32_t m_logLevel = Info;
+    bool m_forceSilent = false;
+    bool m_forceInteractive = false;
+    bool m_keepTempFiles = false;
+    bool m_keepImages = false;
+    int32_t m_keepLimit = 10;
+    UsePreviewAppMode m_usePreviewApp = UsePreviewAppMode::Interactive;
+    std::string m_previewApp;
+    std::string m_actualInputFile;
+    std::string m_uniqueBaseName;
+    bool m_inputFromPipe = false;
+    bool m_deleteInputFile = false;
+    bool m_ftaModeUsed = false;
+    TempFileManager m_tempFileManager;
+    std::unique_ptr<docmgr::DocFilePageMgr> m_docMgr;
+    PrintJobSettings m_documentSettings;
+    PrintJobSettings m_overrideSettings;
+    PrintJobSettings m_finalSettings;
+    bool m_interactiveMode = false;
+    bool m_modeForced = false;
+    bool m_modeDetermined = false;
+    bool m_documentLoaded = false;
+    bool m_settingsReceived = false;
+    bool m_loadError = false;
+    DevModePtr m_validatedDevMode;
+    std::mutex m_modeMutex;
+    std::condition_variable m_modeCondition;
+    docmgr::WindowHandle m_progressWindow = nullptr;
+    std::unique_ptr<platform::NoticePresenter> m_notices;
+};
+
+// Hands load events to the application object, if one is listening.
+void DocumentEventThunk(docmgr::DocMgrEventType kind, const docmgr::DocMgrEventData& data);
+
+}  // namespace nvrprint

@@ -1,0 +1,216 @@
+#include "PrintJobSettings.h"
+
+#include <cmath>
+#include <fstream>
+
+#include "LogMacros.h"
+
+namespace nvrprint {
+namespace {
+
+using Json = nlohmann::json;
+
+enum class KeyKind { Text, Flag, Number, PageCount };
+
+// One key of the settings document, with the member it fills. The order of the table is
+// the order of reading and of merging.
+struct SettingKey {
+    const char* name;
+    KeyKind kind;
+    std::string PrintJobSettings::*text = nullptr;
+    bool PrintJobSettings::*flag = nullptr;
+    int16_t PrintJobSettings::*number = nullptr;
+};
+
+const SettingKey kKeys[] = {
+    {"PrintJobTitle", KeyKind::Text, &PrintJobSettings::PrintJobTitle},
+    {"bShowPreview", KeyKind::Flag, nullptr, &PrintJobSettings::bShowPreview},
+    {"PagesPerSheet", KeyKind::PageCount},
+    {"bReversePages", KeyKind::Flag, nullptr, &PrintJobSettings::bReversePages},
+    {"bStapled", KeyKind::Flag, nullptr, &PrintJobSettings::bStapled},
+    {"dmCollate", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmCollate},
+    {"dmColor", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmColor},
+    {"dmCopies", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmCopies},
+    {"dmDefaultSource", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmDefaultSource},
+    {"dmDuplex", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmDuplex},
+    {"dmFormName", KeyKind::Text, &PrintJobSettings::dmFormName},
+    {"dmMediaType", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmMediaType},
+    {"dmOrientation", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmOrientation},
+    {"dmPaperLength", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmPaperLength},
+    {"dmPaperSize", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmPaperSize},
+    {"dmPaperWidth", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmPaperWidth},
+    {"dmPrintQuality", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmPrintQuality},
+    {"dmScale", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmScale},
+    {"dmYResolution", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmYResolution},
+};
+
+// A JSON number of any kind, floating values cut towards zero, narrowed like a C cast.
+int64_t ToInteger(const Json& value) {
+    if (value.is_number_float()) {
+        double d = std::trunc(value.get<double>());
+        if (!(d > -9.2e18 && d < 9.2e18)) {
+            return 0;
+        }
+        return static_cast<int64_t>(d);
+    }
+    if (value.is_number_unsigned()) {
+        return static_cast<int64_t>(value.get<uint64_t>());
+    }
+    return value.get<int64_t>();
+}
+
+}  // namespace
+
+bool IsValidPagesPerSheet(int32_t pagesPerSheet) {
+    uint32_t n = static_cast<uint32_t>(pagesPerSheet);
+    return n <= 16 && ((0x10256u >> n) & 1u) != 0;
+}
+
+bool PrintJobSettings::LoadFromFile(const std::string& path) {
+    NVR_LOG_INFO("Loading settings from: {}", path);
+    std::ifstream file(path, std::ios::binary);
+    if (!file.is_open()) {
+        NVR_LOG_ERROR("Failed to open file: {}", path);
+        return false;
+    }
+    try {
+        Json document;
+        file >> document;
+        LoadFromJson(document);
+        NVR_LOG_INFO("Successfully loaded settings from: {}", path);
+        return true;
+    } catch (const std::exception& e) {
+        std::string reason = std::string("Failed to parse print settings JSON: ") + e.what();
+        NVR_LOG_ERROR("{} - File: {}", reason, path);
+        return false;
+    }
+}
+
+bool PrintJobSettings::LoadFromString(const std::string& jsonUtf8) {
+    NVR_LOG_DEBUG("Parsing JSON string (length: {})", jsonUtf8.size());
+    NVR_LOG_VERBOSE("json contents =\"{}\"", jsonUtf8);
+    try {
+        LoadFromJson(Json::parse(jsonUtf8));
+        NVR_LOG_DEBUG("Successfully parsed JSON string");
+        return true;
+    } catch (const std::exception& e) {
+        NVR_LOG_ERROR("Failed to parse print settings JSON string: {}", e.what());
+        return false;
+    }
+}
+
+void PrintJobSettings::LoadFromJson(const Json& document) {
+    NVR_LOG_DEBUG("Loading settings from JSON object");
+    JsonDocument = document;
+    int count = 0;
+    if (document.is_object()) {
+        for (const SettingKey& key : kKeys) {
+            auto found = document.find(key.name);
+            if (found == document.end()) {
+                continue;
+            }
+            const Json& value = *found;
+            switch (key.kind) {
+                case KeyKind::Text:
+                    if (!value.is_string()) {
+                        continue;
+                    }
+                    this->*key.text = value.get<std::string>();
+                    NVR_LOG_VERBOSE("{} = '{}'", key.name, this->*key.text);
+                    break;
+                case KeyKind::Flag:
+                    if (!value.is_boolean()) {
+                        continue;
+                    }
+                    this->*key.flag = value.get<bool>();
+                    NVR_LOG_VERBOSE("{} = {}", key.name, this->*key.flag);
+                    break;
+                case KeyKind::Number:
+                    if (!value.is_number()) {
+                        continue;
+                    }
+                    this->*key.number = static_cast<int16_t>(ToInteger(value));
+                    NVR_LOG_VERBOSE("{} = {}", key.name, this->*key.number);
+                    break;
+                case KeyKind::PageCount: {
+                    if (!value.is_number()) {
+                        continue;
+                    }
+                    int32_t requested = static_cast<int32_t>(ToInteger(value));
+                    if (IsValidPagesPerSheet(requested)) {
+                        PagesPerSheet = requested;
+                        NVR_LOG_VERBOSE("PagesPerSheet = {}", PagesPerSheet);
+                    } else {
+                        NVR_LOG_WARNING("Invalid PagesPerSheet={} in JSON, using default 1",
+                                        requested);
+                        PagesPerSheet = 1;
+                    }
+                    break;
+                }
+            }
+            ++count;
+        }
+    }
+    NVR_LOG_INFO("Loaded {} setting(s) from JSON", count);
+}
+
+void PrintJobSettings::MergeWith(const PrintJobSettings& other) {
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_DEBUG("Merging settings");
+    int count = 0;
+    if (other.JsonDocument.is_object()) {
+        for (const SettingKey& key : kKeys) {
+            if (!other.JsonDocument.contains(key.name)) {
+                continue;
+            }
+            switch (key.kind) {
+                case KeyKind::Text: this->*key.text = other.*key.text; break;
+                case KeyKind::Flag: this->*key.flag = other.*key.flag; break;
+                case KeyKind::Number: this->*key.number = other.*key.number; break;
+                case KeyKind::PageCount: PagesPerSheet = other.PagesPerSheet; break;
+            }
+            ++count;
+        }
+    }
+    NVR_LOG_DEBUG("Merged {} setting(s)", count);
+    NVR_LOG_ENTRY("Exiting");
+}
+
+void PrintJobSettings::ExtractFromDevMode(const DEVMODEW* devMode) {
+    NVR_LOG_ENTRY("Entered");
+    if (devMode == nullptr) {
+        NVR_LOG_ERROR("NULL DEVMODE pointer");
+        NVR_LOG_ENTRY("Exiting early");
+        return;
+    }
+    NVR_LOG_DEBUG("Extracting settings from DEVMODE");
+    JsonDocument = nullptr;
+    int count = 0;
+    auto take = [&](uint32_t bit, int16_t& member, int16_t value) {
+        if ((devMode->dmFields & bit) != 0) {
+            member = value;
+            ++count;
+        }
+    };
+    take(DM_COLLATE, dmCollate, devMode->dmCollate);
+    take(DM_COLOR, dmColor, devMode->dmColor);
+    take(DM_COPIES, dmCopies, devMode->dmCopies);
+    take(DM_DEFAULTSOURCE, dmDefaultSource, devMode->dmDefaultSource);
+    take(DM_DUPLEX, dmDuplex, devMode->dmDuplex);
+    if ((devMode->dmFields & DM_FORMNAME) != 0) {
+        dmFormName = GetDevModeText(devMode->dmFormName);
+        ++count;
+    }
+    take(DM_MEDIATYPE, dmMediaType, static_cast<int16_t>(devMode->dmMediaType));
+    take(DM_ORIENTATION, dmOrientation, devMode->dmOrientation);
+    take(DM_PAPERLENGTH, dmPaperLength, devMode->dmPaperLength);
+    take(DM_PAPERSIZE, dmPaperSize, devMode->dmPaperSize);
+    take(DM_PAPERWIDTH, dmPaperWidth, devMode->dmPaperWidth);
+    take(DM_PRINTQUALITY, dmPrintQuality, devMode->dmPrintQuality);
+    take(DM_SCALE, dmScale, devMode->dmScale);
+    take(DM_YRESOLUTION, dmYResolution, devMode->dmYResolution);
+    NVR_LOG_INFO("Extracted {} setting(s) from DEVMODE", count);
+    NVR_LOG_ENTRY("Exiting");
+}
+
+}  // namespace nvrprint

@@ -1,0 +1,314 @@
+#include "TempFileManager.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <set>
+#include <system_error>
+#include <vector>
+
+#include "FileSystem.h"
+#include "LogMacros.h"
+
+namespace fs = std::filesystem;
+
+namespace nvrprint {
+namespace {
+
+constexpr size_t kBaseLength = 15;
+constexpr int kMaxBaseAttempts = 60;
+
+bool IsExistingDirectory(const std::string& path) {
+    std::error_code ec;
+    return fs::is_directory(path, ec);
+}
+
+bool IsDigits(const std::string& text, size_t from, size_t count) {
+    return std::all_of(text.begin() + from, text.begin() + from + count,
+                       [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
+}  // namespace
+
+bool HasTimestampedBase(const std::string& name) {
+    return name.size() >= kBaseLength && name[8] == '_' && IsDigits(name, 0, 8) &&
+           IsDigits(name, 9, 6);
+}
+
+TempFileManager::~TempFileManager() { CleanupTempDirectory(); }
+
+std::string TempFileManager::GetTempDirectory() {
+    std::lock_guard lock(m_lock);
+    return m_tempDirectory;
+}
+
+bool TempFileManager::SetTempDirectory(const std::string& path) {
+    std::lock_guard lock(m_lock);
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_DEBUG("{}", path);
+    if (!IsExistingDirectory(path)) {
+        NVR_LOG_ERROR("Directory does not exist: {}", path);
+        NVR_LOG_ENTRY("Returning false");
+        return false;
+    }
+    m_tempDirectory = path;
+    m_isDefaultDirectory = false;
+    NVR_LOG_INFO("Using custom temp directory: {}", path);
+    NVR_LOG_ENTRY("Returning true");
+    return true;
+}
+
+bool TempFileManager::EnsureTempDirectoryExists() {
+    std::lock_guard lock(m_lock);
+    NVR_LOG_ENTRY("Entered");
+    if (m_tempDirectory.empty() && !InitializeDefaultTempDirectory()) {
+        NVR_LOG_ERROR("Failed to initialize default temp directory");
+        NVR_LOG_ENTRY("Returning false");
+        return false;
+    }
+    std::error_code ec;
+    bool present = fs::exists(fs::symlink_status(m_tempDirectory, ec));
+    if (present && m_isDefaultDirectory) {
+        // The default directory sits in a shared place: use it only when it is ours alone.
+        std::string reason;
+        if (!platform::IsPrivateDirectory(m_tempDirectory, &reason)) {
+            NVR_LOG_ERROR("Refusing temp directory that {}: {}", reason, m_tempDirectory);
+            NVR_LOG_ENTRY("Returning false");
+            return false;
+        }
+    }
+    if (present && IsExistingDirectory(m_tempDirectory)) {
+        NVR_LOG_DEBUG("Directory already exists: {}", m_tempDirectory);
+        NVR_LOG_ENTRY("Returning true");
+        return true;
+    }
+    if (!m_isDefaultDirectory) {
+        NVR_LOG_ERROR("Custom directory does not exist: {}", m_tempDirectory);
+        NVR_LOG_ENTRY("Returning false");
+        return false;
+    }
+    if (!CreateHiddenDirectory(m_tempDirectory)) {
+        NVR_LOG_ERROR("Failed to create directory: {}", m_tempDirectory);
+        NVR_LOG_ENTRY("Returning false");
+        return false;
+    }
+    m_directoryCreatedByUs = true;
+    NVR_LOG_INFO("Created hidden temp directory: {}", m_tempDirectory);
+    NVR_LOG_ENTRY("Returning true");
+    return true;
+}
+
+bool TempFileManager::InitializeDefaultTempDirectory() {
+    std::string systemTemp = platform::SystemTempPath();
+    if (systemTemp.empty()) {
+        NVR_LOG_ERROR("GetTempPath failed (Error: {})", 0);
+        return false;
+    }
+    if (systemTemp.size() > 1 && systemTemp.back() == '/') {
+        systemTemp.pop_back();
+    }
+    m_tempDirectory = (systemTemp == "/" ? "" : systemTemp) + "/" + kDefaultDirectoryName;
+    m_isDefaultDirectory = true;
+    NVR_LOG_DEBUG("{}", m_tempDirectory);
+    return true;
+}
+
+bool TempFileManager::CreateHiddenDirectory(const std::string& path) {
+    int error = 0;
+    if (!platform::CreatePrivateDirectory(path, &error)) {
+        NVR_LOG_ERROR("CreateDirectory failed (Error: {}): {}", error, path);
+        return false;
+    }
+    // Another instance may have made it between our test and our create: it must still be
+    // a private directory of ours.
+    std::string reason;
+    if (!platform::IsPrivateDirectory(path, &reason)) {
+        NVR_LOG_ERROR("Refusing temp directory that {}: {}", reason, path);
+        return false;
+    }
+    return true;
+}
+
+bool TempFileManager::FilesExistWithBase(const std::string& base) {
+    std::error_code ec;
+    const std::string prefix = base + "_";
+    for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end;
+         it.increment(ec)) {
+        if (it->path().filename().string().starts_with(prefix)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string TempFileManager::GenerateUniqueTimestampedBase() {
+    std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    return GenerateUniqueTimestampedBaseFrom(local);
+}
+
+std::string TempFileManager::GenerateUniqueTimestampedBaseFrom(std::tm time) {
+    std::lock_guard lock(m_lock);
+    NVR_LOG_ENTRY("Entered");
+    if (m_tempDirectory.empty()) {
+        NVR_LOG_ERROR("Temp directory not initialized");
+        NVR_LOG_ENTRY("Returning {{}}");
+        return {};
+    }
+    for (int attempt = 0; attempt < kMaxBaseAttempts; ++attempt) {
+        std::string base = fmt::format("{:04}{:02}{:02}_{:02}{:02}{:02}", time.tm_year + 1900,
+                                       time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min,
+                                       time.tm_sec);
+        if (!FilesExistWithBase(base)) {
+            NVR_LOG_DEBUG("Generated unique base: {}", base);
+            NVR_LOG_ENTRY("Returning {}", base);
+            return base;
+        }
+        // Advance the copy by one second; the date is not carried.
+        if (++time.tm_sec > 59) {
+            time.tm_sec = 0;
+            if (++time.tm_min > 59) {
+                time.tm_min = 0;
+                if (++time.tm_hour >= 24) {
+                    break;
+                }
+            }
+        }
+    }
+    NVR_LOG_ERROR("Failed to generate unique base name after 60 attempts");
+    NVR_LOG_ENTRY("Returning {{}}");
+    return {};
+}
+
+std::string TempFileManager::GenerateTempFilePath(const std::string& base,
+                                                  const std::string& suffix,
+                                                  const std::string& extension) {
+    std::lock_guard lock(m_lock);
+    NVR_LOG_ENTRY("Entered");
+    if (m_tempDirectory.empty()) {
+        NVR_LOG_ERROR("Temp directory not initialized");
+        NVR_LOG_ENTRY("Returning {{}}");
+        return {};
+    }
+    std::string dottedExtension = extension;
+    if (!dottedExtension.empty() && dottedExtension.front() != '.') {
+        dottedExtension.insert(0, ".");
+    }
+    std::string path = m_tempDirectory + "/" + base + "_" + suffix + dottedExtension;
+    NVR_LOG_DEBUG("{}", path);
+    NVR_LOG_ENTRY("Returning {}", path);
+    return path;
+}
+
+void TempFileManager::EnforceKeepLimit(int32_t limit) {
+    std::lock_guard lock(m_lock);
+    NVR_LOG_ENTRY("Entered");
+    if (m_tempDirectory.empty()) {
+        NVR_LOG_WARNING("Cannot enforce keep limit - temp directory not initialized");
+        NVR_LOG_ENTRY("Exiting");
+        return;
+    }
+    if (limit < 1) {
+        NVR_LOG_WARNING("Invalid keep limit: {}, ignoring", limit);
+        NVR_LOG_ENTRY("Exiting");
+        return;
+    }
+    NVR_LOG_DEBUG("Checking temp directory for old file sets");
+
+    std::set<std::string> bases;
+    bool anyMatch = false;
+    std::error_code ec;
+    for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end;
+         it.increment(ec)) {
+        std::string name = it->path().filename().string();
+        // First filter: the shape "????????_??????_*".
+        if (name.size() < kBaseLength + 1 || name[8] != '_' || name[kBaseLength] != '_') {
+            continue;
+        }
+        anyMatch = true;
+        std::error_code kindError;
+        if (it->is_directory(kindError)) {
+            continue;
+        }
+        if (HasTimestampedBase(name)) {
+            bases.insert(name.substr(0, kBaseLength));
+        }
+    }
+    if (!anyMatch) {
+        NVR_LOG_DEBUG("No timestamped files found");
+        NVR_LOG_ENTRY("Exiting");
+        return;
+    }
+    NVR_LOG_DEBUG("Found {} unique timestamped base names", bases.size());
+    if (bases.size() <= static_cast<size_t>(limit)) {
+        NVR_LOG_DEBUG("Within limit, no cleanup needed");
+        NVR_LOG_ENTRY("Exiting");
+        return;
+    }
+
+    std::vector<std::string> oldestFirst(bases.begin(), bases.end());
+    std::sort(oldestFirst.begin(), oldestFirst.end());
+    size_t toRemove = oldestFirst.size() - static_cast<size_t>(limit);
+    NVR_LOG_INFO("Removing {} oldest timestamped file set(s) to enforce limit of {}", toRemove,
+                 limit);
+    for (size_t i = 0; i < toRemove; ++i) {
+        const std::string& base = oldestFirst[i];
+        NVR_LOG_DEBUG("Deleting files with base: {}", base);
+        const std::string prefix = base + "_";
+        std::vector<fs::path> doomed;
+        for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end;
+             it.increment(ec)) {
+            std::error_code kindError;
+            if (it->path().filename().string().starts_with(prefix) &&
+                !it->is_directory(kindError)) {
+                doomed.push_back(it->path());
+            }
+        }
+        int deleted = 0;
+        for (const fs::path& path : doomed) {
+            std::error_code removeError;
+            if (fs::remove(path, removeError)) {
+                ++deleted;
+            } else {
+                NVR_LOG_WARNING("Failed to delete file (Error: {}): {}", removeError.value(),
+                                path.string());
+            }
+        }
+        NVR_LOG_DEBUG("Deleted {} file(s) with base: {}", deleted, base);
+    }
+    NVR_LOG_INFO("Cleanup complete");
+    NVR_LOG_ENTRY("Exiting");
+}
+
+bool TempFileManager::IsDirectoryEmpty(const std::string& path) {
+    std::error_code ec;
+    fs::directory_iterator it(path, ec);
+    if (ec) {
+        return false;
+    }
+    return it == fs::directory_iterator();
+}
+
+void TempFileManager::CleanupTempDirectory() {
+    std::lock_guard lock(m_lock);
+    if (!m_directoryCreatedByUs || !m_isDefaultDirectory || m_tempDirectory.empty()) {
+        return;
+    }
+    NVR_LOG_DEBUG("Checking if directory can be removed: {}", m_tempDirectory);
+    if (!IsDirectoryEmpty(m_tempDirectory)) {
+        NVR_LOG_INFO("Temp directory not empty, keeping: {}", m_tempDirectory);
+        return;
+    }
+    std::error_code ec;
+    if (fs::remove(m_tempDirectory, ec)) {
+        NVR_LOG_INFO("Removed empty temp directory: {}", m_tempDirectory);
+    } else {
+        NVR_LOG_WARNING("Failed to remove temp directory (Error: {}): {}", ec.value(),
+                        m_tempDirectory);
+    }
+}
+
+}  // namespace nvrprint

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <ctime>
+#include <mutex>
+#include <string>
+
+namespace nvrprint {
+
+// Owns the directory where a job's working files live. Hands out timestamped base names
+// (YYYYMMDD_HHMMSS), forms file paths from base, suffix and extension, limits how many old
+// file sets stay on disk and removes the directory at the end when this run made it and it
+// is empty. Works on names only; it never creates or reads the files themselves.
+class TempFileManager {
+public:
+    static constexpr const char* kDefaultDirectoryName = "_NvrPrnData";
+
+    TempFileManager() = default;
+    ~TempFileManager();
+    TempFileManager(const TempFileManager&) = delete;
+    TempFileManager& operator=(const TempFileManager&) = delete;
+
+    bool SetTempDirectory(const std::string& path);
+    bool EnsureTempDirectoryExists();
+    std::string GenerateUniqueTimestampedBase();
+    // Same, starting from the given local time instead of the clock.
+    std::string GenerateUniqueTimestampedBaseFrom(std::tm localTime);
+    std::string GenerateTempFilePath(const std::string& base, const std::string& suffix,
+                                     const std::string& extension);
+    void EnforceKeepLimit(int32_t limit);
+    void CleanupTempDirectory();
+
+    std::string GetTempDirectory();
+
+private:
+    bool InitializeDefaultTempDirectory();
+    bool IsDirectoryEmpty(const std::string& path);
+    bool CreateHiddenDirectory(const std::string& path);
+    bool FilesExistWithBase(const std::string& base);
+
+    std::string m_tempDirectory;
+    bool m_isDefaultDirectory = true;
+    bool m_directoryCreatedByUs = false;
+    std::mutex m_lock;
+};
+
+// True when name starts with a timestamped base: 8 digits, "_", 6 digits.
+bool HasTimestampedBase(const std::string& name);
+
+}  // namespace nvrprint
