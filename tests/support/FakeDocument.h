@@ -1,0 +1,84 @@
+#pragma once
+
+#include <atomic>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "DocFilePageMgr.h"
+
+namespace testsupport {
+
+// A document backend for driving the manager's own logic: pages of given sizes, a load that
+// can fail or be held until the test releases it, and counted renders.
+class FakeDocument final : public docmgr::DocFilePageMgr {
+public:
+    struct PageSize {
+        double width;
+        double height;
+    };
+
+    explicit FakeDocument(std::vector<PageSize> pages = {{612, 792}}) : m_pages(std::move(pages)) {}
+    ~FakeDocument() override {
+        Release();
+        JoinLoadThread();
+    }
+
+    int32_t GetDocumentType() override { return 1; }
+
+    // The load waits in OnLoadDocument until Release is called.
+    void HoldLoad() { m_hold = true; }
+    void Release() {
+        if (m_hold && !m_released.exchange(true)) m_gate.set_value();
+    }
+    void FailLoad() { m_fail = true; }
+    void FailRenders() { m_failRenders = true; }
+    // Settings JSON to announce during the load, as a PDF carrying them would.
+    void AnnounceSettings(std::string json) {
+        m_announce = true;
+        m_settings = std::move(json);
+    }
+
+    int renders = 0;
+    std::string loadedPath;
+    docmgr::TargetParams lastParams;
+
+protected:
+    bool OnLoadDocument(const std::string& path) override {
+        loadedPath = path;
+        if (m_hold) m_gate.get_future().wait();
+        if (m_announce) {
+            FireEvent(docmgr::DocumentSettingsAvailable,
+                      docmgr::DocumentSettingsAvailableData{m_settings});
+        }
+        return !m_fail && !m_pages.empty();
+    }
+    uint64_t OnGetPageCount() override { return m_pages.size(); }
+    docmgr::BitmapPtr OnRenderPageBitmap(size_t index, const docmgr::TargetParams& params) override {
+        ++renders;
+        lastParams = params;
+        if (m_failRenders) return nullptr;
+        const PageSize& size = m_pages.at(index);
+        return CreateDIBSectionBitmap(docmgr::PixelsForPoints(size.width, params.scale, params.dpiX),
+                                      docmgr::PixelsForPoints(size.height, params.scale, params.dpiY),
+                                      nullptr);
+    }
+    bool OnGetPageSizePoints(size_t index, double* width, double* height) override {
+        if (index >= m_pages.size()) return false;
+        *width = m_pages[index].width;
+        *height = m_pages[index].height;
+        return true;
+    }
+
+private:
+    std::vector<PageSize> m_pages;
+    bool m_hold = false;
+    std::atomic<bool> m_released{false};
+    std::promise<void> m_gate;
+    bool m_fail = false;
+    bool m_failRenders = false;
+    bool m_announce = false;
+    std::string m_settings;
+};
+
+}  // namespace testsupport

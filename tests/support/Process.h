@@ -1,0 +1,29 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace testsupport {
+
+struct ProcessResult {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+struct ProcessOptions {
+    std::optional<std::string> stdinData;  // nothing: standard input is /dev/null
+    std::map<std::string, std::string> setEnv;
+    std::vector<std::string> unsetEnv = {"DISPLAY", "WAYLAND_DISPLAY"};
+    int timeoutSeconds = 60;
+};
+
+// Runs a program with the given arguments and collects its output and exit code.
+ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOptions& options = {});
+
+// The program under test, as built next to the tests.
+std::string ProgramPath();
+
+}  // namespace testsupport

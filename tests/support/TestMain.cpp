@@ -1,0 +1,20 @@
+// Every test binary runs with a private TMPDIR, so that default temp directories and
+// scratch files never meet those of other runs.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    std::string pattern = (std::filesystem::temp_directory_path() / "nvrtest.XXXXXX").string();
+    const char* scratch = ::mkdtemp(pattern.data());
+    if (scratch == nullptr) {
+        return 2;
+    }
+    ::setenv("TMPDIR", scratch, 1);
+    int rc = RUN_ALL_TESTS();
+    std::error_code ec;
+    std::filesystem::remove_all(scratch, ec);
+    return rc;
+}

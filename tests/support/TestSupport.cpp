@@ -1,0 +1,51 @@
+#include "TestSupport.h"
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "Logger.h"
+
+namespace testsupport {
+
+ScratchDir::ScratchDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "scratch.XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("mkdtemp failed");
+    }
+    m_path = pattern;
+}
+
+ScratchDir::~ScratchDir() {
+    std::error_code ec;
+    std::filesystem::remove_all(m_path, ec);
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void WriteFile(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+}
+
+LogCapture::LogCapture(int level) : m_path(m_dir.File("capture.log")) {
+    nvrprint::Logger& logger = nvrprint::Logger::Instance();
+    logger.Shutdown();
+    logger.Initialize(m_path);
+    logger.SetModeFlags(nvrprint::LogToFile);
+    logger.SetLogLevel(level);
+}
+
+LogCapture::~LogCapture() { nvrprint::Logger::Instance().Shutdown(); }
+
+std::string LogCapture::Text() const { return ReadFile(m_path); }
+
+}  // namespace testsupport
