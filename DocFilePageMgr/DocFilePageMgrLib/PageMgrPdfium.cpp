@@ -1,13 +1,118 @@
 #include "PageMgrPdfium.h"
 
+#include <cairo.h>
+#include <poppler.h>
+
+#include "EmbeddedSettings.h"
 #include "FileSignature.h"
 #include "LogMacros.h"
 
 namespace docmgr {
+namespace {
 
-PageMgrPdfium::PageMgrPdfium() = default;
+// Open-error codes of the log, after the PDF engine's own classification.
+enum LoadError : int {
+    kSuccess = 0,
+    kUnknown = 1,
+    kFile = 2,
+    kFormat = 3,
+    kPassword = 4,
+    kSecurity = 5,
+    kPage = 6,
+};
 
-PageMgrPdfium::~PageMgrPdfium() { JoinLoadThread(); }
+template <typename T>
+struct GObjectUnref {
+    void operator()(T* object) const { g_object_unref(object); }
+};
+template <typename T>
+using GObjectPtr = std::unique_ptr<T, GObjectUnref<T>>;
+
+struct GErrorFree {
+    void operator()(GError* error) const { g_error_free(error); }
+};
+using GErrorPtr = std::unique_ptr<GError, GErrorFree>;
+
+struct CairoDestroy {
+    void operator()(cairo_t* cr) const { cairo_destroy(cr); }
+};
+using CairoPtr = std::unique_ptr<cairo_t, CairoDestroy>;
+
+int ClassifyOpenError(const GError* error) {
+    if (error == nullptr) {
+        return kUnknown;
+    }
+    if (error->domain == G_FILE_ERROR) {
+        return kFile;
+    }
+    if (error->domain != POPPLER_ERROR) {
+        return kUnknown;
+    }
+    switch (error->code) {
+        case POPPLER_ERROR_OPEN_FILE: return kFile;
+        case POPPLER_ERROR_INVALID:
+        case POPPLER_ERROR_BAD_CATALOG:
+        case POPPLER_ERROR_DAMAGED: return kFormat;
+        case POPPLER_ERROR_ENCRYPTED: return kPassword;
+        default: return kUnknown;
+    }
+}
+
+}  // namespace
+
+struct PageMgrPdfium::Document {
+    GObjectPtr<PopplerDocument> handle;
+
+    GObjectPtr<PopplerPage> LoadPage(size_t index) const {
+        return GObjectPtr<PopplerPage>(poppler_document_get_page(handle.get(), static_cast<int>(index)));
+    }
+};
+
+int32_t PageMgrPdfium::s_pdfiumRefCount = 0;
+
+PageMgrPdfium::PageMgrPdfium() { EnsurePdfiumInit(); }
+
+PageMgrPdfium::~PageMgrPdfium() {
+    JoinLoadThread();
+    if (m_document) {
+        m_document.reset();
+        NVR_LOG_DEBUG("Closed PDF document");
+    }
+    PdfiumShutdown();
+}
+
+void PageMgrPdfium::EnsurePdfiumInit() {
+    // Poppler needs no process-wide start; the count keeps the engine's lifetime visible.
+    if (s_pdfiumRefCount == 0) {
+        NVR_LOG_INFO("Initializing PDFium library");
+    }
+    ++s_pdfiumRefCount;
+    NVR_LOG_VERBOSE("PDFium ref count: {}", s_pdfiumRefCount);
+}
+
+void PageMgrPdfium::PdfiumShutdown() {
+    if (s_pdfiumRefCount <= 0) {
+        return;
+    }
+    --s_pdfiumRefCount;
+    NVR_LOG_VERBOSE("PDFium ref count: {}", s_pdfiumRefCount);
+    if (s_pdfiumRefCount == 0) {
+        NVR_LOG_ENTRY("Shutting down PDFium library");
+    }
+}
+
+std::string PageMgrPdfium::LoadErrorText(int code) {
+    switch (code) {
+        case kSuccess: return "Success";
+        case kUnknown: return "Unknown error";
+        case kFile: return "File not found or could not be opened";
+        case kFormat: return "File not in PDF format or corrupted";
+        case kPassword: return "Password required";
+        case kSecurity: return "Unsupported security scheme";
+        case kPage: return "Page not found or content error";
+        default: return fmt::format("Error code: {}", code);
+    }
+}
 
 bool PageMgrPdfium::CanHandleFile(const std::string& path) {
     NVR_LOG_DEBUG("Checking file: {}", path);
@@ -30,12 +135,139 @@ bool PageMgrPdfium::CanHandleFile(const std::string& path) {
 
 bool PageMgrPdfium::OnLoadDocument(const std::string& path) {
     NVR_LOG_INFO("Loading PDF: {}", path);
-    NVR_LOG_ERROR("Failed to load PDF ({}): {}", "PDF rendering engine not available", path);
-    return false;
+    if (m_document) {
+        NVR_LOG_DEBUG("Closing previous document");
+        m_document.reset();
+    }
+    if (path.empty()) {
+        NVR_LOG_ERROR("Failed to convert path to UTF-8 (Error: {}): {}", EINVAL, path);
+        return false;
+    }
+
+    GError* rawError = nullptr;
+    gchar* uri = g_filename_to_uri(path.c_str(), nullptr, &rawError);
+    PopplerDocument* handle = nullptr;
+    if (uri != nullptr) {
+        handle = poppler_document_new_from_file(uri, nullptr, &rawError);
+        g_free(uri);
+    }
+    GErrorPtr error(rawError);
+    if (handle == nullptr) {
+        NVR_LOG_ERROR("Failed to load PDF ({}): {}", LoadErrorText(ClassifyOpenError(error.get())),
+                      path);
+        return false;
+    }
+    m_document = std::make_unique<Document>();
+    m_document->handle.reset(handle);
+    m_loadedPath = path;
+
+    int count = poppler_document_get_n_pages(handle);
+    m_docPageCount = count > 0 ? static_cast<uint64_t>(count) : 0;
+    m_pageSizes.assign(m_docPageCount, PageSize{});
+
+    std::string json = ExtractEmbeddedSettings(path);
+    NVR_LOG_INFO("Extracted embedded print job settings from PDF");
+    OnDocumentSettingsAvailable(json);
+
+    NVR_LOG_INFO("Successfully loaded PDF with {} page(s): {}", m_docPageCount, path);
+    return m_docPageCount > 0;
 }
 
-uint64_t PageMgrPdfium::OnGetPageCount() { return 0; }
+void PageMgrPdfium::OnDocumentSettingsAvailable(const std::string& json) {
+    NVR_LOG_DEBUG("Signaling event with {} byte JSON payload", json.size());
+    if (json.empty()) {
+        NVR_LOG_WARNING("Empty JSON settings string");
+        return;
+    }
+    NVR_LOG_DEBUG("Document settings will be merged by NvrPrintHelper with printer defaults and "
+                  "overrides");
+    if (HasEventCallback()) {
+        FireEvent(DocumentSettingsAvailable, DocumentSettingsAvailableData{json});
+        NVR_LOG_VERBOSE("Event dispatched successfully");
+    }
+}
 
-BitmapPtr PageMgrPdfium::OnRenderPageBitmap(size_t, const TargetParams&) { return nullptr; }
+uint64_t PageMgrPdfium::OnGetPageCount() { return m_docPageCount; }
+
+bool PageMgrPdfium::CheckPageIndex(size_t pageIndex) const {
+    if (!m_document) {
+        NVR_LOG_ERROR("No document loaded");
+        return false;
+    }
+    if (pageIndex >= m_docPageCount) {
+        NVR_LOG_ERROR("Page index {} out of range (0-{})", pageIndex,
+                      static_cast<int64_t>(m_docPageCount) - 1);
+        return false;
+    }
+    return true;
+}
+
+bool PageMgrPdfium::OnGetPageSizePoints(size_t pageIndex, double* width, double* height) {
+    if (!CheckPageIndex(pageIndex)) {
+        return false;
+    }
+    PageSize& cached = m_pageSizes[pageIndex];
+    if (cached.width == 0.0 && cached.height == 0.0) {
+        GObjectPtr<PopplerPage> page = m_document->LoadPage(pageIndex);
+        if (!page) {
+            NVR_LOG_ERROR("Failed to load page {}", pageIndex + 1);
+            return false;
+        }
+        poppler_page_get_size(page.get(), &cached.width, &cached.height);
+        NVR_LOG_VERBOSE("Page {} size: {}x{} pts", pageIndex + 1, cached.width, cached.height);
+    }
+    *width = cached.width;
+    *height = cached.height;
+    return true;
+}
+
+BitmapPtr PageMgrPdfium::OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) {
+    nvrprint::Logger::Instance().LogPrintf("docmgr::PageMgrPdfium::OnRenderPageBitmap", __FILE__, __LINE__,
+                                 "Rendering page %zu at DPI %dx%d with scale %.2f", pageIndex + 1,
+                                 params.dpiX, params.dpiY, params.scale);
+    if (!CheckPageIndex(pageIndex)) {
+        return nullptr;
+    }
+    GObjectPtr<PopplerPage> page = m_document->LoadPage(pageIndex);
+    if (!page) {
+        NVR_LOG_ERROR("Failed to load page {}", pageIndex + 1);
+        return nullptr;
+    }
+    double width = 0.0;
+    double height = 0.0;
+    poppler_page_get_size(page.get(), &width, &height);
+    const int32_t pixelWidth = static_cast<int32_t>(width / 72.0 * params.dpiX * params.scale + 0.5);
+    const int32_t pixelHeight =
+        static_cast<int32_t>(height / 72.0 * params.dpiY * params.scale + 0.5);
+    if (pixelWidth <= 0 || pixelHeight <= 0) {
+        NVR_LOG_ERROR("Invalid dimensions calculated ({}x{})", pixelWidth, pixelHeight);
+        return nullptr;
+    }
+    NVR_LOG_VERBOSE("Page {} size: {}x{} pts, rendering at {}x{} pixels", pageIndex + 1, width,
+                    height, pixelWidth, pixelHeight);
+
+    BitmapPtr bitmap = Bitmap::Create(pixelWidth, pixelHeight);
+    if (!bitmap) {
+        NVR_LOG_ERROR("Failed to create DIB section (Error: {})", ENOMEM);
+        return nullptr;
+    }
+    CairoPtr cr(cairo_create(bitmap->Surface()));
+    if (cairo_status(cr.get()) != CAIRO_STATUS_SUCCESS) {
+        NVR_LOG_ERROR("Failed to create PDFium bitmap wrapper");
+        return nullptr;
+    }
+    bitmap->Fill(0xFF, 0xFF, 0xFF);
+    if (m_renderFlags == 0) {
+        // Annotations drawn, text tuned for the screen, as the engine's defaults for display.
+        m_renderFlags = 0x1003;
+        NVR_LOG_VERBOSE("Using default render flags: 0x{:x}", m_renderFlags);
+    }
+    cairo_scale(cr.get(), pixelWidth / width, pixelHeight / height);
+    poppler_page_render(page.get(), cr.get());
+    cr.reset();
+    cairo_surface_flush(bitmap->Surface());
+    NVR_LOG_DEBUG("Successfully rendered page {}", pageIndex + 1);
+    return bitmap;
+}
 
 }  // namespace docmgr

@@ -2,12 +2,14 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "DocFilePageMgr.h"
 
 namespace docmgr {
 
-// The PDF backend, serving the document class "pdfium".
+// The PDF backend, serving the document class "pdfium". Pages are measured and rendered
+// with poppler; the embedded job settings are read with qpdf.
 class PageMgrPdfium final : public DocFilePageMgr {
 public:
     PageMgrPdfium();
@@ -18,10 +20,37 @@ public:
 
     int32_t GetDocumentType() override { return 1; }
 
+    // The loaded file, for the print path that places its pages; empty before a load.
+    const std::string& LoadedPath() const { return m_loadedPath; }
+
+    // Text of an open-error code, as the log tells it.
+    static std::string LoadErrorText(int code);
+
 protected:
     bool OnLoadDocument(const std::string& path) override;
     uint64_t OnGetPageCount() override;
     BitmapPtr OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) override;
+    bool OnGetPageSizePoints(size_t pageIndex, double* width, double* height) override;
+
+private:
+    struct PageSize {
+        double width = 0.0;
+        double height = 0.0;
+    };
+    struct Document;
+
+    static void EnsurePdfiumInit();
+    static void PdfiumShutdown();
+    void OnDocumentSettingsAvailable(const std::string& json);
+    bool CheckPageIndex(size_t pageIndex) const;
+
+    std::unique_ptr<Document> m_document;
+    uint64_t m_docPageCount = 0;
+    std::vector<PageSize> m_pageSizes;
+    uint32_t m_renderFlags = 0;
+    std::string m_loadedPath;
+
+    static int32_t s_pdfiumRefCount;
 };
 
 }  // namespace docmgr

@@ -1,0 +1,73 @@
+// Renders every page of a generated 50-page document at the Screen target (300 DPI) and
+// compares the rate with pdftoppm on the same file, in the same run.
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "PageMgrPdfium.h"
+#include "PdfFixtures.h"
+
+extern char** environ;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::time_point from) {
+    return std::chrono::duration<double>(Clock::now() - from).count();
+}
+
+int RunCommand(std::vector<std::string> argv) {
+    std::vector<char*> args;
+    for (std::string& a : argv) args.push_back(a.data());
+    args.push_back(nullptr);
+    pid_t pid;
+    if (posix_spawnp(&pid, args[0], nullptr, nullptr, args.data(), environ) != 0) return -1;
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace
+
+int main() {
+    constexpr int kPages = 50;
+    std::filesystem::path dir = std::filesystem::temp_directory_path() / "nvr-render-bench";
+    std::filesystem::create_directories(dir);
+    std::string pdf = (dir / "doc.pdf").string();
+    testsupport::MakePdf(pdf, std::vector<testsupport::FixturePage>(kPages, testsupport::kLetter));
+
+    docmgr::PageMgrPdfium manager;
+    manager.LoadDocument(pdf, false, nullptr, "");
+    if (!manager.WaitForDocumentLoad(30000)) {
+        std::fprintf(stderr, "load failed\n");
+        return 1;
+    }
+    auto start = Clock::now();
+    for (size_t page = 1; page <= kPages; ++page) {
+        if (!manager.GetPageImage(page, docmgr::Screen)) {
+            std::fprintf(stderr, "render of page %zu failed\n", page);
+            return 1;
+        }
+    }
+    double ours = Seconds(start);
+
+    start = Clock::now();
+    int rc = RunCommand({"pdftoppm", "-r", "300", pdf, (dir / "ppm").string()});
+    double theirs = Seconds(start);
+    std::filesystem::remove_all(dir);
+
+    std::printf("pages: %d at 300 DPI\n", kPages);
+    std::printf("NvrPrintHelper Screen target: %.2f s, %.1f pages/s\n", ours, kPages / ours);
+    if (rc == 0) {
+        std::printf("pdftoppm -r 300 (PPM):       %.2f s, %.1f pages/s\n", theirs, kPages / theirs);
+    } else {
+        std::printf("pdftoppm not available\n");
+    }
+    return 0;
+}
