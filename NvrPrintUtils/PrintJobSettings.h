@@ -41,6 +41,9 @@ public:
     void LoadFromJson(const nlohmann::json& document);
     void MergeWith(const PrintJobSettings& other);
     void ExtractFromDevMode(const DEVMODEW* devMode);
+    // Writes the set fields into devMode, turns the sheet for 2- and 6-up, and with a printer
+    // name merges stapling through the Print Ticket and has the driver validate the result.
+    bool ApplyToDevMode(DEVMODEW* devMode, const std::string& printerName);
 };
 
 // True for the sheet layouts a job may ask for: 1, 2, 4, 6, 9 and 16.

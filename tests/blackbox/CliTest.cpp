@@ -207,3 +207,22 @@ TEST_F(CliTest, EmptyPipeFailsToLoad) {
     std::regex box(R"(\[NvrPrintHelper Error\] Failed to load document: -\n)");
     EXPECT_TRUE(std::regex_search(r.err, box)) << r.err;
 }
+
+TEST_F(CliTest, OverrideSettingsFile) {
+    WriteFile(work.File("bad.json"), "{\"dmCopies\": 2,,}");
+    ProcessResult r = Run({"-settings=" + work.File("bad.json"), work.File("doc.pdf")});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err, ErrorBox("Error: Could not load override settings from file " +
+                              work.File("bad.json")));
+    EXPECT_EQ(r.out, "");
+
+    WriteFile(work.File("good.json"),
+              R"({"PrintJobTitle": "Report", "dmCopies": 2, "bStapled": true, "PagesPerSheet": 4})");
+    WriteFile(work.File("doc.pdf"), "%PDF-1.4 not really");
+    r = Run({"-logLevel=6", "-settings=" + work.File("good.json"), work.File("doc.pdf")});
+    for (const char* line : {"PrintJobTitle = 'Report'", "PagesPerSheet = 4", "bStapled = true",
+                             "dmCopies = 2", "Loaded 4 setting(s) from JSON",
+                             "Successfully loaded override settings"}) {
+        EXPECT_NE(r.out.find(line), std::string::npos) << line;
+    }
+}

@@ -1,0 +1,172 @@
+// Matching the system's values against the option and choice names of a printer's PPD.
+#include <cctype>
+
+#include "PrintJobSettingsHelper.h"
+#include "TraceSink.h"
+
+namespace nvrprint::PrintJobSettingsHelper {
+namespace {
+
+// The text of a choice: the string itself, or the JSON text of anything else.
+std::string ChoiceText(const Json& element) {
+    return element.is_string() ? element.get<std::string>() : element.dump();
+}
+
+bool HasOption(const Json& deviceCapabilities, const std::string& name) {
+    return deviceCapabilities.is_object() && deviceCapabilities.contains(name);
+}
+
+}  // namespace
+
+std::string ToLowerCopy(const std::string& text) {
+    std::string lowered = text;
+    for (char& c : lowered) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return lowered;
+}
+
+std::string NormalizeChoice(const std::string& text) {
+    std::string normalized;
+    for (char c : ToLowerCopy(text)) {
+        if (c != ' ' && c != '-' && c != '_') {
+            normalized += c;
+        }
+    }
+    return normalized;
+}
+
+bool HasCustomDeviceName(const Json& settings, const std::string& key, int64_t value,
+                         int64_t threshold) {
+    if (value < threshold || !settings.is_object()) {
+        return false;
+    }
+    auto found = settings.find(key);
+    return found != settings.end() && found->is_string() && !found->get<std::string>().empty();
+}
+
+bool ContainsAnyAlias(const std::string& text, const std::vector<std::string>& aliases) {
+    const std::string lowered = ToLowerCopy(text);
+    for (const std::string& alias : aliases) {
+        if (lowered.find(ToLowerCopy(alias)) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool FindPPDOptionValue(const Json& deviceCapabilities, const std::vector<std::string>& optionNames,
+                        const AliasTable& aliases, int32_t key, std::string* optionName,
+                        std::string* choice) {
+    if (deviceCapabilities.empty()) {
+        return false;
+    }
+    auto entry = aliases.find(key);
+    if (entry == aliases.end()) {
+        return false;
+    }
+    for (const std::string& name : optionNames) {
+        if (!HasOption(deviceCapabilities, name)) {
+            continue;
+        }
+        const Json& value = deviceCapabilities.at(name);
+        std::vector<std::string> candidates;
+        if (value.is_string()) {
+            candidates.push_back(value.get<std::string>());
+        } else if (value.is_array()) {
+            for (const Json& element : value) {
+                candidates.push_back(ChoiceText(element));
+            }
+        }
+        for (const std::string& candidate : candidates) {
+            if (ContainsAnyAlias(candidate, entry->second)) {
+                if (optionName != nullptr) *optionName = name;
+                if (choice != nullptr) *choice = candidate;
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+bool ApplyPPDOption(const Json& deviceCapabilities, Json& attributes,
+                    const std::vector<std::string>& optionNames, const AliasTable& aliases,
+                    int32_t key) {
+    if (deviceCapabilities.empty()) {
+        return false;
+    }
+    std::string option;
+    std::string choice;
+    if (FindPPDOptionValue(deviceCapabilities, optionNames, aliases, key, &option, &choice)) {
+        attributes[option] = choice;
+        return true;
+    }
+    // No alias matched: the option's first real choice, whatever it means.
+    for (const std::string& name : optionNames) {
+        if (!HasOption(deviceCapabilities, name)) {
+            continue;
+        }
+        const Json& value = deviceCapabilities.at(name);
+        if (value.is_string()) {
+            if (ToLowerCopy(value.get<std::string>()) != "none") {
+                attributes[name] = value.get<std::string>();
+                return true;
+            }
+        } else if (value.is_array()) {
+            for (const Json& element : value) {
+                std::string text = ChoiceText(element);
+                if (ToLowerCopy(text) != "none") {
+                    attributes[name] = text;
+                    return true;
+                }
+            }
+        }
+    }
+    return false;
+}
+
+namespace InternalHelpers {
+
+bool FindBestPPDMatch(const std::string& searchText, const Json& choices, std::string* match) {
+    if (!choices.is_array() || choices.empty()) {
+        return false;
+    }
+    const std::string lowered = ToLowerCopy(searchText);
+    const std::string normalized = NormalizeChoice(searchText);
+    for (const Json& element : choices) {
+        if (!element.is_string()) {
+            continue;
+        }
+        const std::string choice = element.get<std::string>();
+        if (ToLowerCopy(choice) == lowered || NormalizeChoice(choice) == normalized) {
+            *match = choice;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ProcessCustomDeviceCapability(const std::string& customName, Json& attributes,
+                                   const Json& deviceCapabilities,
+                                   const std::vector<std::string>& optionNames,
+                                   const std::string& fieldName, int64_t value) {
+    if (customName.empty() || deviceCapabilities.empty()) {
+        return false;
+    }
+    for (const std::string& name : optionNames) {
+        std::string match;
+        if (HasOption(deviceCapabilities, name) &&
+            FindBestPPDMatch(customName, deviceCapabilities.at(name), &match)) {
+            attributes[name] = match;
+            return true;
+        }
+    }
+    // The field and its number serve the trace only.
+    std::u32string field(fieldName.begin(), fieldName.end());
+    trace::WriteEvent(trace::MessageSet::SettingsMapping, 60, 0x2, 12,
+                      {std::u32string_view(field), static_cast<uint32_t>(value)});
+    return false;
+}
+
+}  // namespace InternalHelpers
+}  // namespace nvrprint::PrintJobSettingsHelper

@@ -1,0 +1,226 @@
+// Applying a job's settings to a DEVMODE and reporting what the driver corrected.
+#include <cstring>
+#include <optional>
+
+#include "LogMacros.h"
+#include "PrintJobSettings.h"
+#include "PrintSystem.h"
+#include "PrintTicket.h"
+
+namespace nvrprint {
+namespace {
+
+// The check and cross marks of the survival lines, as their bytes read in code page 1252.
+constexpr const char* kCheckMark = "\xC3\xA2\xC5\x93\xE2\x80\x9C";
+constexpr const char* kCrossMark = "\xC3\xA2\xC5\x93\xE2\x80\x94";
+
+bool WantsExtendedSettings(const PrintJobSettings& s) {
+    return s.PagesPerSheet >= 2 || s.bReversePages || s.bStapled;
+}
+
+// Whether stapling survived the driver's validation, from the Print Ticket of the validated
+// DEVMODE. Every failure is one warning and ends the test.
+void CheckExtendedSettingsSurvived(const PrintJobSettings& requested, const DEVMODEW* validated,
+                                   const std::string& printerName) {
+    NVR_LOG_DEBUG("Checking if Print Ticket extended settings survived DocumentProperties "
+                  "validation");
+    PrintSystem& system = CurrentPrintSystem();
+    int error = 0;
+    std::unique_ptr<PrinterSession> printer = system.OpenPrinter(printerName, &error);
+    if (!printer) {
+        NVR_LOG_WARNING("Cannot verify Print Ticket settings: failed to open printer");
+        return;
+    }
+    int32_t result = 0;
+    std::unique_ptr<PrintTicketProvider> provider =
+        system.OpenPrintTicketProvider(printerName, &result);
+    if (!provider || result != 0) {
+        NVR_LOG_WARNING("Cannot verify Print Ticket settings: failed to open PT provider");
+        return;
+    }
+    std::string ticket;
+    if (provider->ConvertDevModeToPrintTicket(
+            validated, size_t{validated->dmSize} + validated->dmDriverExtra, &ticket) != 0) {
+        NVR_LOG_WARNING("Cannot verify Print Ticket settings: conversion failed");
+        return;
+    }
+    NVR_LOG_VERBOSE("Print Ticket after validation:\n{}", PrintTicket::FormatXmlForLog(ticket));
+    int preserved = 0;
+    int lost = 0;
+    if (requested.bStapled) {
+        if (PrintTicket::HasStapling(ticket)) {
+            NVR_LOG_INFO("{} Stapling setting survived DocumentProperties validation", kCheckMark);
+            ++preserved;
+        } else {
+            NVR_LOG_WARNING("{} Stapling setting was removed by DocumentProperties validation",
+                            kCrossMark);
+            ++lost;
+        }
+    }
+    if (preserved > 0) {
+        NVR_LOG_INFO("{} Print Ticket extended setting(s) preserved through validation", preserved);
+    }
+    if (lost > 0) {
+        NVR_LOG_WARNING("{} Print Ticket extended setting(s) lost during validation - driver may "
+                        "not support them",
+                        lost);
+    }
+}
+
+void CompareAndLogValidationResults(const PrintJobSettings& requested, const DEVMODEW* validated,
+                                    const std::string& printerName, bool checkExtended) {
+    NVR_LOG_DEBUG("Comparing validated DEVMODE with requested settings");
+    PrintJobSettings actual;
+    actual.ExtractFromDevMode(validated);
+    int corrections = 0;
+    auto compare = [&](const char* name, int16_t wanted, int16_t got) {
+        if (wanted >= 0 && wanted != got) {
+            NVR_LOG_INFO("{} corrected from {} to {}", name, wanted, got);
+            ++corrections;
+        }
+    };
+    compare("dmCollate", requested.dmCollate, actual.dmCollate);
+    compare("dmColor", requested.dmColor, actual.dmColor);
+    compare("dmCopies", requested.dmCopies, actual.dmCopies);
+    compare("dmDefaultSource", requested.dmDefaultSource, actual.dmDefaultSource);
+    compare("dmDuplex", requested.dmDuplex, actual.dmDuplex);
+    if (!requested.dmFormName.empty() && requested.dmFormName != actual.dmFormName) {
+        NVR_LOG_INFO("dmFormName corrected from '{}' to '{}'", requested.dmFormName,
+                     actual.dmFormName);
+        ++corrections;
+    }
+    compare("dmOrientation", requested.dmOrientation, actual.dmOrientation);
+    compare("dmPaperSize", requested.dmPaperSize, actual.dmPaperSize);
+    if (corrections > 0) {
+        NVR_LOG_INFO("{} standard DEVMODE setting(s) were corrected by DocumentProperties "
+                     "validation",
+                     corrections);
+    } else {
+        NVR_LOG_DEBUG("All standard DEVMODE settings validated without corrections");
+    }
+    if (checkExtended && WantsExtendedSettings(requested)) {
+        CheckExtendedSettingsSurvived(requested, validated, printerName);
+    }
+}
+
+}  // namespace
+
+bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& printerName) {
+    NVR_LOG_ENTRY("Entered");
+    if (devMode == nullptr) {
+        NVR_LOG_ERROR("NULL DEVMODE pointer");
+        NVR_LOG_ENTRY("Returning false");
+        return false;
+    }
+    NVR_LOG_DEBUG("Applying settings to DEVMODE{}",
+                  printerName.empty() ? std::string() : " for printer: " + printerName);
+
+    // In 2- and 6-up sheets the logical pages stand crosswise, so the paper turns.
+    std::optional<int16_t> orientationOverride;
+    if (PagesPerSheet == 2 || PagesPerSheet == 6) {
+        if (dmOrientation == DMORIENT_PORTRAIT) {
+            orientationOverride = DMORIENT_LANDSCAPE;
+            NVR_LOG_INFO("Flipping orientation for {}-up: Portrait logical pages", PagesPerSheet);
+        } else if (dmOrientation == DMORIENT_LANDSCAPE) {
+            orientationOverride = DMORIENT_PORTRAIT;
+            NVR_LOG_INFO("Flipping orientation for {}-up: Landscape logical pages", PagesPerSheet);
+        } else if (dmOrientation < 0) {
+            orientationOverride = DMORIENT_LANDSCAPE;
+            NVR_LOG_INFO("Defaulting to landscape physical page for {}-up layout (no logical "
+                         "orientation set)",
+                         PagesPerSheet);
+        }
+    }
+
+    int applied = 0;
+    auto write = [&](const char* name, uint32_t bit, int16_t value, int16_t& field) {
+        if (value < 0) {
+            return;
+        }
+        field = value;
+        devMode->dmFields |= bit;
+        ++applied;
+        NVR_LOG_VERBOSE("Set {} = {}", name, value);
+    };
+    write("dmCollate", DM_COLLATE, dmCollate, devMode->dmCollate);
+    write("dmColor", DM_COLOR, dmColor, devMode->dmColor);
+    write("dmCopies", DM_COPIES, dmCopies, devMode->dmCopies);
+    write("dmDefaultSource", DM_DEFAULTSOURCE, dmDefaultSource, devMode->dmDefaultSource);
+    write("dmDuplex", DM_DUPLEX, dmDuplex, devMode->dmDuplex);
+    if (!dmFormName.empty()) {
+        SetDevModeText(devMode->dmFormName, dmFormName);
+        devMode->dmFields |= DM_FORMNAME;
+        ++applied;
+        NVR_LOG_VERBOSE("Set dmFormName = '{}'", dmFormName);
+    }
+    if (dmMediaType >= 0) {
+        devMode->dmMediaType = static_cast<uint32_t>(dmMediaType);
+        devMode->dmFields |= DM_MEDIATYPE;
+        ++applied;
+        NVR_LOG_VERBOSE("Set dmMediaType = {}", dmMediaType);
+    }
+    if (orientationOverride) {
+        devMode->dmOrientation = *orientationOverride;
+        devMode->dmFields |= DM_ORIENTATION;
+        ++applied;
+        NVR_LOG_VERBOSE("Set dmOrientation = {} (overridden for N-up)", *orientationOverride);
+    } else {
+        write("dmOrientation", DM_ORIENTATION, dmOrientation, devMode->dmOrientation);
+    }
+    write("dmPaperLength", DM_PAPERLENGTH, dmPaperLength, devMode->dmPaperLength);
+    write("dmPaperSize", DM_PAPERSIZE, dmPaperSize, devMode->dmPaperSize);
+    write("dmPaperWidth", DM_PAPERWIDTH, dmPaperWidth, devMode->dmPaperWidth);
+    write("dmPrintQuality", DM_PRINTQUALITY, dmPrintQuality, devMode->dmPrintQuality);
+    write("dmScale", DM_SCALE, dmScale, devMode->dmScale);
+    write("dmYResolution", DM_YRESOLUTION, dmYResolution, devMode->dmYResolution);
+    NVR_LOG_INFO("Applied {} setting(s) to DEVMODE", applied);
+
+    if (!printerName.empty() && WantsExtendedSettings(*this)) {
+        NVR_LOG_DEBUG("Attempting to merge Print Ticket settings with DEVMODE");
+        if (PrintTicket::MergePTSettingsWithDevmode(devMode, printerName, *this)) {
+            NVR_LOG_INFO("Successfully merged Print Ticket settings with DEVMODE");
+        } else {
+            NVR_LOG_WARNING("Failed to merge Print Ticket settings with DEVMODE (driver may not "
+                            "support Print Tickets)");
+        }
+    }
+
+    if (!printerName.empty() && applied >= 1) {
+        NVR_LOG_INFO("Validating DEVMODE modifications using DocumentProperties");
+        int error = 0;
+        std::unique_ptr<PrinterSession> printer =
+            CurrentPrintSystem().OpenPrinter(printerName, &error);
+        if (!printer) {
+            NVR_LOG_ERROR("Failed to open printer '{}' for validation (Error: {})", printerName,
+                          error);
+            NVR_LOG_ENTRY("Returning false");
+            return false;
+        }
+        int32_t size = printer->DevModeSize();
+        if (size <= 0) {
+            NVR_LOG_ERROR("Failed to get DEVMODE size for validation (Error: {})", size);
+            NVR_LOG_ENTRY("Returning false");
+            return false;
+        }
+        std::unique_ptr<DEVMODEW, DevModeDeleter> output(
+            static_cast<DEVMODEW*>(std::calloc(1, std::max<size_t>(size, sizeof(DEVMODEW)))));
+        int32_t result = output ? printer->ValidateDevMode(devMode, output.get()) : 0;
+        printer.reset();
+        if (result != kIdOk) {
+            NVR_LOG_ERROR("DocumentProperties validation failed (result: {})", result);
+            NVR_LOG_ERROR("The printer does not support the requested settings");
+            NVR_LOG_ENTRY("Returning false");
+            return false;
+        }
+        size_t bytes = std::min<size_t>(static_cast<size_t>(size),
+                                        size_t{devMode->dmSize} + devMode->dmDriverExtra);
+        std::memcpy(static_cast<void*>(devMode), output.get(), bytes);
+        NVR_LOG_INFO("DEVMODE validated and corrected successfully");
+        CompareAndLogValidationResults(*this, output.get(), printerName,
+                                       WantsExtendedSettings(*this));
+    }
+    NVR_LOG_ENTRY("Returning true");
+    return true;
+}
+
+}  // namespace nvrprint

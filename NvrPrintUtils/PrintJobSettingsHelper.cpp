@@ -1,0 +1,423 @@
+#include "PrintJobSettingsHelper.h"
+
+#include <fmt/format.h>
+
+#include <map>
+#include <optional>
+
+#include "TextCodec.h"
+
+namespace nvrprint::PrintJobSettingsHelper {
+
+const std::unordered_map<int32_t, std::string> kPaperSizeMediaNames = {
+    {1, "na_letter_8.5x11in"},         {3, "na_ledger_11x17in"},
+    {5, "na_legal_8.5x14in"},          {6, "na_invoice_5.5x8.5in"},
+    {7, "na_executive_7.25x10.5in"},   {8, "iso_a3_297x420mm"},
+    {9, "iso_a4_210x297mm"},           {11, "iso_a5_148x210mm"},
+    {12, "jis_b4_257x364mm"},          {13, "jis_b5_182x257mm"},
+    {14, "na_foolscap_8.5x13in"},      {15, "na_quarto_8.5x10.83in"},
+    {16, "na_10x14_10x14in"},          {17, "na_ledger_11x17in"},
+    {19, "na_number-9_3.875x8.875in"}, {20, "na_number-10_4.125x9.5in"},
+    {21, "na_number-11_4.5x10.375in"}, {22, "na_number-12_4.75x11in"},
+    {23, "na_number-14_5x11.5in"},     {27, "iso_dl_110x220mm"},
+    {28, "iso_c5_162x229mm"},          {29, "iso_c3_324x458mm"},
+    {30, "iso_c4_229x324mm"},          {31, "iso_c6_114x162mm"},
+    {32, "iso_c6c5_114x229mm"},        {33, "iso_b4_250x353mm"},
+    {34, "iso_b5_176x250mm"},          {35, "iso_b6_125x176mm"},
+    {36, "om_italian_110x230mm"},      {37, "na_monarch_3.875x7.5in"},
+    {38, "na_personal_3.625x6.5in"},   {39, "na_fanfold-us_11x14.875in"},
+    {40, "na_fanfold-eur_8.5x12in"},   {41, "na_foolscap_8.5x13in"},
+    {42, "iso_b4_250x353mm"},          {43, "jpn_hagaki_100x148mm"},
+    {44, "na_9x11_9x11in"},            {45, "na_10x11_10x11in"},
+    {46, "na_11x15_11x15in"},          {47, "om_invite_220x220mm"},
+    {50, "na_letter-extra_9.5x12in"},  {51, "na_legal-extra_9.5x15in"},
+    {52, "na_arch-b_12x18in"},         {53, "iso_a4-extra_235.5x322.3mm"},
+    {57, "na_super-a_8.94x14in"},      {58, "na_super-b_13x19in"},
+    {59, "na_letter-plus_8.5x12.69in"}, {60, "om_folio_210x330mm"},
+    {63, "iso_a3-extra_322x445mm"},    {64, "iso_a5-extra_174x235mm"},
+    {65, "iso_b5-extra_201x276mm"},    {66, "iso_a2_420x594mm"},
+    {70, "iso_a6_105x148mm"},          {71, "jpn_kaku2_240x332mm"},
+    {73, "jpn_chou3_120x235mm"},       {74, "jpn_chou4_90x205mm"},
+    {82, "jpn_oufuku_148x200mm"},      {88, "jis_b6_128x182mm"},
+    {91, "jpn_you4_105x235mm"},        {93, "prc_16k_146x215mm"},
+    {94, "prc_32k_97x151mm"},          {96, "prc_1_102x165mm"},
+    {97, "prc_2_102x176mm"},           {98, "prc_3_125x176mm"},
+    {99, "prc_4_110x208mm"},           {100, "prc_5_110x220mm"},
+    {101, "prc_6_120x320mm"},          {102, "prc_7_160x230mm"},
+    {103, "prc_8_120x309mm"},          {105, "prc_10_324x458mm"},
+};
+
+const std::vector<std::string> kColorOptionNames = {"SelectColor", "ColorModel", "CMAndResolution",
+                                                    "HPColorOutput", "FFColorMode"};
+const std::vector<std::string> kDuplexOptionNames = {"Duplex", "KMDuplex"};
+const std::vector<std::string> kInputSlotOptionNames = {"InputSlot", "KMInputSlot"};
+const std::vector<std::string> kMediaTypeOptionNames = {"MediaType", "FFMediaType", "BRMediaType"};
+const std::vector<std::string> kQualityOptionNames = {
+    "cupsPrintQuality", "HPPrintQuality", "HPOutputQuality", "PrintoutMode",
+    "Quality",          "FFOutputMode",   "BRResolution"};
+const std::vector<std::string> kStapleOptionNames = {
+    "StapleSet", "HPStaplerOptions", "cupsFinishingTemplate", "StapleOption",
+    "Staple",    "StapleLocation",   "FFStaple"};
+
+const AliasTable kColorValueAliases = {
+    {1, {"Gray", "Grayscale", "GrayscalePrint", "DeviceGray", "BlackAndWhitPrint", "Black"}},
+    {2, {"Color", "RGB", "CMYK", "ColorPrint", "AdobeRGB", "DeviceRGB", "Auto"}},
+};
+const AliasTable kDuplexValueAliases = {
+    {1, {"None", "Single", "1Sided"}},
+    {2, {"DuplexNoTumble", "Booklet", "2Sided", "double"}},
+    {3, {"DuplexTumble", "Double", "2Sided", "double"}},
+};
+const AliasTable kInputSlotValueAliases = {
+    {1, {"Upper", "Tray1", "tray-1"}},
+    {3, {"Tray2", "tray-2", "Middle"}},
+    {2, {"Tray3", "tray-3", "Lower"}},
+    {4, {"Manual", "Tray1_Man", "ManualFeed", "tray-1-man"}},
+    {15, {"Auto", "Automatic", "AutoSelect"}},
+    {5, {"Envelope"}},
+    {6, {"EnvelopeFeeder", "envelope-feeder"}},
+    {11, {"TrayLCT", "LCT"}},
+};
+const AliasTable kMediaTypeValueAliases = {
+    {1, {"Plain", "Standard", "Stationery", "PLAIN_NORMAL"}},
+    {2, {"transparency", "MonochromeLaserTransparency", "ColorLaserTransparency"}},
+    {3, {"glossy", "gloss"}},
+};
+const AliasTable kQualityValueAliases = {
+    {-1, {"Draft", "Fast", "300", "Speed", "HighSpeed", "PlainFast"}},
+    {-3, {"Normal", "600", "Standard", "PlainNormal"}},
+    {-4, {"High", "1200", "Best", "2400", "Quality2", "HighQuality"}},
+};
+const AliasTable kStapleValueAliases = {
+    {0, {"None", "False"}},
+};
+
+namespace {
+
+// An extractor of a 16-bit DEVMODE field: the value when accepted, else the fallback (or
+// nothing when there is none).
+FieldExtractor ShortField(const char* key, uint32_t bit, int16_t DEVMODEW::*field,
+                          bool (*accepted)(int16_t), std::optional<int16_t> fallback) {
+    return [=](const DEVMODEW* devMode, Json& settings) {
+        if (devMode == nullptr || (devMode->dmFields & bit) == 0) {
+            return;
+        }
+        int16_t value = devMode->*field;
+        if (accepted(value)) {
+            settings[key] = value;
+        } else if (fallback) {
+            settings[key] = *fallback;
+        }
+    };
+}
+
+// The value of key when it is an integer, else the default; fn is always called once. The
+// message documents the default and is not emitted.
+template <typename Fn>
+void GetIntOrDefault(const Json& settings, const char* key, const char* /*message*/,
+                     int64_t fallback, Fn&& fn) {
+    if (settings.is_object()) {
+        auto found = settings.find(key);
+        if (found != settings.end() && found->is_number_integer()) {
+            fn(found->is_number_unsigned() ? static_cast<int64_t>(found->get<uint64_t>())
+                                           : found->get<int64_t>());
+            return;
+        }
+    }
+    fn(fallback);
+}
+
+template <typename Fn>
+void GetBoolOrDefault(const Json& settings, const char* key, const char* /*message*/,
+                      bool fallback, Fn&& fn) {
+    if (settings.is_object()) {
+        auto found = settings.find(key);
+        if (found != settings.end() && found->is_boolean()) {
+            fn(found->get<bool>());
+            return;
+        }
+    }
+    fn(fallback);
+}
+
+// A number the settings hold under key, integer or floating; nothing otherwise.
+std::optional<double> NumberOf(const Json& settings, const char* key) {
+    if (!settings.is_object()) {
+        return std::nullopt;
+    }
+    auto found = settings.find(key);
+    if (found == settings.end() || !found->is_number()) {
+        return std::nullopt;
+    }
+    return found->get<double>();
+}
+
+void WriteQuality(const Json& settings, Json& attributes, const Json& caps, int64_t v) {
+    int32_t aliasKey = -4;
+    if (v == -4) {
+        attributes["quality"] = "high";
+    } else if (v == -3 || v == -2) {
+        attributes["quality"] = "normal";
+        aliasKey = -3;
+    } else if (v == -1) {
+        attributes["quality"] = "draft";
+        aliasKey = -1;
+    } else if (v > 0) {
+        bool squareResolution = true;
+        if (std::optional<double> y = NumberOf(settings, "dmYResolution")) {
+            int64_t yDpi = static_cast<int64_t>(*y);
+            if (yDpi < 1) {
+                attributes["quality"] = "high";
+                squareResolution = false;
+            } else {
+                attributes["resolution"] = fmt::format("{}x{}dpi", v, yDpi);
+                squareResolution = v == yDpi;
+            }
+        } else {
+            attributes["resolution"] = fmt::format("{}x{}dpi", v, v);
+        }
+        if (squareResolution) {
+            if (v == 150) {
+                aliasKey = -1;
+            } else if (v == 300 || v == 600) {
+                aliasKey = -3;
+            }
+        }
+    }
+    ApplyPPDOption(caps, attributes, kQualityOptionNames, kQualityValueAliases, aliasKey);
+}
+
+void WriteMediaSource(const Json& settings, Json& attributes, const Json& caps, int64_t v) {
+    static const std::unordered_map<int64_t, const char*> kBins = {
+        {1, "upper"},    {2, "lower"},     {3, "middle"}, {4, "manual"},
+        {5, "envelope"}, {6, "envmanual"}, {7, "auto"},   {11, "largecapacity"}};
+    const char* word = "auto";
+    if (auto bin = kBins.find(v); bin != kBins.end()) {
+        word = bin->second;
+    } else if (HasCustomDeviceName(settings, "BinName", v, 256)) {
+        std::string name = settings.at("BinName").get<std::string>();
+        attributes["media-source"] = name;
+        if (InternalHelpers::ProcessCustomDeviceCapability(name, attributes, caps,
+                                                           kInputSlotOptionNames,
+                                                           "dmDefaultSource", v)) {
+            return;
+        }
+    }
+    if (!attributes.contains("media-source")) {
+        attributes["media-source"] = word;
+    }
+    if (v < 256) {
+        ApplyPPDOption(caps, attributes, kInputSlotOptionNames, kInputSlotValueAliases,
+                       static_cast<int32_t>(v));
+    }
+}
+
+void WriteMediaType(const Json& settings, Json& attributes, const Json& caps, int64_t v) {
+    int32_t aliasKey = 256;
+    if (v == 1 || v == 2 || v == 3) {
+        static const char* const kTypes[] = {"", "plain", "transparency", "glossy"};
+        attributes["media-type"] = kTypes[v];
+        aliasKey = static_cast<int32_t>(v);
+    } else {
+        bool matched = false;
+        if (HasCustomDeviceName(settings, "MediaTypeName", v, 256)) {
+            std::string name = settings.at("MediaTypeName").get<std::string>();
+            attributes["media-type"] = name;
+            matched = InternalHelpers::ProcessCustomDeviceCapability(
+                name, attributes, caps, kMediaTypeOptionNames, "dmMediaType", v);
+        }
+        if (!matched) {
+            attributes["media-type"] = "auto";
+        } else {
+            aliasKey = static_cast<int32_t>(v);
+        }
+    }
+    if (v < 256) {
+        ApplyPPDOption(caps, attributes, kMediaTypeOptionNames, kMediaTypeValueAliases, aliasKey);
+    }
+}
+
+}  // namespace
+
+const std::unordered_map<std::string, FieldExtractor> kDevModeFieldExtractors = {
+    {"dmOrientation",
+     ShortField("dmOrientation", DM_ORIENTATION, &DEVMODEW::dmOrientation,
+                [](int16_t v) { return v == 1 || v == 2; }, 1)},
+    {"dmColor", ShortField("dmColor", DM_COLOR, &DEVMODEW::dmColor,
+                           [](int16_t v) { return v == 1 || v == 2; }, 2)},
+    {"dmDuplex", ShortField("dmDuplex", DM_DUPLEX, &DEVMODEW::dmDuplex,
+                            [](int16_t v) { return v >= 1 && v <= 3; }, 1)},
+    {"dmScale", ShortField("dmScale", DM_SCALE, &DEVMODEW::dmScale,
+                           [](int16_t v) { return v >= 1 && v <= 1000; }, 100)},
+    {"dmPrintQuality", ShortField("dmPrintQuality", DM_PRINTQUALITY, &DEVMODEW::dmPrintQuality,
+                                  [](int16_t v) { return v >= -4 && v != 0; }, -4)},
+    {"dmYResolution", ShortField("dmYResolution", DM_YRESOLUTION, &DEVMODEW::dmYResolution,
+                                 [](int16_t v) { return v >= 1; }, std::nullopt)},
+    {"dmCopies", ShortField("dmCopies", DM_COPIES, &DEVMODEW::dmCopies,
+                            [](int16_t v) { return v >= 1; }, 1)},
+    {"dmCollate", ShortField("dmCollate", DM_COLLATE, &DEVMODEW::dmCollate,
+                             [](int16_t v) { return v == 0 || v == 1; }, 1)},
+    {"dmPaperSize", ShortField("dmPaperSize", DM_PAPERSIZE, &DEVMODEW::dmPaperSize,
+                               [](int16_t v) { return v >= 0; }, 1)},
+    {"dmFormName",
+     [](const DEVMODEW* devMode, Json& settings) {
+         if (devMode == nullptr || (devMode->dmFields & DM_FORMNAME) == 0) {
+             return;
+         }
+         settings["dmFormName"] = GetDevModeText(devMode->dmFormName);
+     }},
+    {"dmPaperWidth", ShortField("dmPaperWidth", DM_PAPERWIDTH, &DEVMODEW::dmPaperWidth,
+                                [](int16_t v) { return v >= 1; }, std::nullopt)},
+    {"dmPaperLength", ShortField("dmPaperLength", DM_PAPERLENGTH, &DEVMODEW::dmPaperLength,
+                                 [](int16_t v) { return v >= 1; }, std::nullopt)},
+    {"dmDefaultSource", ShortField("dmDefaultSource", DM_DEFAULTSOURCE,
+                                   &DEVMODEW::dmDefaultSource, [](int16_t v) { return v >= 1; },
+                                   15)},
+    {"dmMediaType",
+     [](const DEVMODEW* devMode, Json& settings) {
+         if (devMode == nullptr || (devMode->dmFields & DM_MEDIATYPE) == 0) {
+             return;
+         }
+         uint32_t value = devMode->dmMediaType;
+         settings["dmMediaType"] = value != 0 ? value : 256u;
+     }},
+};
+
+const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters = {
+    {"dmOrientation",
+     [](const Json& s, Json& a, const Json&, const Json&) {
+         GetIntOrDefault(s, "dmOrientation", "Setting dmOrientation to Portrait.", 1,
+                         [&](int64_t v) { a["orientation-requested"] = v == 2 ? "4" : "3"; });
+     }},
+    {"dmColor",
+     [](const Json& s, Json& a, const Json& caps, const Json&) {
+         GetIntOrDefault(s, "dmColor", "Setting dmColor to color.", 2, [&](int64_t v) {
+             a["print-color-mode"] = v == 1 ? "monochrome" : "color";
+             ApplyPPDOption(caps, a, kColorOptionNames, kColorValueAliases,
+                            static_cast<int32_t>(v));
+         });
+     }},
+    {"dmDuplex",
+     [](const Json& s, Json& a, const Json& caps, const Json&) {
+         GetIntOrDefault(s, "dmDuplex", "Setting dmDuplex to one-sided.", 1, [&](int64_t v) {
+             a["sides"] = v == 2   ? "two-sided-long-edge"
+                          : v == 3 ? "two-sided-short-edge"
+                                   : "one-sided";
+             ApplyPPDOption(caps, a, kDuplexOptionNames, kDuplexValueAliases,
+                            static_cast<int32_t>(v));
+         });
+     }},
+    {"dmScale",
+     [](const Json& s, Json& a, const Json&, const Json&) {
+         GetIntOrDefault(s, "dmScale", "Setting dmScale to 100.", 100, [&](int64_t v) {
+             if (v >= 1 && v <= 1000) {
+                 a["fit-to-pagescaling"] = std::to_string(v);
+             } else {
+                 a["fit-to-pagescaling"] = 100;
+             }
+         });
+     }},
+    {"dmPrintQuality",
+     [](const Json& s, Json& a, const Json& caps, const Json&) {
+         GetIntOrDefault(s, "dmPrintQuality", "Setting dmPrintQuality to high.", -4,
+                         [&](int64_t v) { WriteQuality(s, a, caps, v); });
+     }},
+    {"dmYResolution",
+     [](const Json& s, Json& a, const Json&, const Json&) {
+         GetIntOrDefault(s, "dmYResolution", "", 0, [&](int64_t y) {
+             std::optional<double> quality = NumberOf(s, "dmPrintQuality");
+             if ((quality && *quality > 0) || y < 1) {
+                 return;
+             }
+             a["resolution"] = fmt::format("{}dpi", y);
+         });
+     }},
+    {"dmCopies",
+     [](const Json& s, Json& a, const Json&, const Json&) {
+         GetIntOrDefault(s, "dmCopies", "Setting dmCopies to 1.", 1,
+                         [&](int64_t v) { a["copies"] = v < 1 ? "1" : std::to_string(v); });
+     }},
+    {"dmCollate",
+     [](const Json& s, Json& a, const Json&, const Json&) {
+         GetIntOrDefault(s, "dmCollate", "Setting dmCollate to true.", 1,
+                         [&](int64_t v) { a["collate"] = v == 0 ? "false" : "true"; });
+     }},
+    {"dmDefaultSource",
+     [](const Json& s, Json& a, const Json& caps, const Json&) {
+         GetIntOrDefault(s, "dmDefaultSource", "Setting dmDefaultSource to auto.", 256,
+                         [&](int64_t v) { WriteMediaSource(s, a, caps, v); });
+     }},
+    {"dmMediaType",
+     [](const Json& s, Json& a, const Json& caps, const Json&) {
+         GetIntOrDefault(s, "dmMediaType", "Setting dmMediaType to auto.", 256,
+                         [&](int64_t v) { WriteMediaType(s, a, caps, v); });
+     }},
+    {"bStapled",
+     [](const Json& s, Json& a, const Json& caps, const Json&) {
+         GetBoolOrDefault(s, "bStapled", "Setting bStapled to none.", false, [&](bool on) {
+             a["finishings"] = on ? "4" : "none";
+             ApplyPPDOption(caps, a, kStapleOptionNames, kStapleValueAliases, on ? 1 : 0);
+         });
+     }},
+    {"bReversePages",
+     [](const Json& s, Json& a, const Json&, const Json&) {
+         GetBoolOrDefault(s, "bReversePages", "Setting bReversePages to same-order.", false,
+                          [&](bool on) { a["page-delivery"] = on ? "reverse-order" : "same-order"; });
+     }},
+    {"PagesPerSheet",
+     [](const Json& s, Json& a, const Json&, const Json&) {
+         GetIntOrDefault(s, "PagesPerSheet", "Setting PagesPerSheet to 1.", 1, [&](int64_t v) {
+             bool supported = v == 1 || v == 2 || v == 4 || v == 9 || v == 16;
+             a["number-up"] = supported ? std::to_string(v) : "1";
+         });
+     }},
+};
+
+const std::vector<std::string> kExtractorOrder = {
+    "dmOrientation", "dmColor",     "dmDuplex",     "dmScale",       "dmPrintQuality",
+    "dmYResolution", "dmCopies",    "dmCollate",    "dmPaperSize",   "dmFormName",
+    "dmPaperWidth",  "dmPaperLength", "dmDefaultSource", "dmMediaType"};
+
+const std::vector<std::string> kWriterOrder = {
+    "dmOrientation", "dmColor",   "dmDuplex",        "dmScale",     "dmPrintQuality",
+    "dmYResolution", "dmCopies",  "dmCollate",       "dmDefaultSource", "dmMediaType",
+    "bStapled",      "bReversePages", "PagesPerSheet"};
+
+Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,
+                            const Json& jobSettings) {
+    Json settings = Json::object();
+    for (const std::string& key : kExtractorOrder) {
+        kDevModeFieldExtractors.at(key)(devMode, settings);
+    }
+    std::map<std::string, std::string> driverOptions = ReadDriverOptions(devMode);
+    if (auto bin = driverOptions.find("media-source"); bin != driverOptions.end()) {
+        settings["BinName"] = bin->second;
+    }
+    if (auto type = driverOptions.find("media-type"); type != driverOptions.end()) {
+        settings["MediaTypeName"] = type->second;
+    }
+    if (jobSettings.is_object()) {
+        for (const auto& [key, value] : jobSettings.items()) {
+            settings[key] = value;
+        }
+    }
+
+    Json attributes = Json::object();
+    const Json unused;
+    for (const std::string& key : kWriterOrder) {
+        kSettingAttributeWriters.at(key)(settings, attributes, deviceCapabilities, unused);
+    }
+    if (settings.contains("dmPaperSize")) {
+        auto name = kPaperSizeMediaNames.find(settings["dmPaperSize"].get<int32_t>());
+        if (name != kPaperSizeMediaNames.end()) {
+            attributes["media"] = name->second;
+        }
+    }
+    if (!attributes.contains("media") && settings.contains("dmFormName") &&
+        !settings["dmFormName"].get<std::string>().empty()) {
+        attributes["media"] = settings["dmFormName"];
+    }
+    return attributes;
+}
+
+}  // namespace nvrprint::PrintJobSettingsHelper
