@@ -172,18 +172,8 @@ std::string NvrPrintHelper::ActualInputFile() {
 
 // Operations whose engines are not part of this build yet: each fails with its own line.
 
-bool NvrPrintHelper::ExecuteSilentMode() {
-    NVR_LOG_ERROR("Silent printing is not available in this build");
-    return false;
-}
-
 bool NvrPrintHelper::ExecuteInteractiveMode() {
     NVR_LOG_ERROR("The print preview is not available in this build");
-    return false;
-}
-
-bool NvrPrintHelper::PrintDocument() {
-    NVR_LOG_ERROR("Printing is not available in this build");
     return false;
 }
 
@@ -196,10 +186,6 @@ bool NvrPrintHelper::ExecuteFtaMode() {
     NVR_LOG_ERROR("Opening the document in an external application is not available in this "
                   "build");
     return false;
-}
-
-std::string NvrPrintHelper::DetermineJobTitle() {
-    return std::filesystem::path(ActualInputFile()).filename().string();
 }
 
 }  // namespace nvrprint

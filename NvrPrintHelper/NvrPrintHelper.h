@@ -39,6 +39,8 @@ public:
     bool DetermineOperationMode();
     void OnDocumentEvent(docmgr::DocMgrEventType kind, const docmgr::DocMgrEventData& data);
     bool ExecuteSilentMode();
+    std::string GetDefaultPrinterName();
+    bool ValidatePrinter(const std::string& printerName);
     bool ExecuteInteractiveMode();
     bool PrintDocument();
     bool ExportToTiff();

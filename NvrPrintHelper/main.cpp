@@ -6,6 +6,8 @@
 #include "LogMacros.h"
 #include "Notice.h"
 #include "NvrPrintHelper.h"
+#include "PrintSystem.h"
+#include "PrinterServices.h"
 
 namespace {
 
@@ -29,6 +31,7 @@ int main(int argc, char** argv) {
     logger.Initialize("");
     logger.SetModeFlags(LogToTrace | LogToStdout);
     NVR_LOG_ENTRY("=== NvrPrintHelper Application Starting ===");
+    InstallPrintSystem(platform::CreateSystemPrintSystem());
 
     int exitCode = 1;
     try {

@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "LogMacros.h"
+#include "PrintSystem.h"
 
 namespace docmgr {
 
@@ -49,14 +50,38 @@ void DocFilePageMgr::FireEvent(DocMgrEventType kind, const DocMgrEventData& data
 
 DevModePtr DocFilePageMgr::GetPrinterSettings(const std::string& printerName) {
     NVR_LOG_DEBUG("Getting settings for printer: {}", printerName);
-    NVR_LOG_ERROR("Printer settings are not available in this build: {}", printerName);
-    return {};
-}
-
-bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const std::string&,
-                                        PrintDevice*, WindowHandle) {
-    NVR_LOG_ERROR("Printing is not available in this build: {}", printerName);
-    return false;
+    int error = 0;
+    std::unique_ptr<nvrprint::PrinterSession> printer =
+        nvrprint::CurrentPrintSystem().OpenPrinter(printerName, &error);
+    if (!printer) {
+        NVR_LOG_ERROR("Failed to open printer '{}' (Error: {})", printerName, error);
+        return {};
+    }
+    int32_t size = printer->DevModeSize();
+    if (size < 1 || static_cast<size_t>(size) < sizeof(nvrprint::DEVMODEW)) {
+        NVR_LOG_ERROR("Failed to get DEVMODE size for printer: {} (returned size: {})", printerName,
+                      size);
+        return {};
+    }
+    NVR_LOG_VERBOSE("DEVMODE size: {} bytes", size);
+    DevModePtr block(static_cast<nvrprint::DEVMODEW*>(std::calloc(1, static_cast<size_t>(size))));
+    if (!block) {
+        NVR_LOG_ERROR("Failed to allocate memory for DEVMODE ({} bytes)", size);
+        return {};
+    }
+    if (printer->DefaultDevMode(block.get()) != nvrprint::kIdOk) {
+        NVR_LOG_ERROR("Failed to retrieve default DEVMODE for printer: {}", printerName);
+        return {};
+    }
+    NVR_LOG_DEBUG("Retrieved default DEVMODE");
+    // The same block goes in and comes out, so that the driver validates it.
+    DevModePtr validated(static_cast<nvrprint::DEVMODEW*>(std::calloc(1, static_cast<size_t>(size))));
+    if (!validated || printer->ValidateDevMode(block.get(), validated.get()) != nvrprint::kIdOk) {
+        NVR_LOG_ERROR("Failed to validate DEVMODE for printer: {}", printerName);
+        return {};
+    }
+    NVR_LOG_INFO("Successfully retrieved and validated printer settings for: {}", printerName);
+    return validated;
 }
 
 bool DocFilePageMgr::OnDrawPage(PrintDevice*, size_t, const TargetParams&, int, int) {

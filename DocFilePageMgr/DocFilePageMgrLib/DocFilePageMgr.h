@@ -20,6 +20,30 @@ namespace docmgr {
 
 using nvrprint::DevModePtr;
 
+// One printed side: the 0-based logical pages on it, in drawing order.
+struct PhysicalPage {
+    std::vector<uint64_t> logicalPages;
+};
+
+// How a print reads the program's share of the job settings.
+struct PrintJobSettingsView {
+    const nvrprint::PrintJobSettings& settings;
+    // Copies below 1 count as 1.
+    int Copies() const { return settings.dmCopies > 1 ? settings.dmCopies : 1; }
+    // Only 1 means collated.
+    bool Collated() const { return settings.dmCollate == 1; }
+    // Whether pages are grouped, reordered or repeated, rather than printed one by one.
+    bool Transformed() const {
+        return settings.PagesPerSheet > 1 || settings.bReversePages || settings.dmCopies > 1;
+    }
+};
+
+// Progress of a print reaches a window through this; the UI layer installs it. The
+// arguments are the window, the number just finished (from 1) and the count it is out of.
+using PrintProgressPoster = void (*)(WindowHandle window, uint64_t done, uint64_t total);
+void SetPrintProgressPoster(PrintProgressPoster poster);
+void PostPrintProgress(WindowHandle window, uint64_t done, uint64_t total);
+
 // The token LoadDocument hands back; its only use is the null test.
 using LoadHandle = const void*;
 
@@ -55,6 +79,9 @@ public:
     void SetTargetParams(RenderTarget target, const TargetParams& params);
     std::shared_ptr<PageImage> GetPageImage(size_t pageNumber, RenderTarget target);
     bool GetPageSizePoints(size_t pageNumber, double* width, double* height);
+
+    std::vector<PhysicalPage> BuildPhysicalPageList(size_t totalPages) const;
+    bool RenderNUpPage(PrintDevice* device, const PhysicalPage& page, const TargetParams& params);
 
     // A blank bitmap of the given size; bits, when given, receives its pixels.
     static BitmapPtr CreateDIBSectionBitmap(int32_t width, int32_t height, uint8_t** bits);

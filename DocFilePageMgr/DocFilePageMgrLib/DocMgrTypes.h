@@ -117,7 +117,7 @@ struct TargetParams {
 // Pixels along one axis for a page of the given size: points / 72 * scale * dpi, rounded.
 int32_t PixelsForPoints(double points, double scale, int32_t dpi);
 
-// Stands for the device context a page is drawn onto; the print device implements it.
+// The device a job is drawn onto (PrintDevice.h).
 class PrintDevice;
 // An opaque window of the user-interface layer.
 using WindowHandle = void*;

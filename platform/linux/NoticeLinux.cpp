@@ -29,8 +29,8 @@ public:
             return;
         }
         GtkMessageType type = kind == NoticeKind::Error ? GTK_MESSAGE_ERROR : GTK_MESSAGE_INFO;
-        GtkWidget* dialog = gtk_message_dialog_new(nullptr, GTK_DIALOG_MODAL, type,
-                                                   GTK_BUTTONS_OK, "%s", text.c_str());
+        GtkWidget* dialog = gtk_message_dialog_new(nullptr, GTK_DIALOG_MODAL, type, GTK_BUTTONS_OK,
+                                                   "%s", text.c_str());
         gtk_window_set_title(GTK_WINDOW(dialog), title.c_str());
         gtk_dialog_run(GTK_DIALOG(dialog));
         gtk_widget_destroy(dialog);

@@ -82,7 +82,7 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOpti
     env.push_back(nullptr);
 
     pid_t pid = -1;
-    int rc = posix_spawn(&pid, argv[0].c_str(), &actions, nullptr, args.data(), env.data());
+    int rc = posix_spawnp(&pid, argv[0].c_str(), &actions, nullptr, args.data(), env.data());
     posix_spawn_file_actions_destroy(&actions);
     if (rc != 0) {
         throw std::runtime_error(std::string("spawn failed: ") + std::strerror(rc));

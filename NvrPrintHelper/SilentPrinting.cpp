@@ -1,0 +1,178 @@
+// Silent printing: settling the printer, stacking the settings layers, and sending the
+// job through a print device.
+#include <memory>
+
+#include "LogMacros.h"
+#include "NvrPrintHelper.h"
+#include "PrinterServices.h"
+
+namespace nvrprint {
+namespace {
+
+// The longest printer name the default-printer query hands back.
+constexpr size_t kPrinterNameCapacity = 256;
+
+std::string FileNamePart(const std::string& path) {
+    const size_t slash = path.find_last_of("\\/");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+}  // namespace
+
+bool NvrPrintHelper::ExecuteSilentMode() {
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_INFO("Executing silent mode");
+    if (m_printerName.empty()) {
+        NVR_LOG_DEBUG("No printer specified, getting default printer");
+        m_printerName = GetDefaultPrinterName();
+        if (m_printerName.empty()) {
+            NVR_LOG_ERROR("No default printer available");
+            ShowError("Error: No printer specified and no default printer available", false);
+            return false;
+        }
+        NVR_LOG_INFO("Using default printer: {}", m_printerName);
+    }
+    NVR_LOG_DEBUG("Validating printer: {}", m_printerName);
+    if (!ValidatePrinter(m_printerName)) {
+        NVR_LOG_ERROR("Printer validation failed");
+        ShowError("Error: Invalid or inaccessible printer: " + m_printerName, false);
+        return false;
+    }
+    NVR_LOG_DEBUG("Printer validated successfully");
+    const bool printed = PrintDocument();
+    if (printed) {
+        NVR_LOG_INFO("Silent mode completed successfully");
+    } else {
+        NVR_LOG_ERROR("Silent mode failed");
+    }
+    NVR_LOG_ENTRY("Returning {}", printed);
+    return printed;
+}
+
+std::string NvrPrintHelper::GetDefaultPrinterName() {
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_DEBUG("Getting default printer name");
+    int error = 0;
+    std::string name = platform::GetDefaultPrinter(&error);
+    if (name.size() >= kPrinterNameCapacity) {
+        error = 122;  // the name does not fit the buffer
+        name.clear();
+    }
+    if (name.empty()) {
+        NVR_LOG_ERROR("Failed to get default printer (Error: {})", error);
+        NVR_LOG_ENTRY("Returning empty string");
+        return {};
+    }
+    NVR_LOG_ENTRY("Returning {}", name);
+    return name;
+}
+
+bool NvrPrintHelper::ValidatePrinter(const std::string& printerName) {
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_DEBUG("Validating printer: {}", printerName);
+    if (printerName.empty()) {
+        NVR_LOG_ERROR("Empty printer name");
+        return false;
+    }
+    int error = 0;
+    if (!platform::CanOpenPrinter(printerName, &error)) {
+        NVR_LOG_ERROR("Failed to open printer (Error: {}): {}", error, printerName);
+        return false;
+    }
+    return true;
+}
+
+std::string NvrPrintHelper::DetermineJobTitle() {
+    if (!m_finalSettings.PrintJobTitle.empty()) {
+        NVR_LOG_ENTRY("Returning title from settings");
+        return m_finalSettings.PrintJobTitle;
+    }
+    if (m_inputFile == "-") {
+        NVR_LOG_ENTRY("Returning default title");
+        return "Norvan print job";
+    }
+    NVR_LOG_ENTRY("Returning filename");
+    return FileNamePart(ActualInputFile());
+}
+
+bool NvrPrintHelper::PrintDocument() {
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_INFO("Starting print operation to: {}", m_printerName);
+
+    DevModePtr silentDevMode;
+    const DEVMODEW* devMode = nullptr;
+    std::string title;
+    const bool validated = static_cast<bool>(m_validatedDevMode);
+    if (validated) {
+        NVR_LOG_INFO(
+            "Using validated DEVMODE from print dialog (user-approved settings, no "
+            "modification)");
+        title = DetermineJobTitle();
+        NVR_LOG_INFO("Print job title: {}", title);
+        NVR_LOG_DEBUG("Creating printer DC with validated DEVMODE");
+        devMode = m_validatedDevMode.get();
+    } else {
+        NVR_LOG_DEBUG("Getting printer settings (silent mode path)");
+        silentDevMode = m_docMgr->GetPrinterSettings(m_printerName);
+        if (!silentDevMode) {
+            NVR_LOG_ERROR("Failed to get printer settings");
+            return false;
+        }
+        NVR_LOG_DEBUG("Printer settings obtained successfully");
+        m_finalSettings.ExtractFromDevMode(silentDevMode.get());
+        NVR_LOG_DEBUG("Layer 0: Extracted printer defaults (PagesPerSheet={})",
+                      m_finalSettings.PagesPerSheet);
+        if (m_settingsReceived) {
+            m_finalSettings.MergeWith(m_documentSettings);
+            NVR_LOG_DEBUG("Layer 1: Merged document settings (PagesPerSheet={})",
+                          m_finalSettings.PagesPerSheet);
+        }
+        m_finalSettings.MergeWith(m_overrideSettings);
+        NVR_LOG_INFO("Layer 2: Final merged settings (PagesPerSheet={}, Reverse={}, Copies={})",
+                     m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages,
+                     m_finalSettings.dmCopies < 1 ? 1 : m_finalSettings.dmCopies);
+        NVR_LOG_DEBUG("Applying and validating effective settings");
+        if (!m_finalSettings.ApplyToDevMode(silentDevMode.get(), m_printerName)) {
+            NVR_LOG_ERROR("Failed to apply or validate print settings");
+            ShowError("Failed to apply print settings to printer: " + m_printerName +
+                          "\n\nThe printer may not support the requested settings.",
+                      false);
+            return false;
+        }
+        NVR_LOG_DEBUG("Effective settings applied and validated successfully");
+        title = DetermineJobTitle();
+        NVR_LOG_INFO("Print job title: {}", title);
+        NVR_LOG_DEBUG("Creating printer DC");
+        devMode = silentDevMode.get();
+    }
+
+    int error = 0;
+    std::unique_ptr<docmgr::PrintDevice> device = platform::CreatePrintDevice(
+        m_printerName, devMode, nlohmann::json{{"bStapled", m_finalSettings.bStapled}}, &error);
+    if (!device) {
+        NVR_LOG_ERROR("Failed to create printer DC (Error: {})", error);
+        return false;
+    }
+    NVR_LOG_DEBUG("Printer DC created successfully");
+    NVR_LOG_DEBUG("Setting print job settings for hybrid printing (N-up: {}, Reverse: {})",
+                  m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages);
+    m_docMgr->m_printJobSettings = m_finalSettings;
+    NVR_LOG_INFO("Rendering document to printer");
+    const bool printed =
+        m_docMgr->RenderDocToPrinter(m_printerName, title, device.get(), m_progressWindow);
+    if (validated) {
+        // Every print from the preview comes with its own approved settings.
+        m_validatedDevMode.reset();
+    } else {
+        NVR_LOG_DEBUG("Printer DC will be automatically cleaned up");
+    }
+    if (printed) {
+        NVR_LOG_INFO("Document printed successfully");
+    } else {
+        NVR_LOG_ERROR("Document printing failed");
+    }
+    NVR_LOG_ENTRY("Returning {}", printed);
+    return printed;
+}
+
+}  // namespace nvrprint

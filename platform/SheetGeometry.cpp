@@ -1,0 +1,52 @@
+#include "SheetGeometry.h"
+
+#include <cmath>
+#include <utility>
+
+namespace nvrprint::platform {
+namespace {
+
+constexpr double kHundredthsMmPerInch = 2540.0;
+
+int Pixels(int hundredthsMm, int dpi) {
+    return static_cast<int>(std::lround(hundredthsMm / kHundredthsMmPerInch * dpi));
+}
+
+double Points(int hundredthsMm) {
+    return hundredthsMm / kHundredthsMmPerInch * 72.0;
+}
+
+}  // namespace
+
+SheetGeometry MakeSheetGeometry(const MediaSize& media, bool landscape, int dpiX, int dpiY) {
+    MediaSize m = media;
+    if (landscape) {
+        m = MediaSize{media.name,   media.length, media.width, media.top,
+                      media.bottom, media.right,  media.left};
+    }
+    SheetGeometry g;
+    g.widthPoints = Points(m.width);
+    g.heightPoints = Points(m.length);
+    g.dpiX = dpiX;
+    g.dpiY = dpiY;
+    g.physicalWidth = Pixels(m.width, dpiX);
+    g.physicalHeight = Pixels(m.length, dpiY);
+    g.offsetX = Pixels(m.left, dpiX);
+    g.offsetY = Pixels(m.top, dpiY);
+    g.printableWidth = g.physicalWidth - g.offsetX - Pixels(m.right, dpiX);
+    g.printableHeight = g.physicalHeight - g.offsetY - Pixels(m.bottom, dpiY);
+    return g;
+}
+
+PointRect DeviceToPoints(const SheetGeometry& sheet, int x, int y, int width, int height) {
+    const double sx = 72.0 / sheet.dpiX;
+    const double sy = 72.0 / sheet.dpiY;
+    PointRect r;
+    r.x = (sheet.offsetX + x) * sx;
+    r.width = width * sx;
+    r.height = height * sy;
+    r.y = sheet.heightPoints - (sheet.offsetY + y) * sy - r.height;
+    return r;
+}
+
+}  // namespace nvrprint::platform

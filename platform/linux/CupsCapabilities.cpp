@@ -1,0 +1,127 @@
+#include "CupsCapabilities.h"
+
+// The PPD interface is deprecated in libcups but remains the only way to read a queue's
+// PPD options.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#include <cups/ppd.h>
+
+#include <unistd.h>
+
+#include <memory>
+
+namespace nvrprint::platform {
+namespace {
+
+std::vector<std::string> SupportedKeywords(const CupsDestination& d, const char* option) {
+    std::vector<std::string> values;
+    ipp_attribute_t* attr = cupsFindDestSupported(d.Http(), d.Dest(), d.Info(), option);
+    for (int i = 0; attr != nullptr && i < ippGetCount(attr); ++i) {
+        if (const char* value = ippGetString(attr, i, nullptr)) {
+            values.emplace_back(value);
+        }
+    }
+    return values;
+}
+
+// A queue option set by the user or the administrator, else the printer's default.
+std::string Keyword(const CupsDestination& d, const char* option) {
+    const char* chosen = cupsGetOption(option, d.Dest()->num_options, d.Dest()->options);
+    return chosen != nullptr ? chosen : d.DefaultKeyword(option);
+}
+
+Resolution ResolutionOf(ipp_attribute_t* attr, int index) {
+    ipp_res_t units;
+    int y = 0;
+    int x = ippGetResolution(attr, index, &y, &units);
+    if (units == IPP_RES_PER_CM) {
+        x = static_cast<int>(x * 2.54 + 0.5);
+        y = static_cast<int>(y * 2.54 + 0.5);
+    }
+    return {x, y};
+}
+
+struct PpdClose {
+    void operator()(ppd_file_t* ppd) const { ppdClose(ppd); }
+};
+
+}  // namespace
+
+PrinterCapabilities CapabilitiesOf(const CupsDestination& d) {
+    PrinterCapabilities caps;
+    caps.mediaSupported = SupportedKeywords(d, CUPS_MEDIA);
+    caps.mediaDefault = Keyword(d, CUPS_MEDIA);
+    cups_size_t size;
+    if (caps.mediaDefault.empty() && d.DefaultMedia(&size)) {
+        caps.mediaDefault = size.media;
+    }
+    if (auto sides = SupportedKeywords(d, CUPS_SIDES); !sides.empty()) {
+        caps.sidesSupported = sides;
+    }
+    if (auto sides = Keyword(d, CUPS_SIDES); !sides.empty()) {
+        caps.sidesDefault = sides;
+    }
+    if (auto modes = SupportedKeywords(d, CUPS_PRINT_COLOR_MODE); !modes.empty()) {
+        caps.colorModesSupported = modes;
+    }
+    if (auto mode = Keyword(d, CUPS_PRINT_COLOR_MODE); !mode.empty()) {
+        caps.colorModeDefault = mode;
+    }
+    caps.copiesDefault = d.DefaultInteger(CUPS_COPIES, 1);
+    if (ipp_attribute_t* copies =
+            cupsFindDestSupported(d.Http(), d.Dest(), d.Info(), CUPS_COPIES)) {
+        int upper = 0;
+        ippGetRange(copies, 0, &upper);
+        if (upper > 0) {
+            caps.copiesMax = upper;
+        }
+    }
+    if (d.DefaultInteger(CUPS_ORIENTATION, IPP_ORIENT_PORTRAIT) == IPP_ORIENT_LANDSCAPE) {
+        caps.orientationDefault = "landscape";
+    }
+    if (ipp_attribute_t* res =
+            cupsFindDestSupported(d.Http(), d.Dest(), d.Info(), "printer-resolution")) {
+        for (int i = 0; i < ippGetCount(res); ++i) {
+            caps.resolutionsSupported.push_back(ResolutionOf(res, i));
+        }
+    }
+    if (ipp_attribute_t* res =
+            cupsFindDestDefault(d.Http(), d.Dest(), d.Info(), "printer-resolution")) {
+        caps.resolutionDefault = ResolutionOf(res, 0);
+    } else if (!caps.resolutionsSupported.empty()) {
+        caps.resolutionDefault = caps.resolutionsSupported.front();
+    }
+    caps.mediaSourceDefault = Keyword(d, CUPS_MEDIA_SOURCE);
+    caps.mediaTypeDefault = Keyword(d, CUPS_MEDIA_TYPE);
+    return caps;
+}
+
+nlohmann::json PpdOptionsOf(const CupsDestination& d) {
+    nlohmann::json options = nlohmann::json::object();
+    if (!d.IsQueue()) {
+        return options;
+    }
+    const char* fetched = cupsGetPPD2(CUPS_HTTP_DEFAULT, d.Name().c_str());
+    if (fetched == nullptr) {
+        return options;
+    }
+    const std::string path = fetched;
+    std::unique_ptr<ppd_file_t, PpdClose> ppd(ppdOpenFile(path.c_str()));
+    unlink(path.c_str());
+    if (!ppd) {
+        return options;
+    }
+    for (ppd_option_t* option = ppdFirstOption(ppd.get()); option != nullptr;
+         option = ppdNextOption(ppd.get())) {
+        nlohmann::json choices = nlohmann::json::array();
+        for (int i = 0; i < option->num_choices; ++i) {
+            choices.push_back(option->choices[i].choice);
+        }
+        options[option->keyword] = std::move(choices);
+    }
+    return options;
+}
+
+}  // namespace nvrprint::platform
+
+#pragma GCC diagnostic pop

@@ -1,0 +1,198 @@
+#include "CupsPrintDevice.h"
+
+#include <cerrno>
+
+#include "LogMacros.h"
+
+namespace nvrprint::platform {
+
+using namespace docmgr;
+
+namespace {
+
+struct OptionsFree {
+    int count;
+    void operator()(cups_option_t* options) const { cupsFreeOptions(count, options); }
+};
+
+}  // namespace
+
+CupsPrintDevice::CupsPrintDevice(std::unique_ptr<CupsDestination> destination,
+                                 const SheetGeometry& sheet, JobOptions options)
+    : m_destination(std::move(destination)), m_sheet(sheet), m_options(std::move(options)) {}
+
+CupsPrintDevice::~CupsPrintDevice() {
+    if (m_jobId > 0 && !m_finished) {
+        AbortDoc();
+    }
+}
+
+int CupsPrintDevice::GetDeviceCaps(int index) const {
+    switch (index) {
+        case HORZRES:
+            return m_sheet.printableWidth;
+        case VERTRES:
+            return m_sheet.printableHeight;
+        case LOGPIXELSX:
+            return m_sheet.dpiX;
+        case LOGPIXELSY:
+            return m_sheet.dpiY;
+        case PHYSICALWIDTH:
+            return m_sheet.physicalWidth;
+        case PHYSICALHEIGHT:
+            return m_sheet.physicalHeight;
+        case PHYSICALOFFSETX:
+            return m_sheet.offsetX;
+        case PHYSICALOFFSETY:
+            return m_sheet.offsetY;
+        default:
+            return 0;
+    }
+}
+
+int CupsPrintDevice::Fail(int error, const std::string& what) {
+    m_lastError = error;
+    NVR_LOG_ERROR("{}", what);
+    return 0;
+}
+
+int CupsPrintDevice::StartDoc(const std::string& documentName) {
+    if (m_jobId > 0) {
+        return Fail(EALREADY, "A job is already open on this printer");
+    }
+    m_title = documentName;
+    int count = 0;
+    cups_option_t* options = nullptr;
+    for (const auto& [name, value] : m_options) {
+        count = cupsAddOption(name.c_str(), value.c_str(), count, &options);
+    }
+    std::unique_ptr<cups_option_t, OptionsFree> held(options, OptionsFree{count});
+    for (const auto& [name, value] : m_options) {
+        NVR_LOG_VERBOSE("Job option {}={}", name, value);
+    }
+    int jobId = 0;
+    ipp_status_t status =
+        cupsCreateDestJob(m_destination->Http(), m_destination->Dest(), m_destination->Info(),
+                          &jobId, documentName.c_str(), count, options);
+    if (status > IPP_STATUS_OK_CONFLICTING || jobId <= 0) {
+        return Fail(static_cast<int>(status),
+                    fmt::format("Printer {} refused the job: {}", m_destination->Name(),
+                                cupsLastErrorString()));
+    }
+    m_jobId = jobId;
+    NVR_LOG_DEBUG("Created job {} on {} ({} options)", jobId, m_destination->Name(),
+                  m_options.size());
+    return jobId;
+}
+
+int CupsPrintDevice::StartPage() {
+    if (m_jobId <= 0 || m_pageOpen) {
+        return Fail(EINVAL, "No job is open, or a sheet is already started");
+    }
+    m_writer.BeginSheet(m_sheet.widthPoints, m_sheet.heightPoints);
+    m_pageOpen = true;
+    return 1;
+}
+
+int CupsPrintDevice::EndPage() {
+    if (!m_pageOpen) {
+        return Fail(EINVAL, "No sheet is started");
+    }
+    m_writer.EndSheet();
+    m_pageOpen = false;
+    return 1;
+}
+
+bool CupsPrintDevice::PlacePdfPage(const std::string& pdfPath, size_t pageIndex, int x, int y,
+                                   int width, int height) {
+    if (!m_pageOpen) {
+        Fail(EINVAL, "No sheet is started");
+        return false;
+    }
+    const PointRect r = DeviceToPoints(m_sheet, x, y, width, height);
+    std::string reason;
+    if (!m_writer.PlacePage(pdfPath, pageIndex, r.x, r.y, r.width, r.height, &reason)) {
+        Fail(EIO, fmt::format("Cannot place page {} of {}: {}", pageIndex + 1, pdfPath, reason));
+        return false;
+    }
+    return true;
+}
+
+bool CupsPrintDevice::DrawBitmap(const Bitmap& bitmap, int x, int y) {
+    if (!m_pageOpen) {
+        Fail(EINVAL, "No sheet is started");
+        return false;
+    }
+    const PointRect r = DeviceToPoints(m_sheet, x, y, bitmap.Width(), bitmap.Height());
+    m_writer.PlaceImage(bitmap, r.x, r.y, r.width, r.height);
+    return true;
+}
+
+bool CupsPrintDevice::SendDocument(std::string* reason) {
+    http_t* http = m_destination->Http();
+    http_status_t started =
+        cupsStartDestDocument(http, m_destination->Dest(), m_destination->Info(), m_jobId,
+                              m_title.c_str(), CUPS_FORMAT_PDF, 0, nullptr, 1);
+    if (started != HTTP_STATUS_CONTINUE) {
+        *reason = fmt::format("the printer did not accept the document: {}", cupsLastErrorString());
+        return false;
+    }
+    bool written = m_writer.Write(
+        [http](const unsigned char* data, size_t length) {
+            return cupsWriteRequestData(http, reinterpret_cast<const char*>(data), length) ==
+                   HTTP_STATUS_CONTINUE;
+        },
+        reason);
+    ipp_status_t finished =
+        cupsFinishDestDocument(http, m_destination->Dest(), m_destination->Info());
+    if (!written) {
+        *reason = "the document could not be sent: " + *reason;
+        return false;
+    }
+    if (finished > IPP_STATUS_OK_CONFLICTING) {
+        *reason = fmt::format("the printer did not take the document: {}", cupsLastErrorString());
+        return false;
+    }
+    return true;
+}
+
+int CupsPrintDevice::EndDoc() {
+    if (m_jobId <= 0 || m_pageOpen) {
+        return Fail(EINVAL, "No job is open, or a sheet is still started");
+    }
+    std::string reason;
+    if (!SendDocument(&reason)) {
+        const int status = static_cast<int>(cupsLastError());
+        return Fail(status != 0 ? status : EIO,
+                    fmt::format("Job {} on {} failed: {}", m_jobId, m_destination->Name(), reason));
+    }
+    m_finished = true;
+    NVR_LOG_INFO("Job {} sent to {} ({} sheets)", m_jobId, m_destination->Name(),
+                 m_writer.SheetCount());
+    return 1;
+}
+
+int CupsPrintDevice::AbortDoc() {
+    if (m_jobId <= 0) {
+        return Fail(EINVAL, "No job is open");
+    }
+    m_finished = true;
+    // A fresh connection: the job's own may be in the middle of a request.
+    http_t* http =
+        cupsConnectDest(m_destination->Dest(),
+                        m_destination->IsQueue() ? CUPS_DEST_FLAGS_NONE : CUPS_DEST_FLAGS_DEVICE,
+                        5000, nullptr, nullptr, 0, nullptr, nullptr);
+    ipp_status_t status = cupsCancelDestJob(http != nullptr ? http : m_destination->Http(),
+                                            m_destination->Dest(), m_jobId);
+    if (http != nullptr) {
+        httpClose(http);
+    }
+    if (status > IPP_STATUS_OK_CONFLICTING) {
+        return Fail(static_cast<int>(status),
+                    fmt::format("Could not cancel job {}: {}", m_jobId, cupsLastErrorString()));
+    }
+    NVR_LOG_INFO("Cancelled job {} on {}", m_jobId, m_destination->Name());
+    return 1;
+}
+
+}  // namespace nvrprint::platform

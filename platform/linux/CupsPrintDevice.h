@@ -1,0 +1,53 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CupsDestination.h"
+#include "PdfSheetWriter.h"
+#include "PrintDevice.h"
+#include "SheetGeometry.h"
+
+namespace nvrprint::platform {
+
+// A print job on a CUPS destination, drawn like a printer device context. Sheets are built
+// as one PDF, which EndDoc streams into the job created by StartDoc. A job that does not
+// reach EndDoc is cancelled, so nothing partial is printed.
+class CupsPrintDevice final : public docmgr::PrintDevice {
+public:
+    using JobOptions = std::vector<std::pair<std::string, std::string>>;
+
+    CupsPrintDevice(std::unique_ptr<CupsDestination> destination, const SheetGeometry& sheet,
+                    JobOptions options);
+    ~CupsPrintDevice() override;
+
+    int GetDeviceCaps(int index) const override;
+    int StartDoc(const std::string& documentName) override;
+    int StartPage() override;
+    int EndPage() override;
+    int EndDoc() override;
+    int AbortDoc() override;
+    int LastError() const override { return m_lastError; }
+
+    bool PlacePdfPage(const std::string& pdfPath, size_t pageIndex, int x, int y, int width,
+                      int height) override;
+    bool DrawBitmap(const docmgr::Bitmap& bitmap, int x, int y) override;
+
+private:
+    int Fail(int error, const std::string& what);
+    bool SendDocument(std::string* reason);
+
+    std::unique_ptr<CupsDestination> m_destination;
+    SheetGeometry m_sheet;
+    JobOptions m_options;
+    PdfSheetWriter m_writer;
+    std::string m_title;
+    int m_jobId = 0;
+    bool m_pageOpen = false;
+    bool m_finished = false;
+    int m_lastError = 0;
+};
+
+}  // namespace nvrprint::platform

@@ -1,0 +1,183 @@
+// Silent printing end to end: the real program prints through a private CUPS scheduler into
+// a virtual IPP printer, and the tests read what the printer received.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+
+#include "PdfFixtures.h"
+#include "PrinterStack.h"
+#include "Process.h"
+#include "TestSupport.h"
+
+using namespace testsupport;
+
+namespace {
+
+std::string ErrorBox(const std::string& text) {
+    return "[NvrPrintHelper Error] " + text + "\n";
+}
+
+bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// The scheduler's id of the job the program created, from its log.
+int SchedulerJobId(const std::string& log) {
+    std::smatch match;
+    static const std::regex kCreated("Created job (\\d+) on ");
+    return std::regex_search(log, match, kCreated) ? std::stoi(match[1]) : 0;
+}
+
+class SilentPrintTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { s_stack = PrinterStack::Start(); }
+
+    void SetUp() override {
+        ASSERT_TRUE(s_stack) << "the printer stack did not start";
+        // Each test reads only what it printed itself.
+        std::error_code ec;
+        for (const auto& entry : std::filesystem::directory_iterator(s_stack->recordDir, ec)) {
+            std::filesystem::remove(entry.path(), ec);
+        }
+    }
+
+    ProcessResult Print(std::vector<std::string> args, ProcessOptions options = {}) {
+        args.insert(args.begin(),
+                    {ProgramPath(), "-silent", "-usePreviewApp=never", "-logLevel=4"});
+        options.setEnv["TMPDIR"] = tmp.Path();
+        options.setEnv["CUPS_SERVER"] = s_stack->cupsServer;
+        return RunProcess(args, options);
+    }
+
+    ReceivedJob Received(const std::string& name) {
+        std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, name);
+        EXPECT_TRUE(job) << "the printer received no job named " << name;
+        return job.value_or(ReceivedJob{});
+    }
+
+    static std::optional<PrinterStack> s_stack;
+    ScratchDir tmp;
+    ScratchDir work;
+};
+
+std::optional<PrinterStack> SilentPrintTest::s_stack;
+
+TEST_F(SilentPrintTest, ProgramDoesNupReverseAndUncollatedCopiesOnLandscapeSides) {
+    const std::string doc = work.File("nup-reverse.pdf");
+    MakePdfWithSettings(doc, {kLetter, kLetter, kLetter, kLetter, kLetter},
+                        R"({"PagesPerSheet": 2, "bReversePages": true, "dmCopies": 2,
+                            "dmCollate": 0})");
+    ProcessResult r = Print({doc});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    EXPECT_TRUE(Has(r.out, "Using default printer: " + s_stack->queue));
+
+    ReceivedJob job = Received("nup-reverse.pdf");
+    const std::vector<std::string> expected = {"Page 5 Page 4", "Page 5 Page 4", "Page 3 Page 2",
+                                               "Page 3 Page 2", "Page 1",        "Page 1"};
+    EXPECT_EQ(PageTexts(job.documentPath), expected);
+    for (int side = 0; side < 6; ++side) {
+        EXPECT_TRUE(PageIsLandscape(job.documentPath, side)) << "side " << side + 1;
+    }
+    // The printer is not asked to repeat what the program already did.
+    EXPECT_EQ(job.attributes["IPP_COPIES"], "");
+}
+
+TEST_F(SilentPrintTest, DuplexAndPaperReachThePrinter) {
+    const std::string doc = work.File("duplex.pdf");
+    MakePdfWithSettings(doc, {kA4, kA4},
+                        R"({"dmDuplex": 2, "dmPaperSize": 9, "PrintJobTitle": "duplex-a4"})");
+    ProcessResult r = Print({doc, s_stack->queue});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+
+    ReceivedJob job = Received("duplex-a4");
+    EXPECT_EQ(job.attributes["IPP_SIDES"], "two-sided-long-edge");
+    EXPECT_TRUE(Has(job.attributes["IPP_MEDIA_COL"], "x-dimension=21000 y-dimension=29700"))
+        << job.attributes["IPP_MEDIA_COL"];
+    EXPECT_TRUE(Has(SchedulerJobAttributes(*s_stack, SchedulerJobId(r.out)),
+                    "media (keyword) = iso_a4_210x297mm"));
+    EXPECT_EQ(PageTexts(job.documentPath).size(), 2u);
+}
+
+TEST_F(SilentPrintTest, SinglePageKeepsItsNaturalSize) {
+    const std::string doc = work.File("natural.pdf");
+    MakePdf(doc, {kLetter});
+    ProcessResult r = Print({doc});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    EXPECT_TRUE(Has(r.out, "Standard page-by-page rendering"));
+
+    ReceivedJob job = Received("natural.pdf");
+    ASSERT_EQ(PageTexts(job.documentPath), std::vector<std::string>{"Page 1"});
+    // The band across the page is a fifth of its height: 158 points at natural size, less
+    // had the page been shrunk into the printable area.
+    const int band = DarkRowsInColumn(job.documentPath, 0, 450);
+    EXPECT_GE(band, 157);
+    EXPECT_LE(band, 160);
+}
+
+TEST_F(SilentPrintTest, SettingsFileOverridesTheDocumentAndNamesTheJob) {
+    const std::string doc = work.File("override.pdf");
+    MakePdfWithSettings(doc, {kLetter, kLetter, kLetter},
+                        R"({"PagesPerSheet": 2, "PrintJobTitle": "from the document"})");
+    const std::string settings = work.File("override.json");
+    WriteFile(settings, R"({"PagesPerSheet": 1, "bReversePages": true,
+                            "PrintJobTitle": "override-title"})");
+    ProcessResult r = Print({"-settings", settings, doc});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+
+    ReceivedJob job = Received("override-title");
+    EXPECT_EQ(PageTexts(job.documentPath),
+              (std::vector<std::string>{"Page 3", "Page 2", "Page 1"}));
+}
+
+TEST_F(SilentPrintTest, StaplingReachesTheQueueAsFinishings) {
+    const std::string doc = work.File("stapled.pdf");
+    MakePdfWithSettings(doc, {kLetter, kLetter}, R"({"bStapled": true})");
+    ProcessResult r = Print({doc});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    const int jobId = SchedulerJobId(r.out);
+    ASSERT_GT(jobId, 0) << r.out;
+    EXPECT_TRUE(Has(SchedulerJobAttributes(*s_stack, jobId), "finishings (enum) = staple"));
+    Received("stapled.pdf");
+}
+
+TEST_F(SilentPrintTest, StandardInputGetsTheFixedTitle) {
+    const std::string doc = work.File("piped.pdf");
+    MakePdf(doc, {kLetter});
+    ProcessOptions options;
+    options.stdinData = ReadFile(doc);
+    ProcessResult r = Print({"-type=pdfium", "-", s_stack->queue}, options);
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    ReceivedJob job = Received("Norvan print job");
+    EXPECT_EQ(PageTexts(job.documentPath).size(), 1u);
+}
+
+TEST_F(SilentPrintTest, PrinterUriPrintsWithoutAQueue) {
+    const std::string doc = work.File("direct.pdf");
+    MakePdfWithSettings(doc, {kLetter}, R"({"PrintJobTitle": "direct-to-printer"})");
+    ProcessResult r = Print({doc, s_stack->printerUri});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    ReceivedJob job = Received("direct-to-printer");
+    EXPECT_EQ(PageTexts(job.documentPath), std::vector<std::string>{"Page 1"});
+}
+
+TEST_F(SilentPrintTest, UnknownQueueIsRefused) {
+    const std::string doc = work.File("doc.pdf");
+    MakePdf(doc, {kLetter});
+    ProcessResult r = Print({doc, "NoSuchQueue"});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err, ErrorBox("Error: Invalid or inaccessible printer: NoSuchQueue"));
+    EXPECT_TRUE(Has(r.out, "Failed to open printer (Error: "));
+}
+
+TEST_F(SilentPrintTest, NoSchedulerMeansNoDefaultPrinter) {
+    const std::string doc = work.File("doc.pdf");
+    MakePdf(doc, {kLetter});
+    ProcessOptions options;
+    ProcessResult r = RunProcess({ProgramPath(), "-silent", "-usePreviewApp=never", doc}, options);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err, ErrorBox("Error: No printer specified and no default printer available"));
+    EXPECT_TRUE(Has(r.out, "No default printer available"));
+}
+
+}  // namespace

@@ -1,0 +1,201 @@
+#include "PrinterStack.h"
+
+#include <cairo.h>
+#include <poppler.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "Process.h"
+#include "TestSupport.h"
+
+namespace testsupport {
+namespace {
+
+std::string Script() {
+    return std::string(NVR_SOURCE_DIR) + "/scripts/printer-stack";
+}
+
+std::map<std::string, std::string> ParseLines(const std::string& text, const std::string& prefix) {
+    std::map<std::string, std::string> values;
+    std::istringstream lines(text);
+    std::string line;
+    while (std::getline(lines, line)) {
+        const size_t eq = line.find('=');
+        if (eq != std::string::npos && line.starts_with(prefix)) {
+            values[line.substr(0, eq)] = line.substr(eq + 1);
+        }
+    }
+    return values;
+}
+
+ProcessOptions StackEnvironment(const std::string& dir, int cupsPort, int printerPort,
+                                const std::string& queue) {
+    ProcessOptions options;
+    options.timeoutSeconds = 120;
+    if (!dir.empty())
+        options.setEnv["NVR_STACK_DIR"] = dir;
+    if (cupsPort != 0)
+        options.setEnv["NVR_CUPS_PORT"] = std::to_string(cupsPort);
+    if (printerPort != 0)
+        options.setEnv["NVR_PRINTER_PORT"] = std::to_string(printerPort);
+    if (!queue.empty())
+        options.setEnv["NVR_QUEUE"] = queue;
+    return options;
+}
+
+struct Document {
+    PopplerDocument* doc = nullptr;
+    explicit Document(const std::string& path) {
+        GError* error = nullptr;
+        gchar* uri = g_filename_to_uri(path.c_str(), nullptr, nullptr);
+        doc = poppler_document_new_from_file(uri, nullptr, &error);
+        g_free(uri);
+        if (error != nullptr)
+            g_error_free(error);
+    }
+    ~Document() {
+        if (doc != nullptr)
+            g_object_unref(doc);
+    }
+    PopplerPage* Page(int index) const {
+        return doc != nullptr ? poppler_document_get_page(doc, index) : nullptr;
+    }
+};
+
+}  // namespace
+
+std::optional<PrinterStack> PrinterStack::Start(const std::string& dir, int cupsPort,
+                                                int printerPort, const std::string& queue) {
+    ProcessResult r =
+        RunProcess({Script(), "start"}, StackEnvironment(dir, cupsPort, printerPort, queue));
+    if (r.exitCode != 0) {
+        return std::nullopt;
+    }
+    std::map<std::string, std::string> env = ParseLines(r.out, "");
+    return PrinterStack{env["CUPS_SERVER"], env["NVR_QUEUE"], env["NVR_PRINTER_URI"],
+                        env["NVR_RECORD_DIR"]};
+}
+
+void PrinterStack::Stop(const std::string& dir) {
+    RunProcess({Script(), "stop"}, StackEnvironment(dir, 0, 0, ""));
+}
+
+std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const std::string& name,
+                                              int timeoutSeconds) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
+    while (std::chrono::steady_clock::now() < deadline) {
+        std::error_code ec;
+        for (const auto& entry : std::filesystem::directory_iterator(stack.recordDir, ec)) {
+            const std::string path = entry.path().string();
+            if (!path.ends_with(".attrs"))
+                continue;
+            auto attributes = ParseLines(ReadFile(path), "IPP_");
+            if (attributes["IPP_JOB_NAME"] == name) {
+                std::string doc = path.substr(0, path.size() - 6) + ".doc";
+                return ReceivedJob{doc, attributes};
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+    return std::nullopt;
+}
+
+std::vector<std::string> PageTexts(const std::string& pdfPath) {
+    Document d(pdfPath);
+    std::vector<std::string> texts;
+    const int pages = d.doc != nullptr ? poppler_document_get_n_pages(d.doc) : 0;
+    for (int i = 0; i < pages; ++i) {
+        PopplerPage* page = d.Page(i);
+        gchar* text = poppler_page_get_text(page);
+        std::string words;
+        std::istringstream in(text != nullptr ? text : "");
+        for (std::string word; in >> word;) {
+            words += (words.empty() ? "" : " ") + word;
+        }
+        texts.push_back(words);
+        g_free(text);
+        g_object_unref(page);
+    }
+    return texts;
+}
+
+bool PageIsLandscape(const std::string& pdfPath, int pageIndex) {
+    Document d(pdfPath);
+    PopplerPage* page = d.Page(pageIndex);
+    if (page == nullptr)
+        return false;
+    double width = 0;
+    double height = 0;
+    poppler_page_get_size(page, &width, &height);
+    // The first word's extent tells which way the text runs.
+    PopplerRectangle* rects = nullptr;
+    guint count = 0;
+    bool turned = false;
+    if (poppler_page_get_text_layout(page, &rects, &count) && count >= 4) {
+        double x1 = rects[0].x1, y1 = rects[0].y1, x2 = rects[0].x2, y2 = rects[0].y2;
+        for (guint i = 1; i < 4; ++i) {
+            x1 = std::min(x1, rects[i].x1);
+            y1 = std::min(y1, rects[i].y1);
+            x2 = std::max(x2, rects[i].x2);
+            y2 = std::max(y2, rects[i].y2);
+        }
+        turned = (y2 - y1) > (x2 - x1);
+    }
+    g_free(rects);
+    g_object_unref(page);
+    return (width > height) != turned;
+}
+
+int DarkRowsInColumn(const std::string& pdfPath, int pageIndex, double column) {
+    Document d(pdfPath);
+    PopplerPage* page = d.Page(pageIndex);
+    if (page == nullptr)
+        return -1;
+    double width = 0;
+    double height = 0;
+    poppler_page_get_size(page, &width, &height);
+    cairo_surface_t* surface = cairo_image_surface_create(
+        CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height));
+    cairo_t* cr = cairo_create(surface);
+    cairo_set_source_rgb(cr, 1, 1, 1);
+    cairo_paint(cr);
+    poppler_page_render_for_printing(page, cr);
+    cairo_destroy(cr);
+    cairo_surface_flush(surface);
+    const unsigned char* data = cairo_image_surface_get_data(surface);
+    const int stride = cairo_image_surface_get_stride(surface);
+    int dark = 0;
+    for (int row = 0; row < cairo_image_surface_get_height(surface); ++row) {
+        const unsigned char* pixel = data + row * stride + static_cast<int>(column) * 4;
+        if (pixel[0] < 128 && pixel[1] < 128 && pixel[2] < 128)
+            ++dark;
+    }
+    cairo_surface_destroy(surface);
+    g_object_unref(page);
+    return dark;
+}
+
+std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId) {
+    ProcessOptions options;
+    ProcessResult r = RunProcess(
+        {"ipptool", "-tv", "ipp://" + stack.cupsServer + "/jobs/" + std::to_string(jobId),
+         "get-job-attributes.test"},
+        options);
+    return r.out;
+}
+
+std::string SchedulerJobState(const PrinterStack& stack, int jobId) {
+    const std::string attributes = SchedulerJobAttributes(stack, jobId);
+    const std::string key = "job-state (enum) = ";
+    const size_t at = attributes.find(key);
+    if (at == std::string::npos)
+        return {};
+    const size_t end = attributes.find('\n', at);
+    return attributes.substr(at + key.size(), end - at - key.size());
+}
+
+}  // namespace testsupport
