@@ -29,7 +29,8 @@ public:
     // The load waits in OnLoadDocument until Release is called.
     void HoldLoad() { m_hold = true; }
     void Release() {
-        if (m_hold && !m_released.exchange(true)) m_gate.set_value();
+        if (m_hold && !m_released.exchange(true))
+            m_gate.set_value();
     }
     void FailLoad() { m_fail = true; }
     void FailRenders() { m_failRenders = true; }
@@ -39,14 +40,25 @@ public:
         m_settings = std::move(json);
     }
 
+    // Pages drawn straight onto a device instead of through a bitmap.
+    void DrawDirectly() { m_drawDirectly = true; }
+    struct Draw {
+        size_t page;
+        double scale;
+        int x;
+        int y;
+    };
+
     int renders = 0;
     std::string loadedPath;
     docmgr::TargetParams lastParams;
+    std::vector<Draw> draws;
 
 protected:
     bool OnLoadDocument(const std::string& path) override {
         loadedPath = path;
-        if (m_hold) m_gate.get_future().wait();
+        if (m_hold)
+            m_gate.get_future().wait();
         if (m_announce) {
             FireEvent(docmgr::DocumentSettingsAvailable,
                       docmgr::DocumentSettingsAvailableData{m_settings});
@@ -54,17 +66,27 @@ protected:
         return !m_fail && !m_pages.empty();
     }
     uint64_t OnGetPageCount() override { return m_pages.size(); }
-    docmgr::BitmapPtr OnRenderPageBitmap(size_t index, const docmgr::TargetParams& params) override {
+    docmgr::BitmapPtr OnRenderPageBitmap(size_t index,
+                                         const docmgr::TargetParams& params) override {
         ++renders;
         lastParams = params;
-        if (m_failRenders) return nullptr;
+        if (m_failRenders)
+            return nullptr;
         const PageSize& size = m_pages.at(index);
-        return CreateDIBSectionBitmap(docmgr::PixelsForPoints(size.width, params.scale, params.dpiX),
-                                      docmgr::PixelsForPoints(size.height, params.scale, params.dpiY),
-                                      nullptr);
+        return CreateDIBSectionBitmap(
+            docmgr::PixelsForPoints(size.width, params.scale, params.dpiX),
+            docmgr::PixelsForPoints(size.height, params.scale, params.dpiY), nullptr);
+    }
+    bool OnDrawPage(docmgr::PrintDevice*, size_t index, const docmgr::TargetParams& params, int x,
+                    int y) override {
+        if (!m_drawDirectly)
+            return false;
+        draws.push_back({index, params.scale, x, y});
+        return true;
     }
     bool OnGetPageSizePoints(size_t index, double* width, double* height) override {
-        if (index >= m_pages.size()) return false;
+        if (index >= m_pages.size())
+            return false;
         *width = m_pages[index].width;
         *height = m_pages[index].height;
         return true;
@@ -78,6 +100,7 @@ private:
     bool m_fail = false;
     bool m_failRenders = false;
     bool m_announce = false;
+    bool m_drawDirectly = false;
     std::string m_settings;
 };
 

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <fmt/format.h>
+
+#include <string>
+#include <vector>
+
+#include "PrintDevice.h"
+
+namespace testsupport {
+
+// A print device that writes down what is done to it, in order, and fails where told.
+class RecordingPrintDevice final : public docmgr::PrintDevice {
+public:
+    int printableWidth = 4800;
+    int printableHeight = 6300;
+    int dpi = 600;
+    int startDocResult = 7;  // the job id
+    int failStartPage = 0;   // fail the n-th StartPage (from 1); 0 never
+    bool failPlacement = false;
+    bool failEndDoc = false;
+    std::vector<std::string> calls;
+
+    int GetDeviceCaps(int index) const override {
+        switch (index) {
+            case docmgr::HORZRES:
+                return printableWidth;
+            case docmgr::VERTRES:
+                return printableHeight;
+            case docmgr::LOGPIXELSX:
+            case docmgr::LOGPIXELSY:
+                return dpi;
+            default:
+                return 0;
+        }
+    }
+    int StartDoc(const std::string& name) override {
+        calls.push_back("StartDoc " + name);
+        return startDocResult;
+    }
+    int StartPage() override {
+        calls.push_back("StartPage");
+        return ++m_pages == failStartPage ? 0 : 1;
+    }
+    int EndPage() override {
+        calls.push_back("EndPage");
+        return 1;
+    }
+    int EndDoc() override {
+        calls.push_back("EndDoc");
+        return failEndDoc ? 0 : 1;
+    }
+    int AbortDoc() override {
+        calls.push_back("AbortDoc");
+        return 1;
+    }
+    int LastError() const override { return 5; }
+    bool PlacePdfPage(const std::string&, size_t page, int x, int y, int width,
+                      int height) override {
+        calls.push_back(fmt::format("Place {} at {},{} {}x{}", page + 1, x, y, width, height));
+        return !failPlacement;
+    }
+    bool DrawBitmap(const docmgr::Bitmap& bitmap, int x, int y) override {
+        calls.push_back(
+            fmt::format("Bitmap {}x{} at {},{}", bitmap.Width(), bitmap.Height(), x, y));
+        return true;
+    }
+
+private:
+    int m_pages = 0;
+};
+
+}  // namespace testsupport
