@@ -108,12 +108,14 @@ bool PdfSheetWriter::PlacePage(const std::string& sourcePath, size_t pageIndex, 
             if (source == nullptr) {
                 return false;
             }
-            std::vector<QPDFPageObjectHelper> pages = QPDFPageDocumentHelper(*source).getAllPages();
+            // The document's own list of pages, built once.
+            const std::vector<QPDFObjectHandle>& pages = source->getAllPages();
             if (pageIndex >= pages.size()) {
                 *reason = fmt::format("the document has no page {}", pageIndex + 1);
                 return false;
             }
-            QPDFObjectHandle foreign = pages[pageIndex].getFormXObjectForPage();
+            QPDFObjectHandle foreign =
+                QPDFPageObjectHelper(pages[pageIndex]).getFormXObjectForPage();
             form = s.forms.emplace(key, s.output.copyForeignObject(foreign)).first;
         }
         std::string name = s.AddXObject(form->second);

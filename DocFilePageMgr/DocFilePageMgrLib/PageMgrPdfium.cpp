@@ -3,6 +3,8 @@
 #include <cairo.h>
 #include <poppler.h>
 
+#include <filesystem>
+
 #include "EmbeddedSettings.h"
 #include "FileSignature.h"
 #include "LogMacros.h"
@@ -49,12 +51,16 @@ int ClassifyOpenError(const GError* error) {
         return kUnknown;
     }
     switch (error->code) {
-        case POPPLER_ERROR_OPEN_FILE: return kFile;
+        case POPPLER_ERROR_OPEN_FILE:
+            return kFile;
         case POPPLER_ERROR_INVALID:
         case POPPLER_ERROR_BAD_CATALOG:
-        case POPPLER_ERROR_DAMAGED: return kFormat;
-        case POPPLER_ERROR_ENCRYPTED: return kPassword;
-        default: return kUnknown;
+        case POPPLER_ERROR_DAMAGED:
+            return kFormat;
+        case POPPLER_ERROR_ENCRYPTED:
+            return kPassword;
+        default:
+            return kUnknown;
     }
 }
 
@@ -64,13 +70,16 @@ struct PageMgrPdfium::Document {
     GObjectPtr<PopplerDocument> handle;
 
     GObjectPtr<PopplerPage> LoadPage(size_t index) const {
-        return GObjectPtr<PopplerPage>(poppler_document_get_page(handle.get(), static_cast<int>(index)));
+        return GObjectPtr<PopplerPage>(
+            poppler_document_get_page(handle.get(), static_cast<int>(index)));
     }
 };
 
 int32_t PageMgrPdfium::s_pdfiumRefCount = 0;
 
-PageMgrPdfium::PageMgrPdfium() { EnsurePdfiumInit(); }
+PageMgrPdfium::PageMgrPdfium() {
+    EnsurePdfiumInit();
+}
 
 PageMgrPdfium::~PageMgrPdfium() {
     JoinLoadThread();
@@ -103,14 +112,22 @@ void PageMgrPdfium::PdfiumShutdown() {
 
 std::string PageMgrPdfium::LoadErrorText(int code) {
     switch (code) {
-        case kSuccess: return "Success";
-        case kUnknown: return "Unknown error";
-        case kFile: return "File not found or could not be opened";
-        case kFormat: return "File not in PDF format or corrupted";
-        case kPassword: return "Password required";
-        case kSecurity: return "Unsupported security scheme";
-        case kPage: return "Page not found or content error";
-        default: return fmt::format("Error code: {}", code);
+        case kSuccess:
+            return "Success";
+        case kUnknown:
+            return "Unknown error";
+        case kFile:
+            return "File not found or could not be opened";
+        case kFormat:
+            return "File not in PDF format or corrupted";
+        case kPassword:
+            return "Password required";
+        case kSecurity:
+            return "Unsupported security scheme";
+        case kPage:
+            return "Page not found or content error";
+        default:
+            return fmt::format("Error code: {}", code);
     }
 }
 
@@ -144,8 +161,11 @@ bool PageMgrPdfium::OnLoadDocument(const std::string& path) {
         return false;
     }
 
+    // The engine opens files by URI, which needs an absolute path.
+    std::error_code ec;
+    const std::string absolute = std::filesystem::absolute(path, ec).string();
     GError* rawError = nullptr;
-    gchar* uri = g_filename_to_uri(path.c_str(), nullptr, &rawError);
+    gchar* uri = g_filename_to_uri(ec ? path.c_str() : absolute.c_str(), nullptr, &rawError);
     PopplerDocument* handle = nullptr;
     if (uri != nullptr) {
         handle = poppler_document_new_from_file(uri, nullptr, &rawError);
@@ -179,15 +199,18 @@ void PageMgrPdfium::OnDocumentSettingsAvailable(const std::string& json) {
         NVR_LOG_WARNING("Empty JSON settings string");
         return;
     }
-    NVR_LOG_DEBUG("Document settings will be merged by NvrPrintHelper with printer defaults and "
-                  "overrides");
+    NVR_LOG_DEBUG(
+        "Document settings will be merged by NvrPrintHelper with printer defaults and "
+        "overrides");
     if (HasEventCallback()) {
         FireEvent(DocumentSettingsAvailable, DocumentSettingsAvailableData{json});
         NVR_LOG_VERBOSE("Event dispatched successfully");
     }
 }
 
-uint64_t PageMgrPdfium::OnGetPageCount() { return m_docPageCount; }
+uint64_t PageMgrPdfium::OnGetPageCount() {
+    return m_docPageCount;
+}
 
 bool PageMgrPdfium::CheckPageIndex(size_t pageIndex) const {
     if (!m_document) {
@@ -222,9 +245,10 @@ bool PageMgrPdfium::OnGetPageSizePoints(size_t pageIndex, double* width, double*
 }
 
 BitmapPtr PageMgrPdfium::OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) {
-    nvrprint::Logger::Instance().LogPrintf("docmgr::PageMgrPdfium::OnRenderPageBitmap", __FILE__, __LINE__,
-                                 "Rendering page %zu at DPI %dx%d with scale %.2f", pageIndex + 1,
-                                 params.dpiX, params.dpiY, params.scale);
+    nvrprint::Logger::Instance().LogPrintf("docmgr::PageMgrPdfium::OnRenderPageBitmap", __FILE__,
+                                           __LINE__,
+                                           "Rendering page %zu at DPI %dx%d with scale %.2f",
+                                           pageIndex + 1, params.dpiX, params.dpiY, params.scale);
     if (!CheckPageIndex(pageIndex)) {
         return nullptr;
     }
@@ -236,7 +260,8 @@ BitmapPtr PageMgrPdfium::OnRenderPageBitmap(size_t pageIndex, const TargetParams
     double width = 0.0;
     double height = 0.0;
     poppler_page_get_size(page.get(), &width, &height);
-    const int32_t pixelWidth = static_cast<int32_t>(width / 72.0 * params.dpiX * params.scale + 0.5);
+    const int32_t pixelWidth =
+        static_cast<int32_t>(width / 72.0 * params.dpiX * params.scale + 0.5);
     const int32_t pixelHeight =
         static_cast<int32_t>(height / 72.0 * params.dpiY * params.scale + 0.5);
     if (pixelWidth <= 0 || pixelHeight <= 0) {

@@ -1,6 +1,7 @@
 #include "CupsPrintDevice.h"
 
 #include <cerrno>
+#include <cstring>
 
 #include "LogMacros.h"
 
@@ -137,8 +138,10 @@ bool CupsPrintDevice::SendDocument(std::string* reason) {
         *reason = fmt::format("the printer did not accept the document: {}", cupsLastErrorString());
         return false;
     }
+    m_bytesSent = 0;
     bool written = m_writer.Write(
-        [http](const unsigned char* data, size_t length) {
+        [this, http](const unsigned char* data, size_t length) {
+            m_bytesSent += length;
             return cupsWriteRequestData(http, reinterpret_cast<const char*>(data), length) ==
                    HTTP_STATUS_CONTINUE;
         },
@@ -146,7 +149,9 @@ bool CupsPrintDevice::SendDocument(std::string* reason) {
     ipp_status_t finished =
         cupsFinishDestDocument(http, m_destination->Dest(), m_destination->Info());
     if (!written) {
-        *reason = "the document could not be sent: " + *reason;
+        const int cause = httpError(http);
+        *reason = fmt::format("the document could not be sent: {}{}", *reason,
+                              cause != 0 ? fmt::format(" ({})", std::strerror(cause)) : "");
         return false;
     }
     if (finished > IPP_STATUS_OK_CONFLICTING) {
@@ -167,8 +172,8 @@ int CupsPrintDevice::EndDoc() {
                     fmt::format("Job {} on {} failed: {}", m_jobId, m_destination->Name(), reason));
     }
     m_finished = true;
-    NVR_LOG_INFO("Job {} sent to {} ({} sheets)", m_jobId, m_destination->Name(),
-                 m_writer.SheetCount());
+    NVR_LOG_INFO("Job {} sent to {} ({} sheets, {} bytes)", m_jobId, m_destination->Name(),
+                 m_writer.SheetCount(), m_bytesSent);
     return 1;
 }
 

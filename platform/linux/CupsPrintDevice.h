@@ -48,6 +48,7 @@ private:
     bool m_pageOpen = false;
     bool m_finished = false;
     int m_lastError = 0;
+    size_t m_bytesSent = 0;
 };
 
 }  // namespace nvrprint::platform

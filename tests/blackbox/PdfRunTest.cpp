@@ -43,7 +43,8 @@ TEST_F(PdfRunTest, EmbeddedPreviewWithoutPrinterDecidesInteractiveAndSilentFlagW
     MakePdfWithSettings(doc, {kLetter}, R"({"bShowPreview": true})");
 
     ProcessResult r = Run({"-usePreviewApp=never", doc});
-    EXPECT_TRUE(Has(r.out, "Operation mode determined (override=false, document=true): Interactive"))
+    EXPECT_TRUE(
+        Has(r.out, "Operation mode determined (override=false, document=true): Interactive"))
         << r.out;
     EXPECT_TRUE(Has(r.out, "Executing interactive mode"));
 
@@ -66,5 +67,14 @@ TEST_F(PdfRunTest, DamagedPdfFailsToLoad) {
     WriteFile(work.File("bad.pdf"), "%PDF-1.7\nthis is not a document\n");
     ProcessResult r = Run({work.File("bad.pdf")});
     EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.err, "[NvrPrintHelper Error] Failed to load document: " + work.File("bad.pdf") + "\n");
+    EXPECT_EQ(r.err,
+              "[NvrPrintHelper Error] Failed to load document: " + work.File("bad.pdf") + "\n");
+}
+
+TEST_F(PdfRunTest, RelativePathIsLoaded) {
+    MakePdf(work.File("relative.pdf"), {kLetter});
+    ProcessOptions options;
+    options.workingDirectory = work.Path();
+    ProcessResult r = Run({"-usePreviewApp=never", "-interactive", "relative.pdf"}, options);
+    EXPECT_TRUE(Has(r.out, "Successfully loaded document with 1 page(s)")) << r.out;
 }

@@ -2,7 +2,10 @@
 // a virtual IPP printer, and the tests read what the printer received.
 #include <gtest/gtest.h>
 
+#include <signal.h>
+
 #include <filesystem>
+#include <future>
 #include <regex>
 
 #include "PdfFixtures.h"
@@ -178,6 +181,46 @@ TEST_F(SilentPrintTest, NoSchedulerMeansNoDefaultPrinter) {
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.err, ErrorBox("Error: No printer specified and no default printer available"));
     EXPECT_TRUE(Has(r.out, "No default printer available"));
+}
+
+}  // namespace
+
+namespace {
+
+// A scheduler of its own, since this test kills it.
+TEST(SchedulerStopTest, StoppingMidJobFailsTheRunAndPrintsNothing) {
+    const std::string stackDir = "/tmp/nvr-printer-stack-stop";
+    std::optional<PrinterStack> stack = PrinterStack::Start(stackDir, 8641, 8642, "NvrStopPrinter");
+    ASSERT_TRUE(stack) << "the second printer stack did not start";
+    ScratchDir work;
+    ScratchDir tmp;
+    // Enough pages that the job stays open for a while before its document is sent.
+    const std::string doc = work.File("long.pdf");
+    MakePdf(doc, std::vector<FixturePage>(2000, kLetter));
+
+    ProcessOptions options;
+    options.setEnv["TMPDIR"] = tmp.Path();
+    options.setEnv["CUPS_SERVER"] = stack->cupsServer;
+    auto run = std::async(std::launch::async, [&] {
+        return RunProcess({ProgramPath(), "-silent", "-usePreviewApp=never", "-logLevel=4", doc},
+                          options);
+    });
+    bool killed = false;
+    for (int attempt = 0; attempt < 1000 && !killed; ++attempt) {
+        if (!SchedulerJobState(*stack, 1).empty()) {
+            const std::string pid = ReadFile(stackDir + "/cupsd.pid");
+            killed = ::kill(std::stoi(pid), SIGKILL) == 0;
+        }
+    }
+    ProcessResult r = run.get();
+    PrinterStack::Stop(stackDir);
+    ASSERT_TRUE(killed) << "the job never appeared on the scheduler";
+
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(Has(r.out, "the document could not be sent")) << r.out;
+    EXPECT_TRUE(Has(r.out, "Failed to end document (Error: "));
+    EXPECT_TRUE(Has(r.out, "Silent mode failed"));
+    EXPECT_FALSE(WaitForReceivedJob(*stack, "long.pdf", 3)) << "a partial job was printed";
 }
 
 }  // namespace

@@ -28,10 +28,12 @@ struct Pipe {
         CloseWrite();
     }
     void CloseRead() {
-        if (fds[0] >= 0) ::close(fds[0]), fds[0] = -1;
+        if (fds[0] >= 0)
+            ::close(fds[0]), fds[0] = -1;
     }
     void CloseWrite() {
-        if (fds[1] >= 0) ::close(fds[1]), fds[1] = -1;
+        if (fds[1] >= 0)
+            ::close(fds[1]), fds[1] = -1;
     }
 };
 
@@ -59,7 +61,9 @@ std::vector<std::string> BuildEnvironment(const ProcessOptions& options) {
 
 }  // namespace
 
-std::string ProgramPath() { return NVR_PROGRAM_PATH; }
+std::string ProgramPath() {
+    return NVR_PROGRAM_PATH;
+}
 
 ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOptions& options) {
     Pipe in, out, err;
@@ -72,13 +76,18 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOpti
     }
     posix_spawn_file_actions_adddup2(&actions, out.fds[1], 1);
     posix_spawn_file_actions_adddup2(&actions, err.fds[1], 2);
+    if (!options.workingDirectory.empty()) {
+        posix_spawn_file_actions_addchdir_np(&actions, options.workingDirectory.c_str());
+    }
 
     std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    for (const std::string& a : argv)
+        args.push_back(const_cast<char*>(a.c_str()));
     args.push_back(nullptr);
     std::vector<std::string> envText = BuildEnvironment(options);
     std::vector<char*> env;
-    for (std::string& e : envText) env.push_back(e.data());
+    for (std::string& e : envText)
+        env.push_back(e.data());
     env.push_back(nullptr);
 
     pid_t pid = -1;
@@ -94,17 +103,22 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOpti
     ProcessResult result;
     std::string pending = options.stdinData.value_or("");
     size_t written = 0;
-    if (!options.stdinData) in.CloseWrite();
-    if (options.stdinData && pending.empty()) in.CloseWrite();
+    if (!options.stdinData)
+        in.CloseWrite();
+    if (options.stdinData && pending.empty())
+        in.CloseWrite();
 
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(options.timeoutSeconds);
     bool outOpen = true, errOpen = true;
     signal(SIGPIPE, SIG_IGN);
     while (outOpen || errOpen) {
         std::vector<pollfd> fds;
-        if (outOpen) fds.push_back({out.fds[0], POLLIN, 0});
-        if (errOpen) fds.push_back({err.fds[0], POLLIN, 0});
-        if (in.fds[1] >= 0) fds.push_back({in.fds[1], POLLOUT, 0});
+        if (outOpen)
+            fds.push_back({out.fds[0], POLLIN, 0});
+        if (errOpen)
+            fds.push_back({err.fds[0], POLLIN, 0});
+        if (in.fds[1] >= 0)
+            fds.push_back({in.fds[1], POLLOUT, 0});
         int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
                                         deadline - std::chrono::steady_clock::now())
                                         .count());
@@ -112,13 +126,17 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOpti
             ::kill(pid, SIGKILL);
             break;
         }
-        if (::poll(fds.data(), fds.size(), left) <= 0) continue;
+        if (::poll(fds.data(), fds.size(), left) <= 0)
+            continue;
         for (const pollfd& p : fds) {
-            if (p.revents == 0) continue;
+            if (p.revents == 0)
+                continue;
             if (p.fd == in.fds[1]) {
                 ssize_t n = ::write(p.fd, pending.data() + written, pending.size() - written);
-                if (n > 0) written += static_cast<size_t>(n);
-                if (n < 0 || written == pending.size()) in.CloseWrite();
+                if (n > 0)
+                    written += static_cast<size_t>(n);
+                if (n < 0 || written == pending.size())
+                    in.CloseWrite();
                 continue;
             }
             char buffer[65536];

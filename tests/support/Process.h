@@ -18,6 +18,7 @@ struct ProcessOptions {
     std::map<std::string, std::string> setEnv;
     std::vector<std::string> unsetEnv = {"DISPLAY", "WAYLAND_DISPLAY"};
     int timeoutSeconds = 60;
+    std::string workingDirectory;  // empty: the caller's
 };
 
 // Runs a program with the given arguments and collects its output and exit code.
