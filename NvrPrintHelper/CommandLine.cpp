@@ -173,9 +173,9 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
                 NVR_LOG_DEBUG("Positional arg 1 (printer name): {}", raw);
             } else {
                 NVR_LOG_ERROR("Unexpected positional argument {}: {}", positionalCount, raw);
-                return fail(fmt::format("Unexpected positional argument {}: {}", positionalCount,
-                                        raw),
-                            true);
+                return fail(
+                    fmt::format("Unexpected positional argument {}: {}", positionalCount, raw),
+                    true);
             }
             ++positionalCount;
             continue;
@@ -347,8 +347,7 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
             return fail("Error: Unknown option:" + raw, true);
         }
     }
-    NVR_LOG_INFO("Parsed {} option(s) and {} positional argument(s)", optionCount,
-                 positionalCount);
+    NVR_LOG_INFO("Parsed {} option(s) and {} positional argument(s)", optionCount, positionalCount);
 
     if (!m_tempDir.empty() && !m_tempFileManager.SetTempDirectory(m_tempDir)) {
         NVR_LOG_ERROR("Failed to set custom temp directory: {}", m_tempDir);

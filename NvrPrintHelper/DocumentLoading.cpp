@@ -57,7 +57,8 @@ bool NvrPrintHelper::ProcessInputFile() {
     NVR_LOG_DEBUG("Input file processed successfully");
 
     if (m_logFile.empty()) {
-        std::string logPath = m_tempFileManager.GenerateTempFilePath(m_uniqueBaseName, "Log", "log");
+        std::string logPath =
+            m_tempFileManager.GenerateTempFilePath(m_uniqueBaseName, "Log", "log");
         if (!logPath.empty()) {
             Logger::Instance().SetLogFile(logPath);
             NVR_LOG_INFO("Using default log file: {}", logPath);
@@ -154,6 +155,9 @@ bool NvrPrintHelper::LoadDocument() {
         NVR_LOG_DEBUG("Generated temp file path for pipe input: {}", capturePath);
     }
 
+    if (m_pipeInput != nullptr) {
+        m_docMgr->SetPipeInput(m_pipeInput);
+    }
     if (m_docMgr->LoadDocument(m_actualInputFile, m_inputFromPipe, &DocumentEventThunk,
                                capturePath) == nullptr) {
         NVR_LOG_ERROR("Failed to start document loading");

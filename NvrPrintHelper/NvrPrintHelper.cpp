@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <new>
 #include <system_error>
+#include <thread>
 
 #include "LogMacros.h"
 
@@ -20,7 +21,9 @@ std::filesystem::path ObfuscatedCaptureName(const std::filesystem::path& capture
 }  // namespace
 
 NvrPrintHelper::NvrPrintHelper(std::unique_ptr<platform::NoticePresenter> notices)
-    : m_notices(std::move(notices)) {
+    : m_notices(std::move(notices)),
+      m_imageEncoderFactory([] { return platform::CreateTiffEncoder(300); }),
+      m_sleep([](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }) {
     NVR_LOG_ENTRY("Entered");
     if (!m_tempFileManager.EnsureTempDirectoryExists()) {
         NVR_LOG_ERROR("Failed to initialize temporary directory");
@@ -174,17 +177,6 @@ std::string NvrPrintHelper::ActualInputFile() {
 
 bool NvrPrintHelper::ExecuteInteractiveMode() {
     NVR_LOG_ERROR("The print preview is not available in this build");
-    return false;
-}
-
-bool NvrPrintHelper::ExportToTiff() {
-    NVR_LOG_ERROR("TIFF export is not available in this build");
-    return false;
-}
-
-bool NvrPrintHelper::ExecuteFtaMode() {
-    NVR_LOG_ERROR("Opening the document in an external application is not available in this "
-                  "build");
     return false;
 }
 

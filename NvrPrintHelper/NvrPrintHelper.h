@@ -1,13 +1,17 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
+#include <istream>
 #include <memory>
 #include <mutex>
 #include <string>
 
 #include "DevMode.h"
 #include "DocFilePageMgr.h"
+#include "ImageFrameEncoder.h"
 #include "Logger.h"
 #include "Notice.h"
 #include "PrintJobSettings.h"
@@ -45,12 +49,23 @@ public:
     bool PrintDocument();
     bool ExportToTiff();
     bool ExecuteFtaMode();
+    bool LaunchWithExplicitApp(const std::string& appPath, const std::string& filePath);
+    bool LaunchWithSystemHandler(const std::string& filePath);
     std::string DetermineJobTitle();
     void ShowHelp();
     void ShowError(const std::string& message, bool showUsage);
 
     // The usage text shown by -help and appended to option errors.
     static const std::string& UsageText();
+
+    // Seams for tests: where piped input is read from (standard input unless set), how
+    // the pages' image file is encoded, and how the program sleeps.
+    void SetPipeInput(std::istream* input) { m_pipeInput = input; }
+    void SetImageEncoderFactory(platform::ImageFrameEncoderFactory factory) {
+        m_imageEncoderFactory = std::move(factory);
+    }
+    using SleepFunction = std::function<void(std::chrono::milliseconds)>;
+    void SetSleepFunction(SleepFunction sleep) { m_sleep = std::move(sleep); }
 
     // Read-only views for callers and tests.
     const std::string& InputFile() const { return m_inputFile; }
@@ -112,6 +127,9 @@ private:
     std::condition_variable m_modeCondition;
     docmgr::WindowHandle m_progressWindow = nullptr;
     std::unique_ptr<platform::NoticePresenter> m_notices;
+    std::istream* m_pipeInput = nullptr;
+    platform::ImageFrameEncoderFactory m_imageEncoderFactory;
+    SleepFunction m_sleep;
 };
 
 // Hands load events to the application object, if one is listening.

@@ -12,7 +12,9 @@ using namespace docmgr;
 
 constexpr auto kModeTimeout = std::chrono::seconds(30);
 
-const char* ModeWord(bool interactive) { return interactive ? "Interactive" : "Silent"; }
+const char* ModeWord(bool interactive) {
+    return interactive ? "Interactive" : "Silent";
+}
 
 }  // namespace
 
@@ -140,7 +142,8 @@ void NvrPrintHelper::OnDocumentEvent(DocMgrEventType kind, const DocMgrEventData
             }
             break;
         }
-        default: break;
+        default:
+            break;
     }
 }
 

@@ -224,3 +224,24 @@ TEST(SchedulerStopTest, StoppingMidJobFailsTheRunAndPrintsNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(SilentPrintTest, PagesAreKeptAsTiffAfterThePrintAndAFailedCopyKeepsExitCodeZero) {
+    const std::string doc = work.File("kept.pdf");
+    MakePdf(doc, {kLetter, kLetter});
+    ProcessResult r = Print({"-keepImages", "-imagePath=" + work.File("kept.tif"), doc});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    EXPECT_TRUE(Has(r.out, "Successfully exported 2 page(s) to TIFF: " + work.File("kept.tif")));
+    Received("kept.pdf");
+
+    const std::string unwritable = work.File("no-such-dir/kept.tif");
+    r = Print({"-keepImages", "-imagePath=" + unwritable, doc});
+    EXPECT_EQ(r.exitCode, 0) << r.out;
+    EXPECT_TRUE(Has(r.out, "Failed to save first page (Status: 7)"));
+    EXPECT_TRUE(Has(r.out, "Exception during export: Failed to save first page"));
+    EXPECT_TRUE(Has(r.out, "TIFF export failed"));
+    EXPECT_EQ(r.err, "");
+}
+
+}  // namespace

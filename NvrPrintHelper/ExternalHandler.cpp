@@ -1,0 +1,90 @@
+// Handing the document to another application: one named on the command line, or the one
+// the desktop has registered for the file's type.
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "Launcher.h"
+#include "LogMacros.h"
+#include "NvrPrintHelper.h"
+
+namespace nvrprint {
+namespace {
+
+// How long a piped capture stays after the application was started: it does not tell when
+// it has read the file, which goes with this process.
+constexpr std::chrono::milliseconds kExternalAppReadTime{30000};
+
+}  // namespace
+
+bool NvrPrintHelper::ExecuteFtaMode() {
+    NVR_LOG_ENTRY("Entered");
+    const std::string file = ActualInputFile();
+    bool launched;
+    if (!m_previewApp.empty()) {
+        NVR_LOG_INFO("Launching file with explicit preview app: {}", m_previewApp);
+        launched = LaunchWithExplicitApp(m_previewApp, file);
+    } else {
+        NVR_LOG_INFO("Launching file with system handler");
+        launched = LaunchWithSystemHandler(file);
+    }
+    if (!launched) {
+        NVR_LOG_ERROR("Failed to launch file with system handler");
+        ShowError("Failed to open file with system's registered application: " + file, false);
+        return false;
+    }
+    NVR_LOG_INFO("Successfully launched external application");
+    if (m_inputFromPipe && !m_keepTempFiles && !file.empty()) {
+        NVR_LOG_INFO("Waiting 30 seconds to allow external app to read temp file");
+        m_sleep(kExternalAppReadTime);
+        NVR_LOG_INFO("Wait complete, exiting");
+    }
+    NVR_LOG_ENTRY("Returning true");
+    return true;
+}
+
+bool NvrPrintHelper::LaunchWithExplicitApp(const std::string& appPath,
+                                           const std::string& filePath) {
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_DEBUG("Launching {} with {}", filePath, appPath);
+    if (access(filePath.c_str(), F_OK) != 0) {
+        NVR_LOG_ERROR("File not found (Error: {}): {}", errno, filePath);
+        return false;
+    }
+    NVR_LOG_DEBUG("Command line: \"{}\" \"{}\"", appPath, filePath);
+    int error = 0;
+    if (!platform::StartProgram(appPath, filePath, &error)) {
+        NVR_LOG_ERROR("CreateProcess failed (Error: {}): {}", error, appPath);
+        return false;
+    }
+    NVR_LOG_INFO("Successfully launched application");
+    NVR_LOG_ENTRY("Returning true");
+    return true;
+}
+
+bool NvrPrintHelper::LaunchWithSystemHandler(const std::string& filePath) {
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_DEBUG("Launching file: {}", filePath);
+    if (access(filePath.c_str(), F_OK) != 0) {
+        NVR_LOG_ERROR("File not found (Error: {}): {}", errno, filePath);
+        return false;
+    }
+    const platform::OpenResult opened = platform::OpenWithDefaultApplication(filePath);
+    switch (opened.outcome) {
+        case platform::OpenResult::LaunchFailed:
+            NVR_LOG_ERROR("ShellExecuteEx failed (Error: {}): {}", opened.code, filePath);
+            NVR_LOG_DEBUG("{}", opened.reason);
+            return false;
+        case platform::OpenResult::NoApplication:
+            NVR_LOG_ERROR("Shell operation failed with code: {}", opened.code);
+            NVR_LOG_DEBUG("{}", opened.reason);
+            return false;
+        case platform::OpenResult::Started:
+            break;
+    }
+    NVR_LOG_INFO("Successfully launched file: {}", filePath);
+    NVR_LOG_ENTRY("Returning true");
+    return true;
+}
+
+}  // namespace nvrprint

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Bitmap.h"
+
+// Writes bitmaps as the frames of one multi-page image file, in three steps as image codecs
+// of desktop systems do: the first frame creates the file, each further frame is added, a
+// closing call ends it. Every call answers with a status: 0 is success.
+namespace nvrprint::platform {
+
+// Save flags, as the steps are named by the codec interface this mirrors.
+inline constexpr int kSaveFlagMultiFrame = 18;
+inline constexpr int kSaveFlagFrameDimensionPage = 23;
+inline constexpr int kSaveFlagFlush = 20;
+
+// Statuses.
+inline constexpr int kImageOk = 0;
+inline constexpr int kImageGenericError = 1;
+inline constexpr int kImageInvalidParameter = 2;
+inline constexpr int kImageOutOfMemory = 3;
+inline constexpr int kImageWin32Error = 7;
+
+class ImageFrameEncoder {
+public:
+    virtual ~ImageFrameEncoder() = default;
+    // Creates the file with its first frame (flag kSaveFlagMultiFrame).
+    virtual int SaveImageToFile(const docmgr::Bitmap& frame, const std::string& path, int flag) = 0;
+    // Appends a frame to the file made by SaveImageToFile (flag kSaveFlagFrameDimensionPage).
+    virtual int SaveAddImage(const docmgr::Bitmap& frame, int flag) = 0;
+    // Ends the file (flag kSaveFlagFlush). A file not ended this way is ended when the
+    // encoder goes.
+    virtual int SaveAdd(int flag) = 0;
+};
+
+using ImageFrameEncoderFactory = std::function<std::unique_ptr<ImageFrameEncoder>()>;
+
+// Multi-page TIFF: 24-bit RGB, lossless compression, the given resolution in its tags.
+std::unique_ptr<ImageFrameEncoder> CreateTiffEncoder(int dotsPerInch);
+
+}  // namespace nvrprint::platform
