@@ -30,6 +30,21 @@ const std::vector<std::pair<uint32_t, std::string>> kTypeKeywords = {
     {DMMEDIA_GLOSSY, "photographic-glossy"},
 };
 
+// The standard number of an IPP keyword; a keyword without one gets the custom number and
+// travels in the driver-private options under the option's name.
+template <typename Number>
+Number StandardNumberOrCustom(const std::vector<std::pair<Number, std::string>>& standard,
+                              const std::string& keyword, Number custom, const char* option,
+                              std::map<std::string, std::string>& driverOptions) {
+    for (const auto& [number, name] : standard) {
+        if (name == keyword) {
+            return number;
+        }
+    }
+    driverOptions[option] = keyword;
+    return custom;
+}
+
 }  // namespace
 
 int16_t PaperSizeForMedia(const std::string& pwgName) {
@@ -107,27 +122,13 @@ DevModePtr DevModeFromCapabilities(const PrinterCapabilities& caps,
                     DM_PRINTQUALITY | DM_YRESOLUTION;
 
     if (!caps.mediaSourceDefault.empty()) {
-        auto standard =
-            std::find_if(kSourceKeywords.begin(), kSourceKeywords.end(),
-                         [&](const auto& k) { return k.second == caps.mediaSourceDefault; });
-        if (standard != kSourceKeywords.end()) {
-            dm->dmDefaultSource = standard->first;
-        } else {
-            dm->dmDefaultSource = DMBIN_USER;
-            driverOptions["media-source"] = caps.mediaSourceDefault;
-        }
+        dm->dmDefaultSource = StandardNumberOrCustom(kSourceKeywords, caps.mediaSourceDefault,
+                                                     DMBIN_USER, "media-source", driverOptions);
         dm->dmFields |= DM_DEFAULTSOURCE;
     }
     if (!caps.mediaTypeDefault.empty()) {
-        auto standard =
-            std::find_if(kTypeKeywords.begin(), kTypeKeywords.end(),
-                         [&](const auto& k) { return k.second == caps.mediaTypeDefault; });
-        if (standard != kTypeKeywords.end()) {
-            dm->dmMediaType = standard->first;
-        } else {
-            dm->dmMediaType = DMMEDIA_USER;
-            driverOptions["media-type"] = caps.mediaTypeDefault;
-        }
+        dm->dmMediaType = StandardNumberOrCustom(kTypeKeywords, caps.mediaTypeDefault, DMMEDIA_USER,
+                                                 "media-type", driverOptions);
         dm->dmFields |= DM_MEDIATYPE;
     }
     if (!driverOptions.empty()) {

@@ -7,6 +7,7 @@
 
 #include "EmbeddedSettings.h"
 #include "FileSignature.h"
+#include "GObjectPtr.h"
 #include "LogMacros.h"
 
 namespace docmgr {
@@ -23,17 +24,8 @@ enum LoadError : int {
     kPage = 6,
 };
 
-template <typename T>
-struct GObjectUnref {
-    void operator()(T* object) const { g_object_unref(object); }
-};
-template <typename T>
-using GObjectPtr = std::unique_ptr<T, GObjectUnref<T>>;
-
-struct GErrorFree {
-    void operator()(GError* error) const { g_error_free(error); }
-};
-using GErrorPtr = std::unique_ptr<GError, GErrorFree>;
+using nvrprint::platform::GErrorPtr;
+using nvrprint::platform::GObjectPtr;
 
 struct CairoDestroy {
     void operator()(cairo_t* cr) const { cairo_destroy(cr); }

@@ -7,25 +7,13 @@
 #include <memory>
 #include <thread>
 
+#include "GObjectPtr.h"
 #include "Launcher.h"
 
 extern char** environ;
 
 namespace nvrprint::platform {
-namespace {
-
-template <typename T>
-struct GObjectUnref {
-    void operator()(T* object) const { g_object_unref(object); }
-};
-template <typename T>
-using GObjectPtr = std::unique_ptr<T, GObjectUnref<T>>;
-
-struct GErrorFree {
-    void operator()(GError* error) const { g_error_free(error); }
-};
-
-}  // namespace
+namespace {}  // namespace
 
 bool StartProgram(const std::string& program, const std::string& file, int* error) {
     if (access(file.c_str(), F_OK) != 0) {
@@ -52,7 +40,7 @@ OpenResult OpenWithDefaultApplication(const std::string& path) {
     GError* raw = nullptr;
     GObjectPtr<GFileInfo> info(g_file_query_info(file.get(), G_FILE_ATTRIBUTE_STANDARD_CONTENT_TYPE,
                                                  G_FILE_QUERY_INFO_NONE, nullptr, &raw));
-    std::unique_ptr<GError, GErrorFree> error(raw);
+    GErrorPtr error(raw);
     if (!info) {
         result.code = error ? error->code : EIO;
         result.reason = error ? error->message : "cannot read the file";
