@@ -2,86 +2,325 @@
 
 #include <fmt/format.h>
 #include <qpdf/Constants.h>
-#include <qpdf/Pipeline.hh>
+#include <qpdf/Buffer.hh>
+#include <qpdf/Pl_Flate.hh>
+#include <qpdf/Pl_String.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
-#include <qpdf/QPDFWriter.hh>
 
+#include <algorithm>
+#include <deque>
 #include <map>
-#include <stdexcept>
 #include <vector>
 
 namespace nvrprint::platform {
 namespace {
 
-// Hands each chunk of the written document to the sink; stops the writer when it refuses.
-class SinkPipeline final : public Pipeline {
+// A source document is reopened after this many placements, which lets go of every object
+// the previous opening had read; objects already written are not written again.
+constexpr size_t kPlacementsPerOpening = 256;
+
+// Objects the writer reserves before anything else.
+constexpr int kCatalog = 1;
+constexpr int kPageTree = 2;
+
+std::string Number(double value) {
+    return fmt::format("{:.4f}", value);
+}
+
+// A stream's data as stored, still encoded (and decrypted, where the file is encrypted).
+std::string RawData(QPDFObjectHandle stream) {
+    std::shared_ptr<Buffer> raw = stream.getRawStreamData();
+    return raw->getSize() > 0
+               ? std::string(reinterpret_cast<const char*>(raw->getBuffer()), raw->getSize())
+               : std::string();
+}
+
+std::string Deflate(const std::string& data) {
+    std::string compressed;
+    Pl_String sink("deflated", nullptr, compressed);
+    Pl_Flate flate("deflate", &sink, Pl_Flate::a_deflate);
+    flate.write(reinterpret_cast<const unsigned char*>(data.data()), data.size());
+    flate.finish();
+    return compressed;
+}
+
+// The numbered objects of the output and where each begins.
+class ObjectStream {
 public:
-    explicit SinkPipeline(const std::function<bool(const unsigned char*, size_t)>& sink)
-        : Pipeline("job sink", nullptr), m_sink(sink) {}
-    void write(unsigned char const* data, size_t length) override {
-        if (length > 0 && !m_sink(data, length)) {
-            throw std::runtime_error("the job stream refused the data");
-        }
+    explicit ObjectStream(PdfSheetWriter::Sink sink) : m_sink(std::move(sink)), m_offsets(3, 0) {}
+
+    int Reserve() {
+        m_offsets.push_back(0);
+        return static_cast<int>(m_offsets.size() - 1);
     }
-    void finish() override {}
+
+    bool Write(const std::string& bytes) {
+        if (m_failed) {
+            return false;
+        }
+        if (!bytes.empty() &&
+            !m_sink(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size())) {
+            m_failed = true;
+            return false;
+        }
+        m_offset += bytes.size();
+        return true;
+    }
+
+    bool WriteObject(int number, const std::string& body) {
+        m_offsets[static_cast<size_t>(number)] = m_offset;
+        return Write(fmt::format("{} 0 obj\n{}\nendobj\n", number, body));
+    }
+
+    // dictionary holds the entries without /Length.
+    bool WriteStream(int number, const std::string& dictionary, const std::string& data) {
+        m_offsets[static_cast<size_t>(number)] = m_offset;
+        return Write(fmt::format("{} 0 obj\n<<{} /Length {}>>\nstream\n", number, dictionary,
+                                 data.size())) &&
+               Write(data) && Write("\nendstream\nendobj\n");
+    }
+
+    bool WriteCrossReferences() {
+        const size_t start = m_offset;
+        std::string table = fmt::format("xref\n0 {}\n0000000000 65535 f \n", m_offsets.size());
+        for (size_t i = 1; i < m_offsets.size(); ++i) {
+            table += fmt::format("{:010} 00000 n \n", m_offsets[i]);
+        }
+        table += fmt::format("trailer\n<< /Size {} /Root {} 0 R >>\nstartxref\n{}\n%%EOF\n",
+                             m_offsets.size(), kCatalog, start);
+        return Write(table);
+    }
+
+    bool Failed() const { return m_failed; }
+    size_t Offset() const { return m_offset; }
 
 private:
-    const std::function<bool(const unsigned char*, size_t)>& m_sink;
+    PdfSheetWriter::Sink m_sink;
+    std::vector<size_t> m_offsets;  // by object number; 0 is the free head
+    size_t m_offset = 0;
+    bool m_failed = false;
+};
+
+// One source document: opened when needed, its objects copied into the output once.
+class Source {
+public:
+    explicit Source(std::string path) : m_path(std::move(path)) {}
+
+    // The form that draws the page, written on first use.
+    int FormFor(size_t pageIndex, ObjectStream& out) {
+        if (auto found = m_forms.find(pageIndex); found != m_forms.end()) {
+            return found->second;
+        }
+        Open();
+        if (pageIndex >= m_pages.size()) {
+            throw std::runtime_error(fmt::format("the document has no page {}", pageIndex + 1));
+        }
+        ++m_placements;
+        QPDFObjectHandle page = m_pages[pageIndex];
+        QPDFPageObjectHelper helper(page);
+        const QPDFObjectHandle::Rectangle box = helper.getCropBox().getArrayAsRectangle();
+        const QPDFObjectHandle::Matrix m = helper.getMatrixForTransformations();
+
+        std::string dictionary = fmt::format(
+            " /Type /XObject /Subtype /Form /BBox [{} {} {} {}] /Matrix [{} {} {} {} {} {}]",
+            Number(box.llx), Number(box.lly), Number(box.urx), Number(box.ury), Number(m.a),
+            Number(m.b), Number(m.c), Number(m.d), Number(m.e), Number(m.f));
+        QPDFObjectHandle resources = helper.getAttribute("/Resources", false);
+        if (resources.isDictionary()) {
+            dictionary += " /Resources " + Serialize(resources, out);
+        }
+        if (page.hasKey("/Group")) {
+            dictionary += " /Group " + Serialize(page.getKey("/Group"), out);
+        }
+        std::string data;
+        QPDFObjectHandle contents = page.getKey("/Contents");
+        if (contents.isStream()) {
+            // One stream: its data goes over as it is, still encoded.
+            data = RawData(contents);
+            QPDFObjectHandle streamDictionary = contents.getDict();
+            for (const char* key : {"/Filter", "/DecodeParms"}) {
+                if (streamDictionary.hasKey(key)) {
+                    dictionary +=
+                        fmt::format(" {} {}", key, Serialize(streamDictionary.getKey(key), out));
+                }
+            }
+        } else if (contents.isArray()) {
+            // Several streams become one, decoded, joined and compressed again.
+            std::string joined;
+            for (int i = 0; i < contents.getArrayNItems(); ++i) {
+                QPDFObjectHandle part = contents.getArrayItem(i);
+                if (part.isStream()) {
+                    Pl_String sink("content", nullptr, joined);
+                    part.pipeStreamData(&sink, 0, qpdf_dl_generalized);
+                    joined += "\n";
+                }
+            }
+            data = Deflate(joined);
+            dictionary += " /Filter /FlateDecode";
+        }
+        const int form = out.Reserve();
+        out.WriteStream(form, dictionary, data);
+        WritePending(out);
+        m_forms.emplace(pageIndex, form);
+        m_bounds.emplace(form, TransformedBounds(box, m));
+        return form;
+    }
+
+    // The form's extent on the sheet before scaling: its box through its matrix.
+    const QPDFObjectHandle::Rectangle& Bounds(int form) const { return m_bounds.at(form); }
+
+private:
+    void Open() {
+        if (m_pdf && m_placements < kPlacementsPerOpening) {
+            return;
+        }
+        m_pdf.reset();
+        m_pages.clear();
+        m_sinceOpening.clear();
+        m_placements = 0;
+        auto pdf = std::make_unique<QPDF>();
+        pdf->setSuppressWarnings(true);
+        pdf->processFile(m_path.c_str());
+        const auto xref = pdf->getXRefTable();
+        m_lastOriginal = xref.empty() ? 0 : xref.rbegin()->first.getObj();
+        QPDFPageDocumentHelper(*pdf).flattenAnnotations(an_print, an_invisible | an_hidden);
+        m_pages = pdf->getAllPages();
+        m_pdf = std::move(pdf);
+    }
+
+    static QPDFObjectHandle::Rectangle TransformedBounds(const QPDFObjectHandle::Rectangle& box,
+                                                         const QPDFObjectHandle::Matrix& m) {
+        double xs[4];
+        double ys[4];
+        const double cx[4] = {box.llx, box.urx, box.llx, box.urx};
+        const double cy[4] = {box.lly, box.lly, box.ury, box.ury};
+        for (int i = 0; i < 4; ++i) {
+            xs[i] = m.a * cx[i] + m.c * cy[i] + m.e;
+            ys[i] = m.b * cx[i] + m.d * cy[i] + m.f;
+        }
+        return {*std::min_element(xs, xs + 4), *std::min_element(ys, ys + 4),
+                *std::max_element(xs, xs + 4), *std::max_element(ys, ys + 4)};
+    }
+
+    // The output number of an indirect object, queued for writing on first sight. Objects
+    // of the file itself keep their numbers across openings; objects made after opening
+    // (flattened annotations) belong to that opening only.
+    int Reference(QPDFObjectHandle object, ObjectStream& out) {
+        const QPDFObjGen id = object.getObjGen();
+        auto& table = id.getObj() <= m_lastOriginal ? m_original : m_sinceOpening;
+        if (auto found = table.find(id); found != table.end()) {
+            return found->second;
+        }
+        const int number = out.Reserve();
+        table.emplace(id, number);
+        m_pending.emplace_back(object, number);
+        return number;
+    }
+
+    std::string Serialize(QPDFObjectHandle object, ObjectStream& out, bool top = false) {
+        if (object.isIndirect() && !top) {
+            return fmt::format("{} 0 R", Reference(object, out));
+        }
+        if (object.isDictionary()) {
+            std::string text = "<<";
+            for (const std::string& key : object.getKeys()) {
+                // A page's way up its tree is never needed by what draws it.
+                if (key == "/Parent")
+                    continue;
+                text += " " + QPDFObjectHandle::newName(key).unparse() + " " +
+                        Serialize(object.getKey(key), out);
+            }
+            return text + " >>";
+        }
+        if (object.isArray()) {
+            std::string text = "[";
+            for (int i = 0; i < object.getArrayNItems(); ++i) {
+                text += " " + Serialize(object.getArrayItem(i), out);
+            }
+            return text + " ]";
+        }
+        return object.unparse();
+    }
+
+    void WritePending(ObjectStream& out) {
+        while (!m_pending.empty() && !out.Failed()) {
+            auto [object, number] = m_pending.front();
+            m_pending.pop_front();
+            if (object.isStream()) {
+                std::string dictionary;
+                QPDFObjectHandle streamDictionary = object.getDict();
+                for (const std::string& key : streamDictionary.getKeys()) {
+                    if (key == "/Length")
+                        continue;
+                    dictionary += " " + QPDFObjectHandle::newName(key).unparse() + " " +
+                                  Serialize(streamDictionary.getKey(key), out);
+                }
+                out.WriteStream(number, dictionary, RawData(object));
+            } else {
+                out.WriteObject(number, Serialize(object, out, true));
+            }
+        }
+    }
+
+    std::string m_path;
+    std::unique_ptr<QPDF> m_pdf;
+    std::vector<QPDFObjectHandle> m_pages;
+    int m_lastOriginal = 0;
+    size_t m_placements = 0;
+    std::map<QPDFObjGen, int> m_original;
+    std::map<QPDFObjGen, int> m_sinceOpening;
+    std::map<size_t, int> m_forms;
+    std::map<int, QPDFObjectHandle::Rectangle> m_bounds;
+    std::deque<std::pair<QPDFObjectHandle, int>> m_pending;
 };
 
 }  // namespace
 
 struct PdfSheetWriter::State {
-    QPDF output;
-    // Each source opened once, its annotations flattened as printed.
-    std::map<std::string, std::unique_ptr<QPDF>> sources;
-    // The form of each source page, already copied into the output.
-    std::map<std::pair<std::string, size_t>, QPDFObjectHandle> forms;
-    std::vector<QPDFObjectHandle> sourcePages;
+    explicit State(Sink sink) : out(std::move(sink)) {}
+
+    ObjectStream out;
+    std::map<std::string, std::unique_ptr<Source>> sources;
+    std::vector<int> sheets;  // page objects, in order
 
     // The sheet being drawn.
     bool open = false;
     double width = 0;
     double height = 0;
     std::string content;
-    QPDFObjectHandle xobjects;
+    std::string xobjects;
     int nextName = 0;
-    size_t sheets = 0;
 
-    QPDF* Source(const std::string& path, std::string* reason) {
-        auto found = sources.find(path);
-        if (found != sources.end()) {
-            return found->second.get();
+    bool SinkFailed(std::string* reason) const {
+        if (out.Failed()) {
+            *reason = "the job stream refused the data";
+            return true;
         }
-        auto pdf = std::make_unique<QPDF>();
-        try {
-            pdf->setSuppressWarnings(true);
-            pdf->processFile(path.c_str());
-            QPDFPageDocumentHelper(*pdf).flattenAnnotations(an_print, an_invisible | an_hidden);
-        } catch (const std::exception& e) {
-            *reason = e.what();
-            return nullptr;
-        }
-        return sources.emplace(path, std::move(pdf)).first->second.get();
+        return false;
     }
 
-    std::string AddXObject(QPDFObjectHandle object) {
+    std::string AddXObject(int number) {
         std::string name = fmt::format("/Nvr{}", nextName++);
-        xobjects.replaceKey(name, object);
+        xobjects += fmt::format(" {} {} 0 R", name, number);
         return name;
     }
 };
 
-PdfSheetWriter::PdfSheetWriter() : m_state(std::make_unique<State>()) {
-    m_state->output.emptyPDF();
+PdfSheetWriter::PdfSheetWriter(Sink sink) : m_state(std::make_unique<State>(std::move(sink))) {
+    // The binary comment marks the file as binary for transports that look.
+    m_state->out.Write("%PDF-1.7\n%\xE2\xE3\xCF\xD3\n");
 }
 
 PdfSheetWriter::~PdfSheetWriter() = default;
 
 size_t PdfSheetWriter::SheetCount() const {
-    return m_state->sheets;
+    return m_state->sheets.size();
+}
+
+size_t PdfSheetWriter::BytesWritten() const {
+    return m_state->out.Offset();
 }
 
 void PdfSheetWriter::BeginSheet(double widthPoints, double heightPoints) {
@@ -90,7 +329,8 @@ void PdfSheetWriter::BeginSheet(double widthPoints, double heightPoints) {
     s.width = widthPoints;
     s.height = heightPoints;
     s.content.clear();
-    s.xobjects = QPDFObjectHandle::newDictionary();
+    s.xobjects.clear();
+    s.nextName = 0;
 }
 
 bool PdfSheetWriter::PlacePage(const std::string& sourcePath, size_t pageIndex, double x, double y,
@@ -101,34 +341,29 @@ bool PdfSheetWriter::PlacePage(const std::string& sourcePath, size_t pageIndex, 
         return false;
     }
     try {
-        auto key = std::make_pair(sourcePath, pageIndex);
-        auto form = s.forms.find(key);
-        if (form == s.forms.end()) {
-            QPDF* source = s.Source(sourcePath, reason);
-            if (source == nullptr) {
-                return false;
-            }
-            // The document's own list of pages, built once.
-            const std::vector<QPDFObjectHandle>& pages = source->getAllPages();
-            if (pageIndex >= pages.size()) {
-                *reason = fmt::format("the document has no page {}", pageIndex + 1);
-                return false;
-            }
-            QPDFObjectHandle foreign =
-                QPDFPageObjectHelper(pages[pageIndex]).getFormXObjectForPage();
-            form = s.forms.emplace(key, s.output.copyForeignObject(foreign)).first;
+        auto& source = s.sources[sourcePath];
+        if (!source) {
+            source = std::make_unique<Source>(sourcePath);
         }
-        std::string name = s.AddXObject(form->second);
-        // A placeholder page object of the output answers how the form fits the rectangle.
-        QPDFObjectHandle probe = QPDFObjectHandle::newDictionary();
-        probe.replaceKey("/Type", QPDFObjectHandle::newName("/Page"));
-        QPDFPageObjectHelper helper(probe);
-        std::string placement = helper.placeFormXObject(
-            form->second, name, QPDFObjectHandle::Rectangle(x, y, x + width, y + height), true,
-            true, true);
-        s.content += fmt::format("q 1 g {:.4f} {:.4f} {:.4f} {:.4f} re f Q\n", x, y, width, height);
-        s.content += placement;
-        s.content += "\n";
+        const int form = source->FormFor(pageIndex, s.out);
+        if (s.SinkFailed(reason)) {
+            return false;
+        }
+        // Scaled to fit and centred, as the form's own extent allows.
+        const QPDFObjectHandle::Rectangle& b = source->Bounds(form);
+        const double formWidth = b.urx - b.llx;
+        const double formHeight = b.ury - b.lly;
+        if (formWidth <= 0 || formHeight <= 0) {
+            *reason = fmt::format("page {} has an empty box", pageIndex + 1);
+            return false;
+        }
+        const double scale = std::min(width / formWidth, height / formHeight);
+        const double dx = x + (width - formWidth * scale) / 2 - b.llx * scale;
+        const double dy = y + (height - formHeight * scale) / 2 - b.lly * scale;
+        const std::string name = s.AddXObject(form);
+        s.content += fmt::format("q 1 g {} {} {} {} re f Q\nq {} 0 0 {} {} {} cm {} Do Q\n",
+                                 Number(x), Number(y), Number(width), Number(height), Number(scale),
+                                 Number(scale), Number(dx), Number(dy), name);
         return true;
     } catch (const std::exception& e) {
         *reason = e.what();
@@ -136,65 +371,67 @@ bool PdfSheetWriter::PlacePage(const std::string& sourcePath, size_t pageIndex, 
     }
 }
 
-void PdfSheetWriter::PlaceImage(const docmgr::Bitmap& bitmap, double x, double y, double width,
-                                double height) {
+bool PdfSheetWriter::PlaceImage(const docmgr::Bitmap& bitmap, double x, double y, double width,
+                                double height, std::string* reason) {
     State& s = *m_state;
+    if (!s.open) {
+        *reason = "no sheet is open";
+        return false;
+    }
     std::string rgb;
     rgb.reserve(static_cast<size_t>(bitmap.Width()) * bitmap.Height() * 3);
-    const uint8_t* bits = bitmap.Bits();
     for (int row = 0; row < bitmap.Height(); ++row) {
-        const uint8_t* pixel = bits + static_cast<size_t>(row) * bitmap.Stride();
+        const uint8_t* pixel = bitmap.Bits() + static_cast<size_t>(row) * bitmap.Stride();
         for (int column = 0; column < bitmap.Width(); ++column, pixel += 4) {
             rgb.push_back(static_cast<char>(pixel[2]));
             rgb.push_back(static_cast<char>(pixel[1]));
             rgb.push_back(static_cast<char>(pixel[0]));
         }
     }
-    QPDFObjectHandle image = QPDFObjectHandle::newStream(&s.output, rgb);
-    QPDFObjectHandle dict = image.getDict();
-    dict.replaceKey("/Type", QPDFObjectHandle::newName("/XObject"));
-    dict.replaceKey("/Subtype", QPDFObjectHandle::newName("/Image"));
-    dict.replaceKey("/Width", QPDFObjectHandle::newInteger(bitmap.Width()));
-    dict.replaceKey("/Height", QPDFObjectHandle::newInteger(bitmap.Height()));
-    dict.replaceKey("/ColorSpace", QPDFObjectHandle::newName("/DeviceRGB"));
-    dict.replaceKey("/BitsPerComponent", QPDFObjectHandle::newInteger(8));
-    std::string name = s.AddXObject(image);
-    s.content +=
-        fmt::format("q {:.4f} 0 0 {:.4f} {:.4f} {:.4f} cm {} Do Q\n", width, height, x, y, name);
-}
-
-void PdfSheetWriter::EndSheet() {
-    State& s = *m_state;
-    if (!s.open) {
-        return;
-    }
-    QPDFObjectHandle page = QPDFObjectHandle::newDictionary();
-    page.replaceKey("/Type", QPDFObjectHandle::newName("/Page"));
-    page.replaceKey("/MediaBox", QPDFObjectHandle::newFromRectangle(
-                                     QPDFObjectHandle::Rectangle(0, 0, s.width, s.height)));
-    QPDFObjectHandle resources = QPDFObjectHandle::newDictionary();
-    resources.replaceKey("/XObject", s.xobjects);
-    page.replaceKey("/Resources", resources);
-    page.replaceKey("/Contents", QPDFObjectHandle::newStream(&s.output, s.content));
-    QPDFPageDocumentHelper(s.output).addPage(
-        QPDFPageObjectHelper(s.output.makeIndirectObject(page)), false);
-    s.open = false;
-    ++s.sheets;
-}
-
-bool PdfSheetWriter::Write(const std::function<bool(const unsigned char*, size_t)>& sink,
-                           std::string* reason) {
-    try {
-        SinkPipeline pipeline(sink);
-        QPDFWriter writer(m_state->output);
-        writer.setOutputPipeline(&pipeline);
-        writer.setStaticID(false);
-        writer.write();
-        return true;
-    } catch (const std::exception& e) {
-        *reason = e.what();
+    const int image = s.out.Reserve();
+    s.out.WriteStream(image,
+                      fmt::format(" /Type /XObject /Subtype /Image /Width {} /Height {} "
+                                  "/ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /FlateDecode",
+                                  bitmap.Width(), bitmap.Height()),
+                      Deflate(rgb));
+    if (s.SinkFailed(reason)) {
         return false;
     }
+    const std::string name = s.AddXObject(image);
+    s.content += fmt::format("q {} 0 0 {} {} {} cm {} Do Q\n", Number(width), Number(height),
+                             Number(x), Number(y), name);
+    return true;
+}
+
+bool PdfSheetWriter::EndSheet(std::string* reason) {
+    State& s = *m_state;
+    if (!s.open) {
+        *reason = "no sheet is open";
+        return false;
+    }
+    s.open = false;
+    const int content = s.out.Reserve();
+    const int page = s.out.Reserve();
+    s.out.WriteStream(content, "", s.content);
+    s.out.WriteObject(
+        page, fmt::format("<< /Type /Page /Parent {} 0 R /MediaBox [0 0 {} {}] "
+                          "/Resources << /XObject <<{} >> >> /Contents {} 0 R >>",
+                          kPageTree, Number(s.width), Number(s.height), s.xobjects, content));
+    s.sheets.push_back(page);
+    return !s.SinkFailed(reason);
+}
+
+bool PdfSheetWriter::Finish(std::string* reason) {
+    State& s = *m_state;
+    std::string kids;
+    for (int page : s.sheets) {
+        kids += fmt::format(" {} 0 R", page);
+    }
+    s.out.WriteObject(
+        kPageTree, fmt::format("<< /Type /Pages /Kids [{} ] /Count {} >>", kids, s.sheets.size()));
+    s.out.WriteObject(kCatalog, fmt::format("<< /Type /Catalog /Pages {} 0 R >>", kPageTree));
+    s.out.WriteCrossReferences();
+    return !s.SinkFailed(reason);
 }
 
 }  // namespace nvrprint::platform

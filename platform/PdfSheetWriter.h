@@ -9,29 +9,36 @@
 
 namespace nvrprint::platform {
 
-// Builds the PDF of a print job sheet by sheet. Source pages are placed as form XObjects:
-// their content streams, fonts and images go into the job untouched, annotations flattened
-// as printing shows them. Coordinates are PDF points from the sheet's bottom-left corner.
+// Writes the PDF of a print job sheet by sheet, as it goes: each finished sheet, with what
+// it uses, is written to the sink at once, so memory does not grow with the job. Source
+// pages are placed as form XObjects that carry their original content streams, fonts and
+// images untouched; annotations are flattened as printing shows them. Coordinates are PDF
+// points from the sheet's bottom-left corner.
 class PdfSheetWriter {
 public:
-    PdfSheetWriter();
+    // Receives the document's bytes in order; returns false to stop the writer.
+    using Sink = std::function<bool(const unsigned char*, size_t)>;
+
+    explicit PdfSheetWriter(Sink sink);
     ~PdfSheetWriter();
     PdfSheetWriter(const PdfSheetWriter&) = delete;
     PdfSheetWriter& operator=(const PdfSheetWriter&) = delete;
 
     void BeginSheet(double widthPoints, double heightPoints);
-    // Fills the rectangle white and places the page in it, scaled to fit. False, with the
-    // reason, when the source cannot be read or has no such page.
+    // Fills the rectangle white and places the page in it, scaled to fit and centred. False,
+    // with the reason, when the source cannot be read, has no such page, or the sink stopped.
     bool PlacePage(const std::string& sourcePath, size_t pageIndex, double x, double y,
                    double width, double height, std::string* reason);
     // Places a bitmap as an RGB image over the rectangle.
-    void PlaceImage(const docmgr::Bitmap& bitmap, double x, double y, double width, double height);
-    void EndSheet();
-    size_t SheetCount() const;
+    bool PlaceImage(const docmgr::Bitmap& bitmap, double x, double y, double width, double height,
+                    std::string* reason);
+    // Writes the sheet out.
+    bool EndSheet(std::string* reason);
+    // Ends the document: page tree, catalogue, cross-reference table and trailer.
+    bool Finish(std::string* reason);
 
-    // Writes the whole document through sink, which returns false to stop. False, with the
-    // reason, when writing failed or the sink stopped it.
-    bool Write(const std::function<bool(const unsigned char*, size_t)>& sink, std::string* reason);
+    size_t SheetCount() const;
+    size_t BytesWritten() const;
 
 private:
     struct State;

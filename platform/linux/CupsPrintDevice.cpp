@@ -66,11 +66,9 @@ int CupsPrintDevice::StartDoc(const std::string& documentName) {
     cups_option_t* options = nullptr;
     for (const auto& [name, value] : m_options) {
         count = cupsAddOption(name.c_str(), value.c_str(), count, &options);
-    }
-    std::unique_ptr<cups_option_t, OptionsFree> held(options, OptionsFree{count});
-    for (const auto& [name, value] : m_options) {
         NVR_LOG_VERBOSE("Job option {}={}", name, value);
     }
+    std::unique_ptr<cups_option_t, OptionsFree> held(options, OptionsFree{count});
     int jobId = 0;
     ipp_status_t status =
         cupsCreateDestJob(m_destination->Http(), m_destination->Dest(), m_destination->Info(),
@@ -83,14 +81,38 @@ int CupsPrintDevice::StartDoc(const std::string& documentName) {
     m_jobId = jobId;
     NVR_LOG_DEBUG("Created job {} on {} ({} options)", jobId, m_destination->Name(),
                   m_options.size());
+
+    // The document streams into the job while its sheets are made.
+    http_t* http = m_destination->Http();
+    if (cupsStartDestDocument(http, m_destination->Dest(), m_destination->Info(), m_jobId,
+                              m_title.c_str(), CUPS_FORMAT_PDF, 0, nullptr,
+                              1) != HTTP_STATUS_CONTINUE) {
+        const int error = static_cast<int>(cupsLastError());
+        const std::string reason = cupsLastErrorString();
+        AbortDoc();
+        return Fail(error, fmt::format("Printer {} did not accept the document of job {}: {}",
+                                       m_destination->Name(), jobId, reason));
+    }
+    m_writer = std::make_unique<PdfSheetWriter>([http](const unsigned char* data, size_t length) {
+        return cupsWriteRequestData(http, reinterpret_cast<const char*>(data), length) ==
+               HTTP_STATUS_CONTINUE;
+    });
     return jobId;
 }
 
+int CupsPrintDevice::StreamFailed(const std::string& reason) {
+    const int cause = httpError(m_destination->Http());
+    return Fail(cause != 0 ? cause : EIO,
+                fmt::format("Job {} on {} failed: the document could not be sent: {}{}", m_jobId,
+                            m_destination->Name(), reason,
+                            cause != 0 ? fmt::format(" ({})", std::strerror(cause)) : ""));
+}
+
 int CupsPrintDevice::StartPage() {
-    if (m_jobId <= 0 || m_pageOpen) {
+    if (!m_writer || m_pageOpen) {
         return Fail(EINVAL, "No job is open, or a sheet is already started");
     }
-    m_writer.BeginSheet(m_sheet.widthPoints, m_sheet.heightPoints);
+    m_writer->BeginSheet(m_sheet.widthPoints, m_sheet.heightPoints);
     m_pageOpen = true;
     return 1;
 }
@@ -99,8 +121,11 @@ int CupsPrintDevice::EndPage() {
     if (!m_pageOpen) {
         return Fail(EINVAL, "No sheet is started");
     }
-    m_writer.EndSheet();
     m_pageOpen = false;
+    std::string reason;
+    if (!m_writer->EndSheet(&reason)) {
+        return StreamFailed(reason);
+    }
     return 1;
 }
 
@@ -112,7 +137,7 @@ bool CupsPrintDevice::PlacePdfPage(const std::string& pdfPath, size_t pageIndex,
     }
     const PointRect r = DeviceToPoints(m_sheet, x, y, width, height);
     std::string reason;
-    if (!m_writer.PlacePage(pdfPath, pageIndex, r.x, r.y, r.width, r.height, &reason)) {
+    if (!m_writer->PlacePage(pdfPath, pageIndex, r.x, r.y, r.width, r.height, &reason)) {
         Fail(EIO, fmt::format("Cannot place page {} of {}: {}", pageIndex + 1, pdfPath, reason));
         return false;
     }
@@ -125,55 +150,31 @@ bool CupsPrintDevice::DrawBitmap(const Bitmap& bitmap, int x, int y) {
         return false;
     }
     const PointRect r = DeviceToPoints(m_sheet, x, y, bitmap.Width(), bitmap.Height());
-    m_writer.PlaceImage(bitmap, r.x, r.y, r.width, r.height);
-    return true;
-}
-
-bool CupsPrintDevice::SendDocument(std::string* reason) {
-    http_t* http = m_destination->Http();
-    http_status_t started =
-        cupsStartDestDocument(http, m_destination->Dest(), m_destination->Info(), m_jobId,
-                              m_title.c_str(), CUPS_FORMAT_PDF, 0, nullptr, 1);
-    if (started != HTTP_STATUS_CONTINUE) {
-        *reason = fmt::format("the printer did not accept the document: {}", cupsLastErrorString());
-        return false;
-    }
-    m_bytesSent = 0;
-    bool written = m_writer.Write(
-        [this, http](const unsigned char* data, size_t length) {
-            m_bytesSent += length;
-            return cupsWriteRequestData(http, reinterpret_cast<const char*>(data), length) ==
-                   HTTP_STATUS_CONTINUE;
-        },
-        reason);
-    ipp_status_t finished =
-        cupsFinishDestDocument(http, m_destination->Dest(), m_destination->Info());
-    if (!written) {
-        const int cause = httpError(http);
-        *reason = fmt::format("the document could not be sent: {}{}", *reason,
-                              cause != 0 ? fmt::format(" ({})", std::strerror(cause)) : "");
-        return false;
-    }
-    if (finished > IPP_STATUS_OK_CONFLICTING) {
-        *reason = fmt::format("the printer did not take the document: {}", cupsLastErrorString());
+    std::string reason;
+    if (!m_writer->PlaceImage(bitmap, r.x, r.y, r.width, r.height, &reason)) {
+        StreamFailed(reason);
         return false;
     }
     return true;
 }
 
 int CupsPrintDevice::EndDoc() {
-    if (m_jobId <= 0 || m_pageOpen) {
+    if (!m_writer || m_pageOpen) {
         return Fail(EINVAL, "No job is open, or a sheet is still started");
     }
     std::string reason;
-    if (!SendDocument(&reason)) {
-        const int status = static_cast<int>(cupsLastError());
-        return Fail(status != 0 ? status : EIO,
-                    fmt::format("Job {} on {} failed: {}", m_jobId, m_destination->Name(), reason));
+    if (!m_writer->Finish(&reason)) {
+        return StreamFailed(reason);
+    }
+    if (cupsFinishDestDocument(m_destination->Http(), m_destination->Dest(),
+                               m_destination->Info()) > IPP_STATUS_OK_CONFLICTING) {
+        return Fail(static_cast<int>(cupsLastError()),
+                    fmt::format("Job {} on {} failed: the printer did not take the document: {}",
+                                m_jobId, m_destination->Name(), cupsLastErrorString()));
     }
     m_finished = true;
     NVR_LOG_INFO("Job {} sent to {} ({} sheets, {} bytes)", m_jobId, m_destination->Name(),
-                 m_writer.SheetCount(), m_bytesSent);
+                 m_writer->SheetCount(), m_writer->BytesWritten());
     return 1;
 }
 

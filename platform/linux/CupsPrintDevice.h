@@ -12,9 +12,9 @@
 
 namespace nvrprint::platform {
 
-// A print job on a CUPS destination, drawn like a printer device context. Sheets are built
-// as one PDF, which EndDoc streams into the job created by StartDoc. A job that does not
-// reach EndDoc is cancelled, so nothing partial is printed.
+// A print job on a CUPS destination, drawn like a printer device context. StartDoc creates
+// the job and opens its document, a PDF that grows by a sheet at each EndPage and is ended
+// by EndDoc. A job that does not reach EndDoc is cancelled, so nothing partial is printed.
 class CupsPrintDevice final : public docmgr::PrintDevice {
 public:
     using JobOptions = std::vector<std::pair<std::string, std::string>>;
@@ -37,18 +37,18 @@ public:
 
 private:
     int Fail(int error, const std::string& what);
-    bool SendDocument(std::string* reason);
+    // The job's document stream broke; reason says where.
+    int StreamFailed(const std::string& reason);
 
     std::unique_ptr<CupsDestination> m_destination;
     SheetGeometry m_sheet;
     JobOptions m_options;
-    PdfSheetWriter m_writer;
+    std::unique_ptr<PdfSheetWriter> m_writer;
     std::string m_title;
     int m_jobId = 0;
     bool m_pageOpen = false;
     bool m_finished = false;
     int m_lastError = 0;
-    size_t m_bytesSent = 0;
 };
 
 }  // namespace nvrprint::platform

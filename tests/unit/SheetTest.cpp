@@ -2,6 +2,10 @@
 // the job's options, the sheet's geometry, and the job's PDF itself.
 #include <gtest/gtest.h>
 #include <poppler.h>
+#include <qpdf/QPDF.hh>
+#include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/QPDFPageObjectHelper.hh>
+#include <qpdf/QPDFWriter.hh>
 
 #include "Bitmap.h"
 #include "IppDevMode.h"
@@ -130,70 +134,129 @@ TEST(SheetGeometryTest, PortraitAndLandscapeWithUnevenMargins) {
 
 class SheetWriterTest : public ::testing::Test {
 protected:
-    std::string WriteToString(PdfSheetWriter& writer) {
-        std::string out;
-        std::string reason;
-        EXPECT_TRUE(writer.Write(
-            [&](const unsigned char* data, size_t size) {
-                out.append(reinterpret_cast<const char*>(data), size);
-                return true;
-            },
-            &reason))
-            << reason;
-        return out;
+    PdfSheetWriter::Sink Collect() {
+        return [this](const unsigned char* data, size_t size) {
+            written.append(reinterpret_cast<const char*>(data), size);
+            return true;
+        };
+    }
+    // The written document's pages: size as shown and text.
+    struct Sheet {
+        double width;
+        double height;
+        std::string text;
+    };
+    std::vector<Sheet> ReadBack() {
+        const std::string path = dir.File("job.pdf");
+        WriteFile(path, written);
+        gchar* uri = g_filename_to_uri(path.c_str(), nullptr, nullptr);
+        GError* error = nullptr;
+        PopplerDocument* doc = poppler_document_new_from_file(uri, nullptr, &error);
+        g_free(uri);
+        std::vector<Sheet> sheets;
+        EXPECT_NE(doc, nullptr) << (error ? error->message : "");
+        if (error)
+            g_error_free(error);
+        for (int i = 0; doc && i < poppler_document_get_n_pages(doc); ++i) {
+            PopplerPage* page = poppler_document_get_page(doc, i);
+            Sheet sheet{};
+            poppler_page_get_size(page, &sheet.width, &sheet.height);
+            gchar* text = poppler_page_get_text(page);
+            sheet.text = text;
+            g_free(text);
+            g_object_unref(page);
+            sheets.push_back(sheet);
+        }
+        if (doc)
+            g_object_unref(doc);
+        return sheets;
     }
     ScratchDir dir;
+    std::string written;
+    std::string reason;
 };
 
 TEST_F(SheetWriterTest, PlacedPagesKeepTheirTextAndSheetsTheirSize) {
     const std::string source = dir.File("source.pdf");
     MakePdf(source, {kLetter, kA4});
-    PdfSheetWriter writer;
-    std::string reason;
+    PdfSheetWriter writer(Collect());
     writer.BeginSheet(792, 612);
     ASSERT_TRUE(writer.PlacePage(source, 1, 0, 0, 396, 612, &reason)) << reason;
     ASSERT_TRUE(writer.PlacePage(source, 0, 396, 0, 396, 612, &reason)) << reason;
-    writer.EndSheet();
+    ASSERT_TRUE(writer.EndSheet(&reason));
     writer.BeginSheet(612, 792);
     auto bitmap = docmgr::Bitmap::Create(20, 10);
     bitmap->Fill(0, 0, 0);
-    writer.PlaceImage(*bitmap, 100, 100, 200, 100);
-    writer.EndSheet();
-    EXPECT_EQ(writer.SheetCount(), 2u);
+    ASSERT_TRUE(writer.PlaceImage(*bitmap, 100, 100, 200, 100, &reason));
+    ASSERT_TRUE(writer.PlacePage(source, 0, 0, 300, 306, 396, &reason)) << reason;
+    ASSERT_TRUE(writer.EndSheet(&reason));
     EXPECT_FALSE(writer.PlacePage(source, 0, 0, 0, 1, 1, &reason)) << "no sheet is open";
     writer.BeginSheet(612, 792);
     EXPECT_FALSE(writer.PlacePage(source, 5, 0, 0, 1, 1, &reason));
     EXPECT_EQ(reason, "the document has no page 6");
     EXPECT_FALSE(writer.PlacePage(dir.File("missing.pdf"), 0, 0, 0, 1, 1, &reason));
-    writer.EndSheet();
+    ASSERT_TRUE(writer.EndSheet(&reason));
+    ASSERT_TRUE(writer.Finish(&reason));
+    EXPECT_EQ(writer.SheetCount(), 3u);
+    EXPECT_EQ(writer.BytesWritten(), written.size());
 
-    const std::string job = dir.File("job.pdf");
-    WriteFile(job, WriteToString(writer));
-    gchar* uri = g_filename_to_uri(job.c_str(), nullptr, nullptr);
-    PopplerDocument* doc = poppler_document_new_from_file(uri, nullptr, nullptr);
-    g_free(uri);
-    ASSERT_NE(doc, nullptr);
-    EXPECT_EQ(poppler_document_get_n_pages(doc), 3);
-    PopplerPage* first = poppler_document_get_page(doc, 0);
-    double width = 0;
-    double height = 0;
-    poppler_page_get_size(first, &width, &height);
-    EXPECT_EQ(std::make_pair(width, height), std::make_pair(792.0, 612.0));
-    gchar* text = poppler_page_get_text(first);
-    const std::string words = text;
-    g_free(text);
-    EXPECT_LT(words.find("Page 2"), words.find("Page 1")) << words;
-    g_object_unref(first);
-    g_object_unref(doc);
+    const std::vector<Sheet> sheets = ReadBack();
+    ASSERT_EQ(sheets.size(), 3u);
+    EXPECT_EQ(std::make_pair(sheets[0].width, sheets[0].height), std::make_pair(792.0, 612.0));
+    EXPECT_LT(sheets[0].text.find("Page 2"), sheets[0].text.find("Page 1")) << sheets[0].text;
+    EXPECT_EQ(sheets[1].text, "Page 1");
+    EXPECT_EQ(sheets[2].text, "");
+    // The page used twice went in once; the job is about the size of its source.
+    EXPECT_LT(written.size(), ReadFile(source).size() * 3 / 2);
 }
 
-TEST_F(SheetWriterTest, ARefusingSinkStopsTheWrite) {
-    PdfSheetWriter writer;
+TEST_F(SheetWriterTest, EncryptedRotatedAndMultiStreamSourcesAndManyPlacements) {
+    const std::string plain = dir.File("plain.pdf");
+    MakePdf(plain, {kLetter, kLetter});
+    // Encrypted with an empty user password, page 2 turned, page 1's content split in two.
+    const std::string encrypted = dir.File("encrypted.pdf");
+    EncryptWithUserPassword(plain, encrypted, "");
+    const std::string reshaped = dir.File("reshaped.pdf");
+    {
+        QPDF pdf;
+        pdf.processFile(plain.c_str());
+        auto pages = QPDFPageDocumentHelper(pdf).getAllPages();
+        pages[1].rotatePage(90, false);
+        QPDFObjectHandle extra = QPDFObjectHandle::newStream(&pdf, "q Q\n");
+        pages[0].getObjectHandle().replaceKey(
+            "/Contents",
+            QPDFObjectHandle::newArray({pages[0].getObjectHandle().getKey("/Contents"), extra}));
+        QPDFWriter writer(pdf, reshaped.c_str());
+        writer.write();
+    }
+    PdfSheetWriter writer(Collect());
+    // More placements than one opening of a source serves.
+    for (int i = 0; i < 300; ++i) {
+        writer.BeginSheet(612, 792);
+        ASSERT_TRUE(writer.PlacePage(i % 2 ? encrypted : reshaped, i % 2, 0, 0, 612, 792, &reason))
+            << reason;
+        ASSERT_TRUE(writer.EndSheet(&reason));
+    }
+    ASSERT_TRUE(writer.Finish(&reason));
+    const std::vector<Sheet> sheets = ReadBack();
+    ASSERT_EQ(sheets.size(), 300u);
+    EXPECT_EQ(sheets[0].text, "Page 1");
+    EXPECT_EQ(sheets[1].text, "Page 2");
+    EXPECT_EQ(sheets[299].text, "Page 2");
+    // Each source page was written once, whatever the number of sheets.
+    EXPECT_LT(written.size(), 300u * 400);
+}
+
+TEST_F(SheetWriterTest, ARefusingSinkStopsTheWriter) {
+    const std::string source = dir.File("source.pdf");
+    MakePdf(source, {kLetter});
+    int calls = 0;
+    PdfSheetWriter writer([&](const unsigned char*, size_t) { return ++calls < 2; });
     writer.BeginSheet(612, 792);
-    writer.EndSheet();
-    std::string reason;
-    EXPECT_FALSE(writer.Write([](const unsigned char*, size_t) { return false; }, &reason));
+    EXPECT_FALSE(writer.PlacePage(source, 0, 0, 0, 612, 792, &reason));
     EXPECT_NE(reason.find("refused"), std::string::npos) << reason;
+    EXPECT_FALSE(writer.EndSheet(&reason));
+    EXPECT_FALSE(writer.Finish(&reason));
 }
 
 }  // namespace
