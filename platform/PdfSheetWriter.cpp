@@ -6,7 +6,7 @@
 #include <qpdf/Pl_Flate.hh>
 #include <qpdf/Pl_String.hh>
 #include <qpdf/QPDF.hh>
-#include <qpdf/QPDFPageDocumentHelper.hh>
+#include <qpdf/QPDFAnnotationObjectHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
 
 #include <algorithm>
@@ -18,7 +18,9 @@ namespace nvrprint::platform {
 namespace {
 
 // A source document is reopened after this many placements, which lets go of every object
-// the previous opening had read; objects already written are not written again.
+// the previous opening had read; objects already written are not written again. Pages are
+// found through the page tree and annotations flattened page by page, so an opening reads
+// only what its pages use.
 constexpr size_t kPlacementsPerOpening = 256;
 
 // Objects the writer reserves before anything else.
@@ -114,11 +116,11 @@ public:
             return found->second;
         }
         Open();
-        if (pageIndex >= m_pages.size()) {
+        QPDFObjectHandle page = PageAt(pageIndex);
+        if (!page.isDictionary()) {
             throw std::runtime_error(fmt::format("the document has no page {}", pageIndex + 1));
         }
         ++m_placements;
-        QPDFObjectHandle page = m_pages[pageIndex];
         QPDFPageObjectHelper helper(page);
         const QPDFObjectHandle::Rectangle box = helper.getCropBox().getArrayAsRectangle();
         const QPDFObjectHandle::Matrix m = helper.getMatrixForTransformations();
@@ -128,6 +130,7 @@ public:
             Number(box.llx), Number(box.lly), Number(box.urx), Number(box.ury), Number(m.a),
             Number(m.b), Number(m.c), Number(m.d), Number(m.e), Number(m.f));
         QPDFObjectHandle resources = helper.getAttribute("/Resources", false);
+        const std::string annotations = AnnotationContent(page, resources);
         if (resources.isDictionary()) {
             dictionary += " /Resources " + Serialize(resources, out);
         }
@@ -136,7 +139,7 @@ public:
         }
         std::string data;
         QPDFObjectHandle contents = page.getKey("/Contents");
-        if (contents.isStream()) {
+        if (contents.isStream() && annotations.empty()) {
             // One stream: its data goes over as it is, still encoded.
             data = RawData(contents);
             QPDFObjectHandle streamDictionary = contents.getDict();
@@ -146,18 +149,21 @@ public:
                         fmt::format(" {} {}", key, Serialize(streamDictionary.getKey(key), out));
                 }
             }
-        } else if (contents.isArray()) {
-            // Several streams become one, decoded, joined and compressed again.
+        } else {
+            // Several streams, or annotations drawn over them: decoded, joined and compressed
+            // again.
             std::string joined;
-            for (int i = 0; i < contents.getArrayNItems(); ++i) {
-                QPDFObjectHandle part = contents.getArrayItem(i);
+            for (QPDFObjectHandle part :
+                 contents.isArray() ? contents.getArrayAsVector() : std::vector{contents}) {
                 if (part.isStream()) {
                     Pl_String sink("content", nullptr, joined);
                     part.pipeStreamData(&sink, 0, qpdf_dl_generalized);
                     joined += "\n";
                 }
             }
-            data = Deflate(joined);
+            // The page's content may leave its graphics state changed: annotations start
+            // from the page's own.
+            data = Deflate(annotations.empty() ? joined : "q\n" + joined + "Q\n" + annotations);
             dictionary += " /Filter /FlateDecode";
         }
         const int form = out.Reserve();
@@ -177,17 +183,96 @@ private:
             return;
         }
         m_pdf.reset();
-        m_pages.clear();
-        m_sinceOpening.clear();
         m_placements = 0;
         auto pdf = std::make_unique<QPDF>();
         pdf->setSuppressWarnings(true);
         pdf->processFile(m_path.c_str());
-        const auto xref = pdf->getXRefTable();
-        m_lastOriginal = xref.empty() ? 0 : xref.rbegin()->first.getObj();
-        QPDFPageDocumentHelper(*pdf).flattenAnnotations(an_print, an_invisible | an_hidden);
-        m_pages = pdf->getAllPages();
         m_pdf = std::move(pdf);
+    }
+
+    // The page of this index, found through the page tree by its counts, so that only the
+    // nodes on the way are read. A tree whose counts do not add up is read whole instead.
+    QPDFObjectHandle PageAt(size_t index) {
+        const size_t wanted = index;
+        QPDFObjectHandle node = m_pdf->getRoot().getKey("/Pages");
+        for (int depth = 0; depth < 64 && node.isDictionary(); ++depth) {
+            QPDFObjectHandle kids = node.getKey("/Kids");
+            if (!kids.isArray()) {
+                break;
+            }
+            const int count = kids.getArrayNItems();
+            QPDFObjectHandle total = node.getKey("/Count");
+            if (total.isInteger() && total.getIntValue() == count &&
+                index < static_cast<size_t>(count)) {
+                // As many pages as kids: the kid at the index is the page, unless it is not.
+                QPDFObjectHandle kid = kids.getArrayItem(static_cast<int>(index));
+                if (kid.isDictionary() && !kid.getKey("/Kids").isArray()) {
+                    return kid;
+                }
+            }
+            QPDFObjectHandle next;
+            for (int i = 0; i < count && !next.isInitialized(); ++i) {
+                QPDFObjectHandle kid = kids.getArrayItem(i);
+                const bool isNode = kid.getKey("/Kids").isArray();
+                QPDFObjectHandle kidCount = kid.getKey("/Count");
+                const size_t pages =
+                    !isNode ? 1
+                    : kidCount.isInteger()
+                        ? static_cast<size_t>(std::max<long long>(kidCount.getIntValue(), 0))
+                        : 0;
+                if (index >= pages) {
+                    index -= pages;
+                } else if (!isNode) {
+                    return kid;
+                } else {
+                    next = kid;
+                }
+            }
+            if (!next.isInitialized()) {
+                break;
+            }
+            node = next;
+        }
+        const std::vector<QPDFObjectHandle>& pages = m_pdf->getAllPages();
+        return wanted < pages.size() ? pages[wanted] : QPDFObjectHandle::newNull();
+    }
+
+    // Annotations that print, drawn over the page as their appearance streams: content to
+    // append and the resources it names.
+    std::string AnnotationContent(QPDFObjectHandle page, QPDFObjectHandle& resources) {
+        QPDFObjectHandle annotations = page.getKey("/Annots");
+        if (!annotations.isArray()) {
+            return {};
+        }
+        QPDFObjectHandle rotate = QPDFPageObjectHelper(page).getAttribute("/Rotate", false);
+        const int rotation = rotate.isInteger() ? static_cast<int>(rotate.getIntValue()) : 0;
+        std::string content;
+        QPDFObjectHandle xobjects;
+        for (int i = 0; i < annotations.getArrayNItems(); ++i) {
+            QPDFObjectHandle annotation = annotations.getArrayItem(i);
+            if (!annotation.isDictionary())
+                continue;
+            QPDFAnnotationObjectHelper helper(annotation);
+            QPDFObjectHandle appearance = helper.getAppearanceStream("/N");
+            if (!appearance.isStream())
+                continue;
+            const std::string name = fmt::format("/NvrAnnot{}", i);
+            const std::string drawn = helper.getPageContentForAppearance(name, rotation, an_print,
+                                                                         an_invisible | an_hidden);
+            if (drawn.empty())
+                continue;
+            if (!xobjects.isInitialized()) {
+                resources = resources.isDictionary() ? resources.shallowCopy()
+                                                     : QPDFObjectHandle::newDictionary();
+                xobjects = resources.getKey("/XObject").isDictionary()
+                               ? resources.getKey("/XObject").shallowCopy()
+                               : QPDFObjectHandle::newDictionary();
+                resources.replaceKey("/XObject", xobjects);
+            }
+            xobjects.replaceKey(name, appearance);
+            content += "\n" + drawn;
+        }
+        return content;
     }
 
     static QPDFObjectHandle::Rectangle TransformedBounds(const QPDFObjectHandle::Rectangle& box,
@@ -205,11 +290,10 @@ private:
     }
 
     // The output number of an indirect object, queued for writing on first sight. Objects
-    // of the file itself keep their numbers across openings; objects made after opening
-    // (flattened annotations) belong to that opening only.
+    // keep their numbers across openings of the file, which are all of the same file.
     int Reference(QPDFObjectHandle object, ObjectStream& out) {
         const QPDFObjGen id = object.getObjGen();
-        auto& table = id.getObj() <= m_lastOriginal ? m_original : m_sinceOpening;
+        auto& table = m_written;
         if (auto found = table.find(id); found != table.end()) {
             return found->second;
         }
@@ -266,11 +350,8 @@ private:
 
     std::string m_path;
     std::unique_ptr<QPDF> m_pdf;
-    std::vector<QPDFObjectHandle> m_pages;
-    int m_lastOriginal = 0;
     size_t m_placements = 0;
-    std::map<QPDFObjGen, int> m_original;
-    std::map<QPDFObjGen, int> m_sinceOpening;
+    std::map<QPDFObjGen, int> m_written;
     std::map<size_t, int> m_forms;
     std::map<int, QPDFObjectHandle::Rectangle> m_bounds;
     std::deque<std::pair<QPDFObjectHandle, int>> m_pending;

@@ -1,5 +1,7 @@
 // What a printer's description turns into: the default DEVMODE and the driver's corrections,
 // the job's options, the sheet's geometry, and the job's PDF itself.
+#include <cairo.h>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <poppler.h>
 #include <qpdf/QPDF.hh>
@@ -245,6 +247,72 @@ TEST_F(SheetWriterTest, EncryptedRotatedAndMultiStreamSourcesAndManyPlacements) 
     EXPECT_EQ(sheets[299].text, "Page 2");
     // Each source page was written once, whatever the number of sheets.
     EXPECT_LT(written.size(), 300u * 400);
+}
+
+// Whether the point (PDF points from the top-left) of the written document's first page
+// renders dark.
+bool DarkAt(const std::string& pdfPath, double x, double y) {
+    gchar* uri = g_filename_to_uri(pdfPath.c_str(), nullptr, nullptr);
+    PopplerDocument* doc = poppler_document_new_from_file(uri, nullptr, nullptr);
+    g_free(uri);
+    if (doc == nullptr)
+        return false;
+    PopplerPage* page = poppler_document_get_page(doc, 0);
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, 612, 792);
+    cairo_t* cr = cairo_create(surface);
+    cairo_set_source_rgb(cr, 1, 1, 1);
+    cairo_paint(cr);
+    poppler_page_render(page, cr);
+    cairo_destroy(cr);
+    cairo_surface_flush(surface);
+    const unsigned char* pixel = cairo_image_surface_get_data(surface) +
+                                 static_cast<int>(y) * cairo_image_surface_get_stride(surface) +
+                                 static_cast<int>(x) * 4;
+    const bool dark = pixel[0] < 128 && pixel[1] < 128 && pixel[2] < 128;
+    cairo_surface_destroy(surface);
+    g_object_unref(page);
+    g_object_unref(doc);
+    return dark;
+}
+
+TEST_F(SheetWriterTest, AnnotationsAppearAsPrintingShowsThem) {
+    const std::string plain = dir.File("plain.pdf");
+    MakePdf(plain, {kLetter});
+    const std::string annotated = dir.File("annotated.pdf");
+    {
+        QPDF pdf;
+        pdf.processFile(plain.c_str());
+        QPDFObjectHandle page = pdf.getAllPages().at(0);
+        auto square = [&](double x, int flags) {
+            QPDFObjectHandle appearance = QPDFObjectHandle::newStream(&pdf, "0 g 0 0 50 50 re f");
+            appearance.getDict().replaceKey("/Type", QPDFObjectHandle::newName("/XObject"));
+            appearance.getDict().replaceKey("/Subtype", QPDFObjectHandle::newName("/Form"));
+            appearance.getDict().replaceKey("/BBox",
+                                            QPDFObjectHandle::newFromRectangle({0, 0, 50, 50}));
+            QPDFObjectHandle annotation = QPDFObjectHandle::parse(
+                fmt::format("<< /Type /Annot /Subtype /Square /Rect [{} 650 {} 700] /F {} >>", x,
+                            x + 50, flags));
+            annotation.replaceKey("/AP", QPDFObjectHandle::parse("<< >>"));
+            annotation.getKey("/AP").replaceKey("/N", appearance);
+            return pdf.makeIndirectObject(annotation);
+        };
+        // Printed; hidden; shown on screen only.
+        page.replaceKey("/Annots", QPDFObjectHandle::newArray(
+                                       {square(400, 4), square(480, 4 | 2), square(300, 0)}));
+        QPDFWriter writer(pdf, annotated.c_str());
+        writer.write();
+    }
+    PdfSheetWriter writer(Collect());
+    writer.BeginSheet(612, 792);
+    ASSERT_TRUE(writer.PlacePage(annotated, 0, 0, 0, 612, 792, &reason)) << reason;
+    ASSERT_TRUE(writer.EndSheet(&reason));
+    ASSERT_TRUE(writer.Finish(&reason));
+    const std::string job = dir.File("job.pdf");
+    WriteFile(job, written);
+    EXPECT_TRUE(DarkAt(job, 425, 792 - 675));
+    EXPECT_FALSE(DarkAt(job, 505, 792 - 675));
+    EXPECT_FALSE(DarkAt(job, 325, 792 - 675));
+    EXPECT_TRUE(DarkAt(job, 306, 396)) << "the page's own content is there too";
 }
 
 TEST_F(SheetWriterTest, ARefusingSinkStopsTheWriter) {
