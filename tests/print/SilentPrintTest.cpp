@@ -8,6 +8,7 @@
 #include <future>
 #include <regex>
 
+#include "PageRender.h"
 #include "PdfFixtures.h"
 #include "PrinterStack.h"
 #include "Process.h"

@@ -1,6 +1,5 @@
 #include "PrinterStack.h"
 
-#include <cairo.h>
 #include <poppler.h>
 
 #include <chrono>
@@ -148,35 +147,6 @@ bool PageIsLandscape(const std::string& pdfPath, int pageIndex) {
     g_free(rects);
     g_object_unref(page);
     return (width > height) != turned;
-}
-
-int DarkRowsInColumn(const std::string& pdfPath, int pageIndex, double column) {
-    Document d(pdfPath);
-    PopplerPage* page = d.Page(pageIndex);
-    if (page == nullptr)
-        return -1;
-    double width = 0;
-    double height = 0;
-    poppler_page_get_size(page, &width, &height);
-    cairo_surface_t* surface = cairo_image_surface_create(
-        CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height));
-    cairo_t* cr = cairo_create(surface);
-    cairo_set_source_rgb(cr, 1, 1, 1);
-    cairo_paint(cr);
-    poppler_page_render_for_printing(page, cr);
-    cairo_destroy(cr);
-    cairo_surface_flush(surface);
-    const unsigned char* data = cairo_image_surface_get_data(surface);
-    const int stride = cairo_image_surface_get_stride(surface);
-    int dark = 0;
-    for (int row = 0; row < cairo_image_surface_get_height(surface); ++row) {
-        const unsigned char* pixel = data + row * stride + static_cast<int>(column) * 4;
-        if (pixel[0] < 128 && pixel[1] < 128 && pixel[2] < 128)
-            ++dark;
-    }
-    cairo_surface_destroy(surface);
-    g_object_unref(page);
-    return dark;
 }
 
 std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId) {

@@ -36,8 +36,6 @@ std::vector<std::string> PageTexts(const std::string& pdfPath);
 // Whether the page is printed across its long edge: wider than tall as shown, or its text
 // turned a quarter on a page that is taller than wide.
 bool PageIsLandscape(const std::string& pdfPath, int pageIndex);
-// Rows of the page, rendered at 72 DPI, that are dark in the given column (points from left).
-int DarkRowsInColumn(const std::string& pdfPath, int pageIndex, double column);
 
 // The scheduler's attributes of one of its jobs, as ipptool prints them.
 std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId);

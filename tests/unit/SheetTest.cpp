@@ -1,6 +1,5 @@
 // What a printer's description turns into: the default DEVMODE and the driver's corrections,
 // the job's options, the sheet's geometry, and the job's PDF itself.
-#include <cairo.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <poppler.h>
@@ -11,6 +10,7 @@
 
 #include "Bitmap.h"
 #include "IppDevMode.h"
+#include "PageRender.h"
 #include "PdfFixtures.h"
 #include "PdfSheetWriter.h"
 #include "SheetGeometry.h"
@@ -249,32 +249,6 @@ TEST_F(SheetWriterTest, EncryptedRotatedAndMultiStreamSourcesAndManyPlacements) 
     EXPECT_LT(written.size(), 300u * 400);
 }
 
-// Whether the point (PDF points from the top-left) of the written document's first page
-// renders dark.
-bool DarkAt(const std::string& pdfPath, double x, double y) {
-    gchar* uri = g_filename_to_uri(pdfPath.c_str(), nullptr, nullptr);
-    PopplerDocument* doc = poppler_document_new_from_file(uri, nullptr, nullptr);
-    g_free(uri);
-    if (doc == nullptr)
-        return false;
-    PopplerPage* page = poppler_document_get_page(doc, 0);
-    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, 612, 792);
-    cairo_t* cr = cairo_create(surface);
-    cairo_set_source_rgb(cr, 1, 1, 1);
-    cairo_paint(cr);
-    poppler_page_render(page, cr);
-    cairo_destroy(cr);
-    cairo_surface_flush(surface);
-    const unsigned char* pixel = cairo_image_surface_get_data(surface) +
-                                 static_cast<int>(y) * cairo_image_surface_get_stride(surface) +
-                                 static_cast<int>(x) * 4;
-    const bool dark = pixel[0] < 128 && pixel[1] < 128 && pixel[2] < 128;
-    cairo_surface_destroy(surface);
-    g_object_unref(page);
-    g_object_unref(doc);
-    return dark;
-}
-
 TEST_F(SheetWriterTest, AnnotationsAppearAsPrintingShowsThem) {
     const std::string plain = dir.File("plain.pdf");
     MakePdf(plain, {kLetter});
@@ -309,10 +283,10 @@ TEST_F(SheetWriterTest, AnnotationsAppearAsPrintingShowsThem) {
     ASSERT_TRUE(writer.Finish(&reason));
     const std::string job = dir.File("job.pdf");
     WriteFile(job, written);
-    EXPECT_TRUE(DarkAt(job, 425, 792 - 675));
-    EXPECT_FALSE(DarkAt(job, 505, 792 - 675));
-    EXPECT_FALSE(DarkAt(job, 325, 792 - 675));
-    EXPECT_TRUE(DarkAt(job, 306, 396)) << "the page's own content is there too";
+    EXPECT_TRUE(DarkAt(job, 0, 425, 792 - 675));
+    EXPECT_FALSE(DarkAt(job, 0, 505, 792 - 675));
+    EXPECT_FALSE(DarkAt(job, 0, 325, 792 - 675));
+    EXPECT_TRUE(DarkAt(job, 0, 306, 396)) << "the page's own content is there too";
 }
 
 TEST_F(SheetWriterTest, ARefusingSinkStopsTheWriter) {
