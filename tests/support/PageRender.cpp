@@ -3,25 +3,38 @@
 #include <cairo.h>
 #include <poppler.h>
 
+#include <algorithm>
 #include <functional>
+#include <sstream>
 
 namespace testsupport {
 namespace {
 
-bool IsDark(const unsigned char* pixel) {
-    return pixel[0] < 128 && pixel[1] < 128 && pixel[2] < 128;
-}
-
-// Renders the page as printed and hands its pixels to look; false when it cannot be read.
-bool WithRenderedPage(const std::string& pdfPath, int pageIndex,
-                      const std::function<void(cairo_surface_t*)>& look) {
+// Opens the document and hands each wanted page to look; false when it cannot be read.
+// A negative index asks for every page.
+bool WithPages(const std::string& pdfPath, int pageIndex,
+               const std::function<void(PopplerPage*)>& look) {
     gchar* uri = g_filename_to_uri(pdfPath.c_str(), nullptr, nullptr);
     PopplerDocument* doc = poppler_document_new_from_file(uri, nullptr, nullptr);
     g_free(uri);
     if (doc == nullptr)
         return false;
-    PopplerPage* page = poppler_document_get_page(doc, pageIndex);
-    if (page != nullptr) {
+    const int count = poppler_document_get_n_pages(doc);
+    const int first = pageIndex < 0 ? 0 : pageIndex;
+    const int last = pageIndex < 0 ? count - 1 : std::min(pageIndex, count - 1);
+    for (int i = first; i <= last; ++i) {
+        PopplerPage* page = poppler_document_get_page(doc, i);
+        look(page);
+        g_object_unref(page);
+    }
+    g_object_unref(doc);
+    return first <= last;
+}
+
+// Renders the page as printed and hands its pixels to look; false when it cannot be read.
+bool WithRenderedPage(const std::string& pdfPath, int pageIndex,
+                      const std::function<void(cairo_surface_t*)>& look) {
+    return WithPages(pdfPath, pageIndex, [&](PopplerPage* page) {
         double width = 0;
         double height = 0;
         poppler_page_get_size(page, &width, &height);
@@ -35,10 +48,11 @@ bool WithRenderedPage(const std::string& pdfPath, int pageIndex,
         cairo_surface_flush(surface);
         look(surface);
         cairo_surface_destroy(surface);
-        g_object_unref(page);
-    }
-    g_object_unref(doc);
-    return page != nullptr;
+    });
+}
+
+bool IsDark(const unsigned char* pixel) {
+    return pixel[0] < 128 && pixel[1] < 128 && pixel[2] < 128;
 }
 
 const unsigned char* PixelAt(cairo_surface_t* surface, int x, int y) {
@@ -47,6 +61,54 @@ const unsigned char* PixelAt(cairo_surface_t* surface, int x, int y) {
 }
 
 }  // namespace
+
+std::vector<std::string> PageTexts(const std::string& pdfPath) {
+    std::vector<std::string> texts;
+    WithPages(pdfPath, -1, [&](PopplerPage* page) {
+        gchar* text = poppler_page_get_text(page);
+        std::string words;
+        std::istringstream in(text != nullptr ? text : "");
+        for (std::string word; in >> word;) {
+            words += (words.empty() ? "" : " ") + word;
+        }
+        texts.push_back(words);
+        g_free(text);
+    });
+    return texts;
+}
+
+std::pair<double, double> PageSize(const std::string& pdfPath, int pageIndex) {
+    std::pair<double, double> size{0, 0};
+    WithPages(pdfPath, pageIndex,
+              [&](PopplerPage* page) { poppler_page_get_size(page, &size.first, &size.second); });
+    return size;
+}
+
+bool PageIsLandscape(const std::string& pdfPath, int pageIndex) {
+    bool landscape = false;
+    WithPages(pdfPath, pageIndex, [&](PopplerPage* page) {
+        double width = 0;
+        double height = 0;
+        poppler_page_get_size(page, &width, &height);
+        // The first word's extent tells which way the text runs.
+        PopplerRectangle* rects = nullptr;
+        guint count = 0;
+        bool turned = false;
+        if (poppler_page_get_text_layout(page, &rects, &count) && count >= 4) {
+            double x1 = rects[0].x1, y1 = rects[0].y1, x2 = rects[0].x2, y2 = rects[0].y2;
+            for (guint i = 1; i < 4; ++i) {
+                x1 = std::min(x1, rects[i].x1);
+                y1 = std::min(y1, rects[i].y1);
+                x2 = std::max(x2, rects[i].x2);
+                y2 = std::max(y2, rects[i].y2);
+            }
+            turned = (y2 - y1) > (x2 - x1);
+        }
+        g_free(rects);
+        landscape = (width > height) != turned;
+    });
+    return landscape;
+}
 
 bool DarkAt(const std::string& pdfPath, int pageIndex, double x, double y) {
     bool dark = false;

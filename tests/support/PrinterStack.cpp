@@ -1,7 +1,5 @@
 #include "PrinterStack.h"
 
-#include <poppler.h>
-
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -46,25 +44,6 @@ ProcessOptions StackEnvironment(const std::string& dir, int cupsPort, int printe
     return options;
 }
 
-struct Document {
-    PopplerDocument* doc = nullptr;
-    explicit Document(const std::string& path) {
-        GError* error = nullptr;
-        gchar* uri = g_filename_to_uri(path.c_str(), nullptr, nullptr);
-        doc = poppler_document_new_from_file(uri, nullptr, &error);
-        g_free(uri);
-        if (error != nullptr)
-            g_error_free(error);
-    }
-    ~Document() {
-        if (doc != nullptr)
-            g_object_unref(doc);
-    }
-    PopplerPage* Page(int index) const {
-        return doc != nullptr ? poppler_document_get_page(doc, index) : nullptr;
-    }
-};
-
 }  // namespace
 
 std::optional<PrinterStack> PrinterStack::Start(const std::string& dir, int cupsPort,
@@ -101,52 +80,6 @@ std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const s
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
     return std::nullopt;
-}
-
-std::vector<std::string> PageTexts(const std::string& pdfPath) {
-    Document d(pdfPath);
-    std::vector<std::string> texts;
-    const int pages = d.doc != nullptr ? poppler_document_get_n_pages(d.doc) : 0;
-    for (int i = 0; i < pages; ++i) {
-        PopplerPage* page = d.Page(i);
-        gchar* text = poppler_page_get_text(page);
-        std::string words;
-        std::istringstream in(text != nullptr ? text : "");
-        for (std::string word; in >> word;) {
-            words += (words.empty() ? "" : " ") + word;
-        }
-        texts.push_back(words);
-        g_free(text);
-        g_object_unref(page);
-    }
-    return texts;
-}
-
-bool PageIsLandscape(const std::string& pdfPath, int pageIndex) {
-    Document d(pdfPath);
-    PopplerPage* page = d.Page(pageIndex);
-    if (page == nullptr)
-        return false;
-    double width = 0;
-    double height = 0;
-    poppler_page_get_size(page, &width, &height);
-    // The first word's extent tells which way the text runs.
-    PopplerRectangle* rects = nullptr;
-    guint count = 0;
-    bool turned = false;
-    if (poppler_page_get_text_layout(page, &rects, &count) && count >= 4) {
-        double x1 = rects[0].x1, y1 = rects[0].y1, x2 = rects[0].x2, y2 = rects[0].y2;
-        for (guint i = 1; i < 4; ++i) {
-            x1 = std::min(x1, rects[i].x1);
-            y1 = std::min(y1, rects[i].y1);
-            x2 = std::max(x2, rects[i].x2);
-            y2 = std::max(y2, rects[i].y2);
-        }
-        turned = (y2 - y1) > (x2 - x1);
-    }
-    g_free(rects);
-    g_object_unref(page);
-    return (width > height) != turned;
 }
 
 std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId) {

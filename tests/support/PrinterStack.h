@@ -31,12 +31,6 @@ struct ReceivedJob {
 std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const std::string& name,
                                               int timeoutSeconds = 90);
 
-// The text of each page of a PDF, in order.
-std::vector<std::string> PageTexts(const std::string& pdfPath);
-// Whether the page is printed across its long edge: wider than tall as shown, or its text
-// turned a quarter on a page that is taller than wide.
-bool PageIsLandscape(const std::string& pdfPath, int pageIndex);
-
 // The scheduler's attributes of one of its jobs, as ipptool prints them.
 std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId);
 // States of the scheduler's jobs, by id, as "lpstat" words ("completed", "canceled", ...).

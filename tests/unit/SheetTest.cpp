@@ -2,7 +2,6 @@
 // the job's options, the sheet's geometry, and the job's PDF itself.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <poppler.h>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
@@ -151,26 +150,11 @@ protected:
     std::vector<Sheet> ReadBack() {
         const std::string path = dir.File("job.pdf");
         WriteFile(path, written);
-        gchar* uri = g_filename_to_uri(path.c_str(), nullptr, nullptr);
-        GError* error = nullptr;
-        PopplerDocument* doc = poppler_document_new_from_file(uri, nullptr, &error);
-        g_free(uri);
         std::vector<Sheet> sheets;
-        EXPECT_NE(doc, nullptr) << (error ? error->message : "");
-        if (error)
-            g_error_free(error);
-        for (int i = 0; doc && i < poppler_document_get_n_pages(doc); ++i) {
-            PopplerPage* page = poppler_document_get_page(doc, i);
-            Sheet sheet{};
-            poppler_page_get_size(page, &sheet.width, &sheet.height);
-            gchar* text = poppler_page_get_text(page);
-            sheet.text = text;
-            g_free(text);
-            g_object_unref(page);
-            sheets.push_back(sheet);
+        for (const std::string& text : PageTexts(path)) {
+            const auto [width, height] = PageSize(path, static_cast<int>(sheets.size()));
+            sheets.push_back({width, height, text});
         }
-        if (doc)
-            g_object_unref(doc);
         return sheets;
     }
     ScratchDir dir;
