@@ -5,17 +5,13 @@
 #include "LogMacros.h"
 #include "NvrPrintHelper.h"
 #include "PrinterServices.h"
+#include "TextCodec.h"
 
 namespace nvrprint {
 namespace {
 
 // The longest printer name the default-printer query hands back.
 constexpr size_t kPrinterNameCapacity = 256;
-
-std::string FileNamePart(const std::string& path) {
-    const size_t slash = path.find_last_of("\\/");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
 
 }  // namespace
 
@@ -92,7 +88,7 @@ std::string NvrPrintHelper::DetermineJobTitle() {
         return "Norvan print job";
     }
     NVR_LOG_ENTRY("Returning filename");
-    return FileNamePart(ActualInputFile());
+    return std::string(text::LastPathComponent(ActualInputFile()));
 }
 
 bool NvrPrintHelper::PrintDocument() {

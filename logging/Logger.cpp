@@ -24,14 +24,22 @@ struct TraceRow {
 
 TraceRow TraceRowFor(int32_t level) {
     switch (level) {
-        case Critical: return {0x1, 1, 10};
-        case Error: return {0x1, 9, 11};
-        case Warning: return {0x1, 9, 12};
-        case Info: return {0x2, 9, 13};
-        case Debug: return {0x2, 12, 14};
-        case EntryExit: return {0x8, 12, 15};
-        case Verbose: return {0x2, 16, 16};
-        default: return {0x2, 9, 17};
+        case Critical:
+            return {0x1, 1, 10};
+        case Error:
+            return {0x1, 9, 11};
+        case Warning:
+            return {0x1, 9, 12};
+        case Info:
+            return {0x2, 9, 13};
+        case Debug:
+            return {0x2, 12, 14};
+        case EntryExit:
+            return {0x8, 12, 15};
+        case Verbose:
+            return {0x2, 16, 16};
+        default:
+            return {0x2, 9, 17};
     }
 }
 
@@ -48,23 +56,26 @@ std::string Timestamp() {
     return fmt::format("{}.{:03}", text, millis.count());
 }
 
-std::string_view LastPathComponent(std::string_view path) {
-    size_t cut = path.find_last_of("\\/");
-    return cut == std::string_view::npos ? path : path.substr(cut + 1);
-}
-
 }  // namespace
 
 const char* LogLevelName(int32_t level) {
     switch (level) {
-        case Critical: return "CRITICAL";
-        case Error: return "ERROR";
-        case Warning: return "WARNING";
-        case Info: return "INFO";
-        case Debug: return "DEBUG";
-        case EntryExit: return "ENTRY/EXIT";
-        case Verbose: return "VERBOSE";
-        default: return "UNKNOWN";
+        case Critical:
+            return "CRITICAL";
+        case Error:
+            return "ERROR";
+        case Warning:
+            return "WARNING";
+        case Info:
+            return "INFO";
+        case Debug:
+            return "DEBUG";
+        case EntryExit:
+            return "ENTRY/EXIT";
+        case Verbose:
+            return "VERBOSE";
+        default:
+            return "UNKNOWN";
     }
 }
 
@@ -75,7 +86,9 @@ Logger& Logger::Instance() {
 
 Logger::Logger() = default;
 
-Logger::~Logger() { Shutdown(); }
+Logger::~Logger() {
+    Shutdown();
+}
 
 void Logger::Initialize(const std::string& path) {
     bool opened = false;
@@ -115,7 +128,8 @@ std::string Logger::BuildLine(int32_t level, std::string_view message, const cha
     if (function != nullptr) {
         text += function;
         if (m_sourceLocation && file != nullptr && line > 0) {
-            fmt::format_to(std::back_inserter(text), "({}:{})", LastPathComponent(file), line);
+            fmt::format_to(std::back_inserter(text), "({}:{})", text::LastPathComponent(file),
+                           line);
         }
         text += ": ";
     }
@@ -283,8 +297,7 @@ void Logger::ReleaseConsoleOutput() {
     }
 }
 
-void Logger::LogPrintf(const char* function, const char* file, int line, const char* format,
-                       ...) {
+void Logger::LogPrintf(const char* function, const char* file, int line, const char* format, ...) {
     va_list args;
     va_start(args, format);
     va_list counting;

@@ -16,4 +16,7 @@ std::string Utf16ToUtf8(std::u16string_view utf16);
 // Appends the UTF-8 form of one code point.
 void AppendUtf8(std::string& out, char32_t codePoint);
 
+// What follows the last "\\" or "/" of a path, or the whole path when it has neither.
+std::string_view LastPathComponent(std::string_view path);
+
 }  // namespace nvrprint::text

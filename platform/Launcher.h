@@ -6,7 +6,8 @@
 namespace nvrprint::platform {
 
 // Starts the program with the file as its one argument: no shell, no wait, and the child
-// is reaped when it ends. False, with an errno value, when it could not be started.
+// is reaped when it ends. False, with an errno value, when it could not be started. The
+// file is the caller's to check.
 bool StartProgram(const std::string& program, const std::string& file, int* error);
 
 struct OpenResult {

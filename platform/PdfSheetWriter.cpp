@@ -303,20 +303,26 @@ private:
         return number;
     }
 
+    // A dictionary's entries, but for one key, as " /Key value" pairs.
+    std::string SerializeEntries(QPDFObjectHandle dictionary, const std::string& leftOut,
+                                 ObjectStream& out) {
+        std::string text;
+        for (const std::string& key : dictionary.getKeys()) {
+            if (key != leftOut) {
+                text += " " + QPDFObjectHandle::newName(key).unparse() + " " +
+                        Serialize(dictionary.getKey(key), out);
+            }
+        }
+        return text;
+    }
+
     std::string Serialize(QPDFObjectHandle object, ObjectStream& out, bool top = false) {
         if (object.isIndirect() && !top) {
             return fmt::format("{} 0 R", Reference(object, out));
         }
         if (object.isDictionary()) {
-            std::string text = "<<";
-            for (const std::string& key : object.getKeys()) {
-                // A page's way up its tree is never needed by what draws it.
-                if (key == "/Parent")
-                    continue;
-                text += " " + QPDFObjectHandle::newName(key).unparse() + " " +
-                        Serialize(object.getKey(key), out);
-            }
-            return text + " >>";
+            // A page's way up its tree is never needed by what draws it.
+            return "<<" + SerializeEntries(object, "/Parent", out) + " >>";
         }
         if (object.isArray()) {
             std::string text = "[";
@@ -333,15 +339,9 @@ private:
             auto [object, number] = m_pending.front();
             m_pending.pop_front();
             if (object.isStream()) {
-                std::string dictionary;
-                QPDFObjectHandle streamDictionary = object.getDict();
-                for (const std::string& key : streamDictionary.getKeys()) {
-                    if (key == "/Length")
-                        continue;
-                    dictionary += " " + QPDFObjectHandle::newName(key).unparse() + " " +
-                                  Serialize(streamDictionary.getKey(key), out);
-                }
-                out.WriteStream(number, dictionary, RawData(object));
+                // The length is the writer's to give.
+                out.WriteStream(number, SerializeEntries(object.getDict(), "/Length", out),
+                                RawData(object));
             } else {
                 out.WriteObject(number, Serialize(object, out, true));
             }

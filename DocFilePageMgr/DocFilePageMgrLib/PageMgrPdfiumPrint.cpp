@@ -1,19 +1,10 @@
 // Printing of the PDF backend. Pages reach the device as the source file's own pages,
 // placed where a rendered bitmap would land and at its size, so nothing is rasterised.
-#include <algorithm>
-
 #include "LogMacros.h"
 #include "PageMgrPdfium.h"
 #include "PrintDevice.h"
 
 namespace docmgr {
-namespace {
-
-int32_t DevicePixels(double points, int32_t dpi) {
-    return static_cast<int32_t>(points / 72.0 * dpi + 0.5);
-}
-
-}  // namespace
 
 bool PageMgrPdfium::OnDrawPage(PrintDevice* device, size_t pageIndex, const TargetParams& params,
                                int x, int y) {
@@ -75,8 +66,8 @@ bool PageMgrPdfium::RenderDocToPrinter(const std::string& printerName, const std
                 device->AbortDoc();
                 return false;
             }
-            const int32_t pixelWidth = DevicePixels(width, dpiX);
-            const int32_t pixelHeight = DevicePixels(height, dpiY);
+            const int32_t pixelWidth = PixelsForPoints(width, 1.0, dpiX);
+            const int32_t pixelHeight = PixelsForPoints(height, 1.0, dpiY);
             NVR_LOG_VERBOSE("Page {} size: {}x{} pts, rendering at {}x{} pixels", n, width, height,
                             pixelWidth, pixelHeight);
             NVR_LOG_DEBUG("Rendering page {} using FPDF_RenderPage (direct to DC)", n);

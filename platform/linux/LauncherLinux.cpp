@@ -16,10 +16,6 @@ namespace nvrprint::platform {
 namespace {}  // namespace
 
 bool StartProgram(const std::string& program, const std::string& file, int* error) {
-    if (access(file.c_str(), F_OK) != 0) {
-        *error = errno;
-        return false;
-    }
     std::string programArg = program;
     std::string fileArg = file;
     char* argv[] = {programArg.data(), fileArg.data(), nullptr};
