@@ -143,8 +143,8 @@ bool NvrPrintHelper::PrintDocument() {
     }
 
     int error = 0;
-    std::unique_ptr<docmgr::PrintDevice> device = platform::CreatePrintDevice(
-        m_printerName, devMode, nlohmann::json{{"bStapled", m_finalSettings.bStapled}}, &error);
+    std::unique_ptr<docmgr::PrintDevice> device =
+        platform::CreatePrintDevice(m_printerName, devMode, &error);
     if (!device) {
         NVR_LOG_ERROR("Failed to create printer DC (Error: {})", error);
         return false;
@@ -153,6 +153,9 @@ bool NvrPrintHelper::PrintDocument() {
     NVR_LOG_DEBUG("Setting print job settings for hybrid printing (N-up: {}, Reverse: {})",
                   m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages);
     m_docMgr->m_printJobSettings = m_finalSettings;
+    // Copies keep to sheets of their own where the printer prints both sides.
+    m_docMgr->m_printJobSettings.dmDuplex =
+        (devMode->dmFields & DM_DUPLEX) ? devMode->dmDuplex : int16_t{-1};
     NVR_LOG_INFO("Rendering document to printer");
     const bool printed =
         m_docMgr->RenderDocToPrinter(m_printerName, title, device.get(), m_progressWindow);

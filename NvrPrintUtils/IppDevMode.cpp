@@ -1,6 +1,11 @@
 #include "IppDevMode.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "PrintJobSettingsHelper.h"
@@ -45,6 +50,12 @@ Number StandardNumberOrCustom(const std::vector<std::pair<Number, std::string>>&
     return custom;
 }
 
+// Job options that keep the scheduler from repeating the program's own work.
+const std::vector<std::pair<std::string, std::string>> kDoneByTheProgram = {
+    {"copies", "1"},           {"number-up", "1"},        {"page-delivery", "same-order"},
+    {"outputorder", "normal"}, {"print-scaling", "none"}, {"fit-to-page", "false"},
+};
+
 }  // namespace
 
 int16_t PaperSizeForMedia(const std::string& pwgName) {
@@ -70,23 +81,141 @@ std::string FormNameForMedia(const std::string& pwgName) {
     return found != kNames.end() ? found->second : pwgName;
 }
 
-std::string MediaForDevMode(const DEVMODEW& devMode) {
-    if (devMode.dmFields & DM_PAPERSIZE) {
-        auto name = PrintJobSettingsHelper::kPaperSizeMediaNames.find(devMode.dmPaperSize);
+bool MediaDimensions(const std::string& pwgName, int* width, int* length) {
+    const size_t sizeStart = pwgName.rfind('_');
+    if (sizeStart == std::string::npos) {
+        return false;
+    }
+    const std::string size = pwgName.substr(sizeStart + 1);
+    double w = 0;
+    double l = 0;
+    char unit[3] = {};
+    if (std::sscanf(size.c_str(), "%lfx%lf%2[a-z]", &w, &l, unit) != 3 || w <= 0 || l <= 0) {
+        return false;
+    }
+    const double perUnit = std::strcmp(unit, "in") == 0   ? 2540.0
+                           : std::strcmp(unit, "mm") == 0 ? 100.0
+                                                          : 0.0;
+    if (perUnit == 0.0) {
+        return false;
+    }
+    *width = static_cast<int>(std::lround(w * perUnit));
+    *length = static_cast<int>(std::lround(l * perUnit));
+    return true;
+}
+
+std::string CustomMediaName(int widthTenthsMm, int lengthTenthsMm) {
+    auto mm = [](int tenths) {
+        return tenths % 10 == 0 ? std::to_string(tenths / 10)
+                                : fmt::format("{}.{}", tenths / 10, tenths % 10);
+    };
+    const std::string size = mm(widthTenthsMm) + "x" + mm(lengthTenthsMm) + "mm";
+    return "custom_" + size + "_" + size;
+}
+
+namespace {
+
+bool HasCustomPaper(const DEVMODEW& dm) {
+    return (dm.dmFields & DM_PAPERWIDTH) && (dm.dmFields & DM_PAPERLENGTH) && dm.dmPaperWidth > 0 &&
+           dm.dmPaperLength > 0;
+}
+
+std::string MediaForPaperSize(const DEVMODEW& dm) {
+    if (dm.dmFields & DM_PAPERSIZE) {
+        auto name = PrintJobSettingsHelper::kPaperSizeMediaNames.find(dm.dmPaperSize);
         if (name != PrintJobSettingsHelper::kPaperSizeMediaNames.end()) {
             return name->second;
         }
     }
-    if (devMode.dmFields & DM_FORMNAME) {
-        std::string form = GetDevModeText(devMode.dmFormName);
-        for (const auto& [number, name] : PrintJobSettingsHelper::kPaperSizeMediaNames) {
-            if (FormNameForMedia(name) == form || name == form) {
-                return name;
+    return {};
+}
+
+std::string MediaForFormName(const DEVMODEW& dm) {
+    if ((dm.dmFields & DM_FORMNAME) == 0) {
+        return {};
+    }
+    std::string form = GetDevModeText(dm.dmFormName);
+    for (const auto& [number, name] : PrintJobSettingsHelper::kPaperSizeMediaNames) {
+        if (FormNameForMedia(name) == form || name == form) {
+            return name;
+        }
+    }
+    return form;
+}
+
+// Paper number and form name both name this medium; a custom size gives way to it.
+void SetMedia(DEVMODEW& dm, const std::string& media) {
+    const int16_t paper = PaperSizeForMedia(media);
+    if (paper > 0) {
+        dm.dmPaperSize = paper;
+        dm.dmFields |= DM_PAPERSIZE;
+    } else {
+        dm.dmFields &= ~DM_PAPERSIZE;
+    }
+    SetDevModeText(dm.dmFormName, FormNameForMedia(media));
+    dm.dmFields = (dm.dmFields | DM_FORMNAME) & ~(DM_PAPERWIDTH | DM_PAPERLENGTH);
+}
+
+bool FitsCustomRange(const PrinterCapabilities& caps, int width, int length) {
+    return caps.customMaxWidth > 0 && width >= caps.customMinWidth &&
+           width <= caps.customMaxWidth && length >= caps.customMinLength &&
+           length <= caps.customMaxLength;
+}
+
+// The supported medium closest in size, by the larger of the two differences.
+std::string NearestMedia(const PrinterCapabilities& caps, int width, int length) {
+    std::string best;
+    int bestDistance = 0;
+    for (const std::string& media : caps.mediaSupported) {
+        int w = 0;
+        int l = 0;
+        if (!MediaDimensions(media, &w, &l)) {
+            continue;
+        }
+        const int distance = std::max(std::abs(w - width), std::abs(l - length));
+        if (best.empty() || distance < bestDistance) {
+            best = media;
+            bestDistance = distance;
+        }
+    }
+    return best.empty() ? caps.mediaDefault : best;
+}
+
+void CorrectMedia(DEVMODEW& dm, const PrinterCapabilities& caps) {
+    if (HasCustomPaper(dm)) {
+        // Sizes in tenths of a millimetre, as the DEVMODE keeps them.
+        const int width = dm.dmPaperWidth * 10;
+        const int length = dm.dmPaperLength * 10;
+        if (!FitsCustomRange(caps, width, length)) {
+            const std::string nearest = NearestMedia(caps, width, length);
+            if (!nearest.empty()) {
+                SetMedia(dm, nearest);
             }
         }
-        return form;
+        return;
     }
-    return {};
+    const std::string byNumber = MediaForPaperSize(dm);
+    const std::string byForm = MediaForFormName(dm);
+    if (!byNumber.empty() && !byForm.empty() && byNumber != byForm) {
+        // One of the two is the printer's default left standing; the other was asked for.
+        const bool formAskedFor = byNumber == caps.mediaDefault && byForm != caps.mediaDefault;
+        SetMedia(dm, formAskedFor ? byForm : byNumber);
+    }
+    const std::string media = MediaForDevMode(dm);
+    if (!media.empty() && !caps.mediaSupported.empty() && !Contains(caps.mediaSupported, media) &&
+        !caps.mediaDefault.empty()) {
+        SetMedia(dm, caps.mediaDefault);
+    }
+}
+
+}  // namespace
+
+std::string MediaForDevMode(const DEVMODEW& devMode) {
+    if (HasCustomPaper(devMode)) {
+        return CustomMediaName(devMode.dmPaperWidth, devMode.dmPaperLength);
+    }
+    std::string media = MediaForPaperSize(devMode);
+    return media.empty() ? MediaForFormName(devMode) : media;
 }
 
 DevModePtr DevModeFromCapabilities(const PrinterCapabilities& caps,
@@ -131,17 +260,36 @@ DevModePtr DevModeFromCapabilities(const PrinterCapabilities& caps,
                                                  "media-type", driverOptions);
         dm->dmFields |= DM_MEDIATYPE;
     }
-    if (!driverOptions.empty()) {
-        DevModePtr withOptions = WithDriverOptions(dm.get(), driverOptions);
-        if (withOptions && withOptions->dmDriverExtra < kDriverExtraBytes) {
-            DevModePtr sized = AllocateDevMode(kDriverExtraBytes);
-            std::memcpy(static_cast<void*>(sized.get()), withOptions.get(),
-                        sizeof(DEVMODEW) + withOptions->dmDriverExtra);
-            sized->dmDriverExtra = kDriverExtraBytes;
-            return sized;
-        }
+    return driverOptions.empty() ? std::move(dm) : DevModeWithOptions(dm.get(), driverOptions);
+}
+
+DevModePtr DevModeWithOptions(const DEVMODEW* devMode,
+                              const std::map<std::string, std::string>& options) {
+    DevModePtr withOptions = WithDriverOptions(devMode, options);
+    if (!withOptions || withOptions->dmDriverExtra >= kDriverExtraBytes) {
+        return withOptions;
     }
-    return dm;
+    DevModePtr sized = AllocateDevMode(kDriverExtraBytes);
+    if (sized) {
+        std::memcpy(static_cast<void*>(sized.get()), withOptions.get(),
+                    sizeof(DEVMODEW) + withOptions->dmDriverExtra);
+        sized->dmDriverExtra = kDriverExtraBytes;
+    }
+    return sized;
+}
+
+StapleOption StapleOptionFor(const nlohmann::json& ppdOptions, bool finishingsStaple) {
+    nlohmann::json chosen = nlohmann::json::object();
+    if (PrintJobSettingsHelper::ApplyPPDOption(ppdOptions, chosen,
+                                               PrintJobSettingsHelper::kStapleOptionNames,
+                                               PrintJobSettingsHelper::kStapleValueAliases, 1)) {
+        const auto& [name, value] = *chosen.items().begin();
+        return {name, value.get<std::string>()};
+    }
+    if (finishingsStaple) {
+        return {"finishings", "4"};
+    }
+    return {};
 }
 
 void CorrectDevMode(DEVMODEW& dm, const PrinterCapabilities& caps) {
@@ -156,19 +304,7 @@ void CorrectDevMode(DEVMODEW& dm, const PrinterCapabilities& caps) {
         !Contains(caps.colorModesSupported, "color")) {
         dm.dmColor = DMCOLOR_MONOCHROME;
     }
-    std::string media = MediaForDevMode(dm);
-    if (!media.empty() && !caps.mediaSupported.empty() && !Contains(caps.mediaSupported, media) &&
-        !caps.mediaDefault.empty()) {
-        int16_t paper = PaperSizeForMedia(caps.mediaDefault);
-        if (paper > 0) {
-            dm.dmPaperSize = paper;
-            dm.dmFields |= DM_PAPERSIZE;
-        } else {
-            dm.dmFields &= ~DM_PAPERSIZE;
-        }
-        SetDevModeText(dm.dmFormName, FormNameForMedia(caps.mediaDefault));
-        dm.dmFields |= DM_FORMNAME;
-    }
+    CorrectMedia(dm, caps);
     if ((dm.dmFields & DM_PRINTQUALITY) && dm.dmPrintQuality > 0 &&
         !caps.resolutionsSupported.empty()) {
         int y = (dm.dmFields & DM_YRESOLUTION) && dm.dmYResolution > 0 ? dm.dmYResolution
@@ -186,6 +322,21 @@ void CorrectDevMode(DEVMODEW& dm, const PrinterCapabilities& caps) {
     }
 }
 
+nlohmann::json WithoutDefaultPpdChoices(nlohmann::json job, const nlohmann::json& defaults,
+                                        const nlohmann::json& ppdOptions) {
+    if (!ppdOptions.is_object()) {
+        return job;
+    }
+    for (const auto& [option, choices] : ppdOptions.items()) {
+        auto chosen = job.find(option);
+        auto byDefault = defaults.find(option);
+        if (chosen != job.end() && byDefault != defaults.end() && *chosen == *byDefault) {
+            job.erase(chosen);
+        }
+    }
+    return job;
+}
+
 std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
     const nlohmann::json& attributes, const std::map<std::string, std::string>& driverOptions) {
     static const std::map<std::string, std::string> kQuality = {
@@ -201,13 +352,15 @@ std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
     static const std::map<std::string, std::string> kTypes = {{"plain", "stationery"},
                                                               {"transparency", "transparency"},
                                                               {"glossy", "photographic-glossy"}};
-    // Done by the program, or carried by the sheets themselves.
+    // Carried by the sheets themselves.
     static const std::vector<std::string> kLeftOut = {"copies",
                                                       "collate",
                                                       "number-up",
                                                       "page-delivery",
                                                       "orientation-requested",
                                                       "fit-to-pagescaling"};
+    // Names of custom bins and media types: the attribute document has already used them.
+    static const std::vector<std::string> kConsumedDriverOptions = {"media-source", "media-type"};
 
     std::map<std::string, std::string> options;
     for (const auto& [name, value] : attributes.items()) {
@@ -243,6 +396,13 @@ std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
         }
     }
     for (const auto& [name, value] : driverOptions) {
+        if (!Contains(kConsumedDriverOptions, name)) {
+            options[name] = value;
+        }
+    }
+    // The program lays out copies, N-up and page order itself and sends sheets of the
+    // paper's own size; whatever the queue's defaults say, the scheduler must not do it again.
+    for (const auto& [name, value] : kDoneByTheProgram) {
         options[name] = value;
     }
     return {options.begin(), options.end()};

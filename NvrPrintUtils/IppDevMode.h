@@ -20,6 +20,11 @@ using Resolution = std::pair<int, int>;
 struct PrinterCapabilities {
     std::string mediaDefault;  // PWG self-describing name
     std::vector<std::string> mediaSupported;
+    // The range of custom paper sizes, hundredths of a millimetre; all 0 without custom sizes.
+    int customMinWidth = 0;
+    int customMinLength = 0;
+    int customMaxWidth = 0;
+    int customMaxLength = 0;
     std::string sidesDefault = "one-sided";
     std::vector<std::string> sidesSupported = {"one-sided"};
     std::string colorModeDefault = "monochrome";
@@ -40,7 +45,14 @@ inline constexpr uint16_t kDriverExtraBytes = 1024;
 int16_t PaperSizeForMedia(const std::string& pwgName);
 // A short human name for a PWG media name ("A4", "Letter"), else the name itself.
 std::string FormNameForMedia(const std::string& pwgName);
-// The PWG media a DEVMODE asks for: its paper number's name, else its form name, else empty.
+// The size in a PWG media name ("iso_a4_210x297mm", "na_letter_8.5x11in"), in hundredths of
+// a millimetre; false when the name carries none.
+bool MediaDimensions(const std::string& pwgName, int* width, int* length);
+// The self-describing PWG name of a custom paper given in tenths of a millimetre, as
+// dmPaperWidth and dmPaperLength are: "custom_100x150mm_100x150mm".
+std::string CustomMediaName(int widthTenthsMm, int lengthTenthsMm);
+// The PWG media a DEVMODE asks for: its custom paper (dmPaperWidth and dmPaperLength override
+// the paper number), else its paper number's name, else its form name, else empty.
 std::string MediaForDevMode(const DEVMODEW& devMode);
 
 // The printer's default DEVMODE, with kDriverExtraBytes of driver-private space holding
@@ -48,13 +60,35 @@ std::string MediaForDevMode(const DEVMODEW& devMode);
 DevModePtr DevModeFromCapabilities(const PrinterCapabilities& caps, const std::string& printerName);
 
 // What a driver does on validation: two-sided on a one-sided printer becomes one-sided,
-// colour on a monochrome one monochrome, a paper it lacks its default paper, a resolution it
-// lacks its default resolution, and copies stay within its limit.
+// colour on a monochrome one monochrome; a form name and a paper number that disagree settle
+// on the one that differs from the printer's default; a custom paper outside its custom range
+// becomes the nearest paper it has, a named paper it lacks its default paper; a resolution it
+// lacks its default resolution; and copies stay within its limit.
 void CorrectDevMode(DEVMODEW& devMode, const PrinterCapabilities& caps);
 
+// A DEVMODE block of the full driver-private size carrying these driver-private options.
+DevModePtr DevModeWithOptions(const DEVMODEW* devMode,
+                              const std::map<std::string, std::string>& options);
+
+// How a printer is asked to staple: a driver-private option and its value (the PPD's staple
+// option with its first real choice, else IPP finishings "4"); an empty name when the printer
+// cannot staple.
+struct StapleOption {
+    std::string name;
+    std::string value;
+};
+StapleOption StapleOptionFor(const nlohmann::json& ppdOptions, bool finishingsStaple);
+
+// The job's attribute document without the PPD choices that only restate the printer's
+// defaults (the attribute document of its default DEVMODE): a driver option goes out only
+// for what the job asked for.
+nlohmann::json WithoutDefaultPpdChoices(nlohmann::json job, const nlohmann::json& defaults,
+                                        const nlohmann::json& ppdOptions);
+
 // Job options for CUPS from an attribute document: IPP attributes in the printer's keywords
-// and PPD choices, leaving out what the program does itself (copies, collation, N-up, page
-// order) and what the sheet geometry carries (orientation). Driver-private options win.
+// and PPD choices, leaving out what the sheet geometry carries (orientation). Driver-private
+// options win. Copies, N-up and page order are the program's: the job asks the scheduler for
+// one copy, one page per side, normal order and no scaling, whatever its defaults.
 std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
     const nlohmann::json& attributes, const std::map<std::string, std::string>& driverOptions);
 

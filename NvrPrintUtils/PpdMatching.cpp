@@ -1,4 +1,5 @@
 // Matching the system's values against the option and choice names of a printer's PPD.
+#include <algorithm>
 #include <cctype>
 
 #include "PrintJobSettingsHelper.h"
@@ -10,6 +11,12 @@ namespace {
 // The text of a choice: the string itself, or the JSON text of anything else.
 std::string ChoiceText(const Json& element) {
     return element.is_string() ? element.get<std::string>() : element.dump();
+}
+
+bool IsAnyAlias(const std::string& text, const std::vector<std::string>& aliases) {
+    const std::string lowered = ToLowerCopy(text);
+    return std::any_of(aliases.begin(), aliases.end(),
+                       [&](const std::string& alias) { return ToLowerCopy(alias) == lowered; });
 }
 
 bool HasOption(const Json& deviceCapabilities, const std::string& name) {
@@ -78,12 +85,22 @@ bool FindPPDOptionValue(const Json& deviceCapabilities, const std::vector<std::s
                 candidates.push_back(ChoiceText(element));
             }
         }
-        for (const std::string& candidate : candidates) {
-            if (ContainsAnyAlias(candidate, entry->second)) {
-                if (optionName != nullptr) *optionName = name;
-                if (choice != nullptr) *choice = candidate;
-                return true;
-            }
+        // A choice named exactly as an alias wins over one that only contains an alias:
+        // "Gray" is Gray, even where "FastGray" comes first.
+        auto found = std::find_if(candidates.begin(), candidates.end(), [&](const std::string& c) {
+            return IsAnyAlias(c, entry->second);
+        });
+        if (found == candidates.end()) {
+            found = std::find_if(candidates.begin(), candidates.end(), [&](const std::string& c) {
+                return ContainsAnyAlias(c, entry->second);
+            });
+        }
+        if (found != candidates.end()) {
+            if (optionName != nullptr)
+                *optionName = name;
+            if (choice != nullptr)
+                *choice = *found;
+            return true;
         }
     }
     return false;

@@ -23,11 +23,10 @@ std::string GetDefaultPrinter(int* error);
 // is used directly, without a queue.
 bool CanOpenPrinter(const std::string& name, int* error);
 
-// A print device for one job on the printer, laid out by the DEVMODE. jobSettings carries
-// what the DEVMODE cannot say (bStapled). Null, with an error number, on failure.
+// A print device for one job on the printer, laid out by the DEVMODE: its paper, orientation,
+// resolution and scale make the sheet, its other fields and driver-private options (stapling
+// among them) the job's options. Null, with an error number, on failure.
 std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const std::string& printerName,
-                                                       const DEVMODEW* devMode,
-                                                       const nlohmann::json& jobSettings,
-                                                       int* error);
+                                                       const DEVMODEW* devMode, int* error);
 
 }  // namespace nvrprint::platform

@@ -42,10 +42,10 @@ PointRect DeviceToPoints(const SheetGeometry& sheet, int x, int y, int width, in
     const double sx = 72.0 / sheet.dpiX;
     const double sy = 72.0 / sheet.dpiY;
     PointRect r;
-    r.x = (sheet.offsetX + x) * sx;
-    r.width = width * sx;
-    r.height = height * sy;
-    r.y = sheet.heightPoints - (sheet.offsetY + y) * sy - r.height;
+    r.x = (sheet.offsetX + x * sheet.scale) * sx;
+    r.width = width * sheet.scale * sx;
+    r.height = height * sheet.scale * sy;
+    r.y = sheet.heightPoints - (sheet.offsetY + y * sheet.scale) * sy - r.height;
     return r;
 }
 

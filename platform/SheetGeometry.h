@@ -28,6 +28,9 @@ struct SheetGeometry {
     int offsetY = 0;  // top edge of the printable area
     int printableWidth = 0;
     int printableHeight = 0;
+    // What is drawn shrinks or grows by this about the printable area's top-left corner, as
+    // a driver's scale does.
+    double scale = 1.0;
 };
 
 // Landscape turns the medium a quarter counter-clockwise: its width runs down the sheet and
@@ -41,7 +44,8 @@ struct PointRect {
     double height;
 };
 
-// A rectangle in device pixels from the printable area's top-left corner, in PDF points.
+// A rectangle in device pixels from the printable area's top-left corner, in PDF points,
+// with the sheet's scale applied.
 PointRect DeviceToPoints(const SheetGeometry& sheet, int x, int y, int width, int height);
 
 }  // namespace nvrprint::platform

@@ -36,6 +36,8 @@ struct PrintJobSettingsView {
     bool Transformed() const {
         return settings.PagesPerSheet > 1 || settings.bReversePages || settings.dmCopies > 1;
     }
+    // Long or short edge: copies then keep to sheets of their own.
+    bool TwoSided() const { return settings.dmDuplex == 2 || settings.dmDuplex == 3; }
 };
 
 // Progress of a print reaches a window through this; the UI layer installs it. The
@@ -82,6 +84,8 @@ public:
 
     std::vector<PhysicalPage> BuildPhysicalPageList(size_t totalPages) const;
     bool RenderNUpPage(PrintDevice* device, const PhysicalPage& page, const TargetParams& params);
+    // One side of the physical page list: its logical pages, or nothing on a blank back.
+    bool RenderSide(PrintDevice* device, const PhysicalPage& side, const TargetParams& params);
 
     // A blank bitmap of the given size; bits, when given, receives its pixels.
     static BitmapPtr CreateDIBSectionBitmap(int32_t width, int32_t height, uint8_t** bits);

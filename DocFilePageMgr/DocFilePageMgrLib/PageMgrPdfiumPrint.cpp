@@ -103,7 +103,7 @@ bool PageMgrPdfium::RenderDocToPrinter(const std::string& printerName, const std
                 device->AbortDoc();
                 return false;
             }
-            if (!RenderNUpPage(device, sides[k], ParamsFor(Printer))) {
+            if (!RenderSide(device, sides[k], ParamsFor(Printer))) {
                 NVR_LOG_ERROR("Failed to render physical page {}", n);
                 device->EndPage();
                 device->AbortDoc();

@@ -35,6 +35,35 @@ Grid GridFor(int32_t pagesPerSheet) {
     }
 }
 
+// On two-sided paper a copy must not share a sheet with the next: a copy that ends on a
+// front side is closed by a blank back. Uncollated copies repeat whole sheets. A blank back
+// at the very end of the job is left out, as the printer ends the sheet anyway.
+std::vector<PhysicalPage> TwoSidedCopies(const std::vector<PhysicalPage>& base, int copies,
+                                         bool collate) {
+    std::vector<PhysicalPage> result;
+    const PhysicalPage blank;
+    if (collate) {
+        for (int copy = 0; copy < copies; ++copy) {
+            result.insert(result.end(), base.begin(), base.end());
+            if (base.size() % 2 != 0) {
+                result.push_back(blank);
+            }
+        }
+    } else {
+        for (size_t front = 0; front < base.size(); front += 2) {
+            const PhysicalPage& back = front + 1 < base.size() ? base[front + 1] : blank;
+            for (int copy = 0; copy < copies; ++copy) {
+                result.push_back(base[front]);
+                result.push_back(back);
+            }
+        }
+    }
+    if (!result.empty() && result.back().logicalPages.empty()) {
+        result.pop_back();
+    }
+    return result;
+}
+
 }  // namespace
 
 void SetPrintProgressPoster(PrintProgressPoster poster) {
@@ -87,6 +116,12 @@ std::vector<PhysicalPage> DocFilePageMgr::BuildPhysicalPageList(size_t totalPage
     }
     NVR_LOG_DEBUG("Handling {} copies (collate={})", copies, collate);
     std::vector<PhysicalPage> result;
+    if (view.TwoSided()) {
+        result = TwoSidedCopies(base, copies, collate);
+        NVR_LOG_DEBUG("Two-sided {}: {} physical pages total, every copy on sheets of its own",
+                      collate ? "collated" : "uncollated", result.size());
+        return result;
+    }
     result.reserve(base.size() * static_cast<size_t>(copies));
     if (collate) {
         for (int copy = 0; copy < copies; ++copy) {
@@ -100,6 +135,15 @@ std::vector<PhysicalPage> DocFilePageMgr::BuildPhysicalPageList(size_t totalPage
         NVR_LOG_DEBUG("Uncollated: {} physical pages total", result.size());
     }
     return result;
+}
+
+bool DocFilePageMgr::RenderSide(PrintDevice* device, const PhysicalPage& side,
+                                const TargetParams& params) {
+    if (side.logicalPages.empty()) {
+        NVR_LOG_DEBUG("Blank back side: the copy ends on a front side");
+        return true;
+    }
+    return RenderNUpPage(device, side, params);
 }
 
 bool DocFilePageMgr::RenderNUpPage(PrintDevice* device, const PhysicalPage& page,
@@ -226,7 +270,7 @@ bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const st
                               device->LastError());
                 return abort(fmt::format("Failed to start physical page {}", n), false);
             }
-            if (!RenderNUpPage(device, sides[k], m_printerParams)) {
+            if (!RenderSide(device, sides[k], m_printerParams)) {
                 NVR_LOG_ERROR("Failed to render physical page {}", n);
                 return abort(fmt::format("Failed to render physical page {}", n), true);
             }

@@ -41,6 +41,21 @@ Resolution ResolutionOf(ipp_attribute_t* attr, int index) {
     return {x, y};
 }
 
+// The custom size range: a media-size-supported entry whose dimensions are ranges.
+void ReadCustomSizes(const CupsDestination& d, PrinterCapabilities& caps) {
+    ipp_attribute_t* sizes = cupsFindDestSupported(d.Http(), d.Dest(), d.Info(), "media-size");
+    for (int i = 0; sizes != nullptr && i < ippGetCount(sizes); ++i) {
+        ipp_t* size = ippGetCollection(sizes, i);
+        ipp_attribute_t* x = ippFindAttribute(size, "x-dimension", IPP_TAG_RANGE);
+        ipp_attribute_t* y = ippFindAttribute(size, "y-dimension", IPP_TAG_RANGE);
+        if (x != nullptr && y != nullptr) {
+            caps.customMinWidth = ippGetRange(x, 0, &caps.customMaxWidth);
+            caps.customMinLength = ippGetRange(y, 0, &caps.customMaxLength);
+            return;
+        }
+    }
+}
+
 struct PpdClose {
     void operator()(ppd_file_t* ppd) const { ppdClose(ppd); }
 };
@@ -51,6 +66,7 @@ PrinterCapabilities CapabilitiesOf(const CupsDestination& d) {
     PrinterCapabilities caps;
     caps.mediaSupported = SupportedKeywords(d, CUPS_MEDIA);
     caps.mediaDefault = Keyword(d, CUPS_MEDIA);
+    ReadCustomSizes(d, caps);
     cups_size_t size;
     if (caps.mediaDefault.empty() && d.DefaultMedia(&size)) {
         caps.mediaDefault = size.media;

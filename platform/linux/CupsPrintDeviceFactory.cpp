@@ -13,6 +13,9 @@ namespace nvrprint::platform {
 namespace {
 
 constexpr int kDefaultDpi = 600;
+// dmScale, in percent, as drivers take it.
+constexpr int kMinScale = 1;
+constexpr int kMaxScale = 1000;
 
 MediaSize FromCups(const cups_size_t& size) {
     return MediaSize{size.media, size.width, size.length, size.left,
@@ -39,12 +42,32 @@ MediaSize SheetMedia(const CupsDestination& destination, const DEVMODEW& devMode
     return MediaSize{"na_letter_8.5x11in"};
 }
 
+// The job's attributes, with a PPD choice only where the job asks for something the
+// printer would not do by default.
+nlohmann::json JobAttributes(const CupsDestination& destination, const DEVMODEW& devMode,
+                             const MediaSize& media) {
+    const nlohmann::json ppdOptions = PpdOptionsOf(destination);
+    nlohmann::json attributes =
+        PrintJobSettingsHelper::BuildAttributeDocument(&devMode, ppdOptions);
+    if (!ppdOptions.empty()) {
+        DevModePtr defaults =
+            DevModeFromCapabilities(CapabilitiesOf(destination), destination.Name());
+        if (defaults) {
+            attributes = WithoutDefaultPpdChoices(
+                std::move(attributes),
+                PrintJobSettingsHelper::BuildAttributeDocument(defaults.get(), ppdOptions),
+                ppdOptions);
+        }
+    }
+    // The medium the sheets are made on.
+    attributes["media"] = media.name;
+    return attributes;
+}
+
 }  // namespace
 
 std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const std::string& printerName,
-                                                       const DEVMODEW* devMode,
-                                                       const nlohmann::json& jobSettings,
-                                                       int* error) {
+                                                       const DEVMODEW* devMode, int* error) {
     if (devMode == nullptr) {
         *error = EINVAL;
         return nullptr;
@@ -65,15 +88,17 @@ std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const std::string& printe
     const int dpiY = (devMode->dmFields & DM_YRESOLUTION) && devMode->dmYResolution > 0
                          ? devMode->dmYResolution
                          : dpiX;
-    const SheetGeometry sheet = MakeSheetGeometry(media, landscape, dpiX, dpiY);
-    NVR_LOG_DEBUG("Sheet {} {}: {}x{} pts, printable {}x{} px at {}x{} DPI", media.name,
+    SheetGeometry sheet = MakeSheetGeometry(media, landscape, dpiX, dpiY);
+    if ((devMode->dmFields & DM_SCALE) && devMode->dmScale >= kMinScale &&
+        devMode->dmScale <= kMaxScale) {
+        sheet.scale = devMode->dmScale / 100.0;
+    }
+    NVR_LOG_DEBUG("Sheet {} {}: {}x{} pts, printable {}x{} px at {}x{} DPI, scale {}", media.name,
                   landscape ? "landscape" : "portrait", sheet.widthPoints, sheet.heightPoints,
-                  sheet.printableWidth, sheet.printableHeight, dpiX, dpiY);
+                  sheet.printableWidth, sheet.printableHeight, dpiX, dpiY, sheet.scale);
 
-    const nlohmann::json attributes = PrintJobSettingsHelper::BuildAttributeDocument(
-        devMode, PpdOptionsOf(*destination), jobSettings);
-    CupsPrintDevice::JobOptions options =
-        JobOptionsFromAttributes(attributes, ReadDriverOptions(devMode));
+    CupsPrintDevice::JobOptions options = JobOptionsFromAttributes(
+        JobAttributes(*destination, *devMode, media), ReadDriverOptions(devMode));
     return std::make_unique<CupsPrintDevice>(std::move(destination), sheet, std::move(options));
 }
 

@@ -5,14 +5,15 @@
 
 #include "CupsCapabilities.h"
 #include "CupsDestination.h"
+#include "CupsPrintTicketProvider.h"
 #include "LogMacros.h"
 #include "PrinterServices.h"
 
 namespace nvrprint::platform {
 namespace {
 
-// E_NOTIMPL: CUPS has no Print Ticket provider.
-constexpr int32_t kNoPrintTicketProvider = static_cast<int32_t>(0x80004001u);
+// HRESULT_FROM_WIN32(ERROR_INVALID_PRINTER_NAME): no such printer to convert tickets for.
+constexpr int32_t kNoSuchPrinter = static_cast<int32_t>(0x80070709u);
 
 class CupsPrinterSession final : public PrinterSession {
 public:
@@ -70,10 +71,19 @@ public:
         return std::make_unique<CupsPrinterSession>(name, CapabilitiesOf(*destination));
     }
 
-    std::unique_ptr<PrintTicketProvider> OpenPrintTicketProvider(const std::string&,
+    std::unique_ptr<PrintTicketProvider> OpenPrintTicketProvider(const std::string& name,
                                                                  int32_t* result) override {
-        *result = kNoPrintTicketProvider;
-        return nullptr;
+        int error = 0;
+        std::string reason;
+        std::unique_ptr<CupsDestination> destination = CupsDestination::Open(name, &error, &reason);
+        if (!destination) {
+            NVR_LOG_DEBUG("Cannot reach printer {}: {}", name, reason);
+            *result = kNoSuchPrinter;
+            return nullptr;
+        }
+        *result = 0;
+        return CreatePrintTicketProvider(
+            StapleOptionFor(PpdOptionsOf(*destination), destination->Supports("finishings", "4")));
     }
 };
 

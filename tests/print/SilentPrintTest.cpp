@@ -75,6 +75,9 @@ TEST_F(SilentPrintTest, ProgramDoesNupReverseAndUncollatedCopiesOnLandscapeSides
     ProcessResult r = Print({doc});
     ASSERT_EQ(r.exitCode, 0) << r.out;
     EXPECT_TRUE(Has(r.out, "Using default printer: " + s_stack->queue));
+    // The Print Ticket step of an N-up job runs without a failure.
+    EXPECT_FALSE(Has(r.out, "Failed to merge Print Ticket")) << r.out;
+    EXPECT_FALSE(Has(r.out, "Cannot verify Print Ticket")) << r.out;
 
     ReceivedJob job = Received("nup-reverse.pdf");
     const std::vector<std::string> expected = {"Page 5 Page 4", "Page 5 Page 4", "Page 3 Page 2",
@@ -134,14 +137,17 @@ TEST_F(SilentPrintTest, SettingsFileOverridesTheDocumentAndNamesTheJob) {
               (std::vector<std::string>{"Page 3", "Page 2", "Page 1"}));
 }
 
-TEST_F(SilentPrintTest, StaplingReachesTheQueueAsFinishings) {
+TEST_F(SilentPrintTest, StaplingOnAPrinterThatCannotStapleIsReportedRemoved) {
     const std::string doc = work.File("stapled.pdf");
     MakePdfWithSettings(doc, {kLetter, kLetter}, R"({"bStapled": true})");
     ProcessResult r = Print({doc});
     ASSERT_EQ(r.exitCode, 0) << r.out;
+    EXPECT_TRUE(Has(r.out, "Successfully merged Print Ticket settings with DEVMODE")) << r.out;
+    EXPECT_TRUE(Has(r.out, "Stapling setting was removed by DocumentProperties validation"))
+        << r.out;
     const int jobId = SchedulerJobId(r.out);
     ASSERT_GT(jobId, 0) << r.out;
-    EXPECT_TRUE(Has(SchedulerJobAttributes(*s_stack, jobId), "finishings (enum) = staple"));
+    EXPECT_FALSE(Has(SchedulerJobAttributes(*s_stack, jobId), "finishings (enum) = staple"));
     Received("stapled.pdf");
 }
 

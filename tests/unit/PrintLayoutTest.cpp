@@ -27,6 +27,7 @@ struct Layout {
     bool reverse;
     int16_t copies;
     int16_t collate;
+    int16_t duplex = -1;
 };
 
 Sides Build(size_t pages, Layout layout) {
@@ -35,6 +36,7 @@ Sides Build(size_t pages, Layout layout) {
     doc.m_printJobSettings.bReversePages = layout.reverse;
     doc.m_printJobSettings.dmCopies = layout.copies;
     doc.m_printJobSettings.dmCollate = layout.collate;
+    doc.m_printJobSettings.dmDuplex = layout.duplex;
     return SidesOf(doc.BuildPhysicalPageList(pages));
 }
 
@@ -50,6 +52,19 @@ TEST(PhysicalPageList, OrderGroupingCopiesAndCollation) {
             EXPECT_EQ(Build(3, {perSheet, false, copies, 1}), (Sides{{0}, {1}, {2}}));
         }
     }
+}
+
+TEST(PhysicalPageList, TwoSidedCopiesNeverShareASheet) {
+    // An odd copy is closed by a blank back; the last blank back of the job is left out.
+    EXPECT_EQ(Build(3, {1, false, 2, 1, 2}), (Sides{{0}, {1}, {2}, {}, {0}, {1}, {2}}));
+    // Uncollated copies repeat whole sheets, front and back.
+    EXPECT_EQ(Build(3, {1, false, 2, 0, 3}), (Sides{{0}, {1}, {0}, {1}, {2}, {}, {2}}));
+    // N-up sides count as pages: five pages 2-up make three sides.
+    EXPECT_EQ(Build(5, {2, false, 2, 1, 2}), (Sides{{0, 1}, {2, 3}, {4}, {}, {0, 1}, {2, 3}, {4}}));
+    // An even copy needs nothing; one-sided copies follow each other as before.
+    EXPECT_EQ(Build(2, {1, false, 2, 1, 2}), (Sides{{0}, {1}, {0}, {1}}));
+    EXPECT_EQ(Build(3, {1, false, 2, 1, 1}), (Sides{{0}, {1}, {2}, {0}, {1}, {2}}));
+    EXPECT_EQ(Build(3, {1, false, 1, 1, 2}), (Sides{{0}, {1}, {2}}));
 }
 
 class NUpLayout : public ::testing::Test {
@@ -157,6 +172,18 @@ TEST_F(PrintingLoop, FailuresAbortTheJobExceptAtItsEnd) {
     refusing.startDocResult = 0;
     EXPECT_FALSE(pdf.RenderDocToPrinter("P", "t", &refusing, nullptr));
     EXPECT_EQ(refusing.calls, std::vector<std::string>{"StartDoc t"});
+}
+
+TEST_F(PrintingLoop, TwoSidedCopiesGetABlankBackSheet) {
+    MakeDocument({kLetter});
+    pdf.m_printJobSettings.dmCopies = 2;
+    pdf.m_printJobSettings.dmCollate = 1;
+    pdf.m_printJobSettings.dmDuplex = 2;
+    ASSERT_TRUE(pdf.RenderDocToPrinter("P", "t", &device, nullptr));
+    EXPECT_EQ(device.calls,
+              (std::vector<std::string>{"StartDoc t", "StartPage", "Place 1 at 0,0 4800x6212",
+                                        "EndPage", "StartPage", "EndPage", "StartPage",
+                                        "Place 1 at 0,0 4800x6212", "EndPage", "EndDoc"}));
 }
 
 std::vector<std::pair<uint64_t, uint64_t>> g_progress;

@@ -2,7 +2,9 @@
 
 #include <sstream>
 
+#include "CupsPrintTicketProvider.h"
 #include "FakePrintSystem.h"
+#include "IppDevMode.h"
 #include "PrintTicket.h"
 
 using namespace nvrprint;
@@ -42,40 +44,39 @@ TEST(PrintTicketText, EveryFieldByteExact) {
     dm->dmPrintQuality = -4;
     dm->dmYResolution = 300;
     dm->dmDefaultSource = 4;
-    const std::string expected =
-        kHeader +
-        "  <psf:Feature name=\"psk:PageOrientation\">\n"
-        "    <psf:Option name=\"psk:Landscape\" />\n"
-        "  </psf:Feature>\n"
-        "  <psf:Feature name=\"psk:JobDuplexAllDocumentsContiguously\">\n"
-        "    <psf:Option name=\"psk:TwoSidedShortEdge\" />\n"
-        "  </psf:Feature>\n"
-        "  <psf:Feature name=\"psk:JobCopiesAllDocuments\">\n"
-        "    <psf:ScoredProperty name=\"psk:JobCopiesAllDocuments\">\n"
-        "      <psf:Value xsi:type=\"xsd:integer\">2</psf:Value>\n"
-        "    </psf:ScoredProperty>\n"
-        "  </psf:Feature>\n"
-        "  <psf:Feature name=\"psk:DocumentCollate\">\n"
-        "    <psf:Option name=\"psk:Collated\" />\n"
-        "  </psf:Feature>\n"
-        "  <psf:Feature name=\"psk:PageOutputColor\">\n"
-        "    <psf:Option name=\"psk:Color\" />\n"
-        "  </psf:Feature>\n"
-        "  <psf:Feature name=\"psk:PageMediaSize\">\n"
-        "    <psf:Option name=\"psk:ISOA4\" />\n"
-        "  </psf:Feature>\n"
-        "  <psf:Feature name=\"psk:PageResolution\">\n"
-        "    <psf:ScoredProperty name=\"psk:ResolutionX\">\n"
-        "      <psf:Value xsi:type=\"xsd:integer\">4</psf:Value>\n"
-        "    </psf:ScoredProperty>\n"
-        "    <psf:ScoredProperty name=\"psk:ResolutionY\">\n"
-        "      <psf:Value xsi:type=\"xsd:integer\">300</psf:Value>\n"
-        "    </psf:ScoredProperty>\n"
-        "  </psf:Feature>\n"
-        "  <psf:Feature name=\"psk:JobInputBin\">\n"
-        "    <psf:Option name=\"psk:Manual\" />\n"
-        "  </psf:Feature>\n"
-        "</psf:PrintTicket>\n";
+    const std::string expected = kHeader +
+                                 "  <psf:Feature name=\"psk:PageOrientation\">\n"
+                                 "    <psf:Option name=\"psk:Landscape\" />\n"
+                                 "  </psf:Feature>\n"
+                                 "  <psf:Feature name=\"psk:JobDuplexAllDocumentsContiguously\">\n"
+                                 "    <psf:Option name=\"psk:TwoSidedShortEdge\" />\n"
+                                 "  </psf:Feature>\n"
+                                 "  <psf:Feature name=\"psk:JobCopiesAllDocuments\">\n"
+                                 "    <psf:ScoredProperty name=\"psk:JobCopiesAllDocuments\">\n"
+                                 "      <psf:Value xsi:type=\"xsd:integer\">2</psf:Value>\n"
+                                 "    </psf:ScoredProperty>\n"
+                                 "  </psf:Feature>\n"
+                                 "  <psf:Feature name=\"psk:DocumentCollate\">\n"
+                                 "    <psf:Option name=\"psk:Collated\" />\n"
+                                 "  </psf:Feature>\n"
+                                 "  <psf:Feature name=\"psk:PageOutputColor\">\n"
+                                 "    <psf:Option name=\"psk:Color\" />\n"
+                                 "  </psf:Feature>\n"
+                                 "  <psf:Feature name=\"psk:PageMediaSize\">\n"
+                                 "    <psf:Option name=\"psk:ISOA4\" />\n"
+                                 "  </psf:Feature>\n"
+                                 "  <psf:Feature name=\"psk:PageResolution\">\n"
+                                 "    <psf:ScoredProperty name=\"psk:ResolutionX\">\n"
+                                 "      <psf:Value xsi:type=\"xsd:integer\">4</psf:Value>\n"
+                                 "    </psf:ScoredProperty>\n"
+                                 "    <psf:ScoredProperty name=\"psk:ResolutionY\">\n"
+                                 "      <psf:Value xsi:type=\"xsd:integer\">300</psf:Value>\n"
+                                 "    </psf:ScoredProperty>\n"
+                                 "  </psf:Feature>\n"
+                                 "  <psf:Feature name=\"psk:JobInputBin\">\n"
+                                 "    <psf:Option name=\"psk:Manual\" />\n"
+                                 "  </psf:Feature>\n"
+                                 "</psf:PrintTicket>\n";
     EXPECT_EQ(PrintTicket::DevModeToXml(dm.get()), expected);
 }
 
@@ -115,8 +116,7 @@ TEST(PrintTicketText, ExtensionsFromSettings) {
                        "</psf:PrintTicket>\n");
     s.PagesPerSheet = 17;
     s.bReversePages = s.bStapled = false;
-    EXPECT_EQ(Text(PrintTicket::CreateFromSettings(dm.get(), s)),
-              kHeader + "</psf:PrintTicket>\n");
+    EXPECT_EQ(Text(PrintTicket::CreateFromSettings(dm.get(), s)), kHeader + "</psf:PrintTicket>\n");
     EXPECT_TRUE(PrintTicket::CreateFromSettings(nullptr, s).empty());
 }
 
@@ -181,4 +181,47 @@ TEST(PrintTicketMerge, AlreadyStapledOrNotWantedLeavesTheDevModeAlone) {
 TEST(PrintTicketLog, IndentsNestedTags) {
     EXPECT_EQ(PrintTicket::FormatXmlForLog("<?xml v?><a><b><c/></b></a>"),
               "<?xml v?>\n<a>\n  <b>\n    <c/>\n  </b>\n</a>");
+}
+
+TEST(CupsPrintTicketProvider, StaplingTravelsAsTheDriverPrivateOptionItCanPrint) {
+    using platform::CreatePrintTicketProvider;
+    EXPECT_EQ(StapleOptionFor({{"StapleLocation", {"None", "SinglePortrait"}}}, true).value,
+              "SinglePortrait");
+    EXPECT_EQ(StapleOptionFor(nlohmann::json::object(), true).name, "finishings");
+    EXPECT_TRUE(StapleOptionFor({{"StapleLocation", {"None"}}}, false).name.empty());
+
+    DevModePtr plain = AllocateDevMode(kDriverExtraBytes);
+    plain->dmCopies = 2;
+    plain->dmFields = DM_COPIES;
+    std::string ticket;
+    std::string error;
+    DevModePtr back;
+
+    // A stapling printer: a ticket asking for stapling comes back as its finishings option,
+    // over the DEVMODE last converted, and survives a second round.
+    auto stapler = CreatePrintTicketProvider({"finishings", "4"});
+    ASSERT_EQ(stapler->ConvertDevModeToPrintTicket(plain.get(), 0, &ticket), 0);
+    EXPECT_FALSE(PrintTicket::HasStapling(ticket));
+    EXPECT_NE(ticket.find("psk:JobCopiesAllDocuments"), std::string::npos);
+    const std::string base = PrintTicket::DevModeToXml(plain.get());
+    const size_t close = base.rfind("</psf:PrintTicket>");
+    std::ostringstream stapled;
+    stapled << base.substr(0, close);
+    PrintTicket::AddStapling(stapled, base);
+    stapled << base.substr(close);
+    ASSERT_EQ(stapler->ConvertPrintTicketToDevMode(stapled.str(), &back, &error), 0);
+    EXPECT_EQ(ReadDriverOptions(back.get()).at("finishings"), "4");
+    EXPECT_EQ(back->dmCopies, 2);
+    EXPECT_EQ(back->dmDriverExtra, kDriverExtraBytes);
+    ASSERT_EQ(stapler->ConvertDevModeToPrintTicket(back.get(), 0, &ticket), 0);
+    EXPECT_TRUE(PrintTicket::HasStapling(ticket));
+
+    // A printer that cannot staple drops it on the way back.
+    auto plainPrinter = CreatePrintTicketProvider({});
+    ASSERT_EQ(plainPrinter->ConvertPrintTicketToDevMode(stapled.str(), &back, &error), -2147024809);
+    ASSERT_EQ(plainPrinter->ConvertDevModeToPrintTicket(plain.get(), 0, &ticket), 0);
+    ASSERT_EQ(plainPrinter->ConvertPrintTicketToDevMode(stapled.str(), &back, &error), 0);
+    EXPECT_TRUE(ReadDriverOptions(back.get()).empty());
+    ASSERT_EQ(plainPrinter->ConvertDevModeToPrintTicket(back.get(), 0, &ticket), 0);
+    EXPECT_FALSE(PrintTicket::HasStapling(ticket));
 }

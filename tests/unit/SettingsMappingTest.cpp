@@ -71,11 +71,18 @@ TEST(MappingExtractors, AcceptedValuesAndFallbacks) {
 }
 
 TEST(MappingWriters, EmptySettingsGiveTheDefaultAttributeSet) {
-    Json expected = {
-        {"orientation-requested", "3"}, {"print-color-mode", "color"}, {"sides", "one-sided"},
-        {"fit-to-pagescaling", "100"},  {"quality", "high"},           {"copies", "1"},
-        {"collate", "true"},            {"media-source", "auto"},      {"media-type", "auto"},
-        {"finishings", "none"},         {"page-delivery", "same-order"}, {"number-up", "1"}};
+    Json expected = {{"orientation-requested", "3"},
+                     {"print-color-mode", "color"},
+                     {"sides", "one-sided"},
+                     {"fit-to-pagescaling", "100"},
+                     {"quality", "high"},
+                     {"copies", "1"},
+                     {"collate", "true"},
+                     {"media-source", "auto"},
+                     {"media-type", "auto"},
+                     {"finishings", "none"},
+                     {"page-delivery", "same-order"},
+                     {"number-up", "1"}};
     EXPECT_EQ(Attributes(Json::object()), expected);
 }
 
@@ -100,22 +107,28 @@ TEST(MappingWriters, QualityAndResolution) {
 
     // The alias key follows the resolution: square 600 is normal, 1200 and 600x300 high.
     Json caps = {{"cupsPrintQuality", {"Draft", "Normal", "High"}}};
-    EXPECT_EQ(Attributes({{"dmPrintQuality", 600}, {"dmYResolution", 600}}, caps)["cupsPrintQuality"],
-              "Normal");
-    EXPECT_EQ(Attributes({{"dmPrintQuality", 1200}, {"dmYResolution", 1200}}, caps)["cupsPrintQuality"],
-              "High");
-    EXPECT_EQ(Attributes({{"dmPrintQuality", 600}, {"dmYResolution", 300}}, caps)["cupsPrintQuality"],
-              "High");
+    EXPECT_EQ(
+        Attributes({{"dmPrintQuality", 600}, {"dmYResolution", 600}}, caps)["cupsPrintQuality"],
+        "Normal");
+    EXPECT_EQ(
+        Attributes({{"dmPrintQuality", 1200}, {"dmYResolution", 1200}}, caps)["cupsPrintQuality"],
+        "High");
+    EXPECT_EQ(
+        Attributes({{"dmPrintQuality", 600}, {"dmYResolution", 300}}, caps)["cupsPrintQuality"],
+        "High");
     EXPECT_EQ(Attributes({{"dmPrintQuality", 150}}, caps)["cupsPrintQuality"], "Draft");
-    EXPECT_EQ(Attributes({{"dmPrintQuality", -3}}, Json{{"Quality", "600dpi"}})["Quality"], "600dpi");
+    EXPECT_EQ(Attributes({{"dmPrintQuality", -3}}, Json{{"Quality", "600dpi"}})["Quality"],
+              "600dpi");
 }
 
 TEST(MappingWriters, CustomBinsAndMediaTypes) {
     Json noMatch = Attributes({{"dmDefaultSource", 256}, {"BinName", "Tray 5"}});
     EXPECT_EQ(noMatch["media-source"], "Tray 5");
     Json caps = {{"InputSlot", {"tray-5", "Tray 5"}}, {"MediaType", {"Plain", "Heavy Card"}}};
-    Json match = Attributes({{"dmDefaultSource", 256}, {"BinName", "Tray 5"},
-                             {"dmMediaType", 300}, {"MediaTypeName", "heavy_card"}},
+    Json match = Attributes({{"dmDefaultSource", 256},
+                             {"BinName", "Tray 5"},
+                             {"dmMediaType", 300},
+                             {"MediaTypeName", "heavy_card"}},
                             caps);
     EXPECT_EQ(match["InputSlot"], "tray-5");
     EXPECT_EQ(match["media-source"], "Tray 5");
@@ -125,8 +138,9 @@ TEST(MappingWriters, CustomBinsAndMediaTypes) {
     EXPECT_EQ(Attributes({{"dmMediaType", 3}})["media-type"], "glossy");
     EXPECT_EQ(Attributes({{"dmDefaultSource", 4}})["media-source"], "manual");
     // Bin 7 has no aliases and takes the option's first real choice.
-    EXPECT_EQ(Attributes({{"dmDefaultSource", 7}}, Json{{"InputSlot", {"None", "Tray1"}}})["InputSlot"],
-              "Tray1");
+    EXPECT_EQ(
+        Attributes({{"dmDefaultSource", 7}}, Json{{"InputSlot", {"None", "Tray1"}}})["InputSlot"],
+        "Tray1");
 }
 
 TEST(PpdMatching, ColourDuplexAndStaple) {
@@ -134,6 +148,14 @@ TEST(PpdMatching, ColourDuplexAndStaple) {
     EXPECT_TRUE(ApplyPPDOption({{"ColorModel", {"RGB", "Gray"}}}, a, kColorOptionNames,
                                kColorValueAliases, 1));
     EXPECT_EQ(a["ColorModel"], "Gray");
+    // A choice named exactly as an alias wins over an earlier one that only contains one,
+    // so a draft "FastGray" listed first is not what grey printing means.
+    EXPECT_TRUE(ApplyPPDOption({{"ColorModel", {"FastGray", "Gray", "RGB"}}}, a, kColorOptionNames,
+                               kColorValueAliases, 1));
+    EXPECT_EQ(a["ColorModel"], "Gray");
+    EXPECT_TRUE(ApplyPPDOption({{"ColorModel", {"FastGray", "RGB"}}}, a, kColorOptionNames,
+                               kColorValueAliases, 1));
+    EXPECT_EQ(a["ColorModel"], "FastGray");
 
     a = Json::object();
     ApplyPPDOption({{"ColorModel", {"Gray", "RGB"}}, {"SelectColor", {"Gray", "Full Color"}}}, a,
@@ -141,7 +163,8 @@ TEST(PpdMatching, ColourDuplexAndStaple) {
     EXPECT_EQ(a, (Json{{"SelectColor", "Full Color"}}));
 
     a = Json::object();
-    ApplyPPDOption({{"ColorModel", {"Mono", "Color"}}}, a, kColorOptionNames, kColorValueAliases, 1);
+    ApplyPPDOption({{"ColorModel", {"Mono", "Color"}}}, a, kColorOptionNames, kColorValueAliases,
+                   1);
     EXPECT_EQ(a["ColorModel"], "Mono");  // fallback: the first real choice
 
     a = Json::object();

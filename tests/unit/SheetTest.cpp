@@ -2,6 +2,8 @@
 // the job's options, the sheet's geometry, and the job's PDF itself.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
@@ -82,10 +84,11 @@ TEST(PrinterDevMode, ValidationCorrectsWhatThePrinterCannotDo) {
     EXPECT_EQ(kept->dmPaperSize, DMPAPER_LETTER);
 }
 
-TEST(JobOptions, ProgramsOwnShareIsLeftOutAndDriverOptionsWin) {
+TEST(JobOptions, SchedulerNeverRepeatsTheProgramsWorkAndDriverOptionsWin) {
     nlohmann::json attributes = {{"copies", "3"},
                                  {"collate", "true"},
                                  {"number-up", "2"},
+                                 {"page-delivery", "reverse-order"},
                                  {"orientation-requested", "4"},
                                  {"sides", "two-sided-long-edge"},
                                  {"quality", "high"},
@@ -95,14 +98,99 @@ TEST(JobOptions, ProgramsOwnShareIsLeftOutAndDriverOptionsWin) {
                                  {"media", "iso_a4_210x297mm"},
                                  {"Duplex", "DuplexNoTumble"},
                                  {"print-color-mode", "color"}};
-    auto options = JobOptionsFromAttributes(attributes, {{"print-color-mode", "monochrome"}});
+    // A custom bin's name in the driver-private part has served the attribute document; it
+    // never stands beside the bin the job asks for.
+    auto options = JobOptionsFromAttributes(
+        attributes, {{"print-color-mode", "monochrome"}, {"media-source", "main"}});
     const std::vector<std::pair<std::string, std::string>> expected = {
-        {"Duplex", "DuplexNoTumble"},       {"finishings", "4"},
-        {"media", "iso_a4_210x297mm"},      {"media-source", "top"},
-        {"print-color-mode", "monochrome"}, {"print-quality", "5"},
+        {"Duplex", "DuplexNoTumble"},
+        {"copies", "1"},
+        {"finishings", "4"},
+        {"fit-to-page", "false"},
+        {"media", "iso_a4_210x297mm"},
+        {"media-source", "top"},
+        {"number-up", "1"},
+        {"outputorder", "normal"},
+        {"page-delivery", "same-order"},
+        {"print-color-mode", "monochrome"},
+        {"print-quality", "5"},
+        {"print-scaling", "none"},
         {"sides", "two-sided-long-edge"}};
     EXPECT_EQ(options, expected);
-    EXPECT_TRUE(JobOptionsFromAttributes({{"finishings", "none"}}, {}).empty());
+    // Even an empty job says so, whatever the queue's defaults.
+    auto plain = JobOptionsFromAttributes({{"finishings", "none"}}, {});
+    EXPECT_EQ(plain.size(), 6u);
+    EXPECT_EQ(std::count(plain.begin(), plain.end(),
+                         std::pair<std::string, std::string>{"finishings", "none"}),
+              0);
+}
+
+TEST(JobOptions, PpdChoicesThatRestateTheDefaultsStayHome) {
+    const nlohmann::json ppd = {{"ColorModel", {"FastGray", "Gray", "RGB"}},
+                                {"InputSlot", {"Auto", "Main", "Manual"}}};
+    const nlohmann::json defaults = {
+        {"ColorModel", "Gray"}, {"InputSlot", "Main"}, {"print-color-mode", "monochrome"}};
+    const nlohmann::json job = {
+        {"ColorModel", "Gray"}, {"InputSlot", "Manual"}, {"print-color-mode", "monochrome"}};
+    EXPECT_EQ(WithoutDefaultPpdChoices(job, defaults, ppd),
+              (nlohmann::json{{"InputSlot", "Manual"}, {"print-color-mode", "monochrome"}}));
+    EXPECT_EQ(WithoutDefaultPpdChoices(job, defaults, nlohmann::json::object()), job);
+}
+
+TEST(PrinterDevMode, FormNamesAndCustomSizesChooseThePaper) {
+    int width = 0;
+    int length = 0;
+    ASSERT_TRUE(MediaDimensions("na_letter_8.5x11in", &width, &length));
+    EXPECT_EQ(std::make_pair(width, length), std::make_pair(21590, 27940));
+    ASSERT_TRUE(MediaDimensions(CustomMediaName(1000, 1505), &width, &length));
+    EXPECT_EQ(std::make_pair(width, length), std::make_pair(10000, 15050));
+    EXPECT_EQ(CustomMediaName(1000, 1500), "custom_100x150mm_100x150mm");
+    EXPECT_FALSE(MediaDimensions("Letter", &width, &length));
+
+    // The printer's default paper number left standing beside a form name asked for.
+    DevModePtr form = DevModeFromCapabilities(ColourDuplexPrinter(), "Office");
+    SetDevModeText(form->dmFormName, "Letter");
+    CorrectDevMode(*form, ColourDuplexPrinter());
+    EXPECT_EQ(form->dmPaperSize, DMPAPER_LETTER);
+    EXPECT_EQ(MediaForDevMode(*form), "na_letter_8.5x11in");
+    // A paper number asked for beside the default form name; both asked for: the number.
+    DevModePtr number = DevModeFromCapabilities(ColourDuplexPrinter(), "Office");
+    number->dmPaperSize = DMPAPER_LETTER;
+    CorrectDevMode(*number, ColourDuplexPrinter());
+    EXPECT_EQ(GetDevModeText(number->dmFormName), "Letter");
+    SetDevModeText(number->dmFormName, "A4");
+    number->dmPaperSize = DMPAPER_LETTER;
+    CorrectDevMode(*number, ColourDuplexPrinter());
+    EXPECT_EQ(MediaForDevMode(*number), "na_letter_8.5x11in");
+    // A form the printer does not have becomes its default.
+    DevModePtr unknown = DevModeFromCapabilities(ColourDuplexPrinter(), "Office");
+    SetDevModeText(unknown->dmFormName, "Poster");
+    CorrectDevMode(*unknown, ColourDuplexPrinter());
+    EXPECT_EQ(GetDevModeText(unknown->dmFormName), "A4");
+
+    // Custom paper overrides the number where the printer takes custom sizes...
+    PrinterCapabilities custom = ColourDuplexPrinter();
+    custom.customMinWidth = 7620;
+    custom.customMinLength = 12700;
+    custom.customMaxWidth = 21590;
+    custom.customMaxLength = 35560;
+    DevModePtr card = DevModeFromCapabilities(custom, "Office");
+    card->dmPaperWidth = 1000;
+    card->dmPaperLength = 1500;
+    card->dmFields |= DM_PAPERWIDTH | DM_PAPERLENGTH;
+    CorrectDevMode(*card, custom);
+    EXPECT_EQ(MediaForDevMode(*card), "custom_100x150mm_100x150mm");
+    // ...and becomes the nearest paper it has elsewhere, or beyond its range.
+    CorrectDevMode(*card, ColourDuplexPrinter());
+    EXPECT_EQ(MediaForDevMode(*card), "na_letter_8.5x11in");
+    EXPECT_EQ(card->dmFields & (DM_PAPERWIDTH | DM_PAPERLENGTH), 0u);
+    DevModePtr large = DevModeFromCapabilities(custom, "Office");
+    large->dmPaperWidth = 2100;
+    large->dmPaperLength = 3000;
+    large->dmFields |= DM_PAPERWIDTH | DM_PAPERLENGTH;
+    custom.customMaxLength = 29000;
+    CorrectDevMode(*large, custom);
+    EXPECT_EQ(large->dmPaperSize, DMPAPER_A4);
 }
 
 TEST(SheetGeometryTest, PortraitAndLandscapeWithUnevenMargins) {
@@ -131,6 +219,15 @@ TEST(SheetGeometryTest, PortraitAndLandscapeWithUnevenMargins) {
     EXPECT_DOUBLE_EQ(r.width, 144);
     EXPECT_DOUBLE_EQ(r.height, 72);
     EXPECT_DOUBLE_EQ(r.y, 792 - (180 + 1200) * 0.12 - 72);
+
+    // A scale of one half halves the rectangle and its distance from the printable corner.
+    SheetGeometry half = portrait;
+    half.scale = 0.5;
+    PointRect h = DeviceToPoints(half, 600, 1200, 1200, 600);
+    EXPECT_DOUBLE_EQ(h.x, (60 + 300) * 0.12);
+    EXPECT_DOUBLE_EQ(h.width, 72);
+    EXPECT_DOUBLE_EQ(h.height, 36);
+    EXPECT_DOUBLE_EQ(h.y, 792 - (180 + 600) * 0.12 - 36);
 }
 
 class SheetWriterTest : public ::testing::Test {
