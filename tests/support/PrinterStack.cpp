@@ -54,20 +54,29 @@ std::optional<PrinterStack> PrinterStack::Start(const std::string& dir, int cups
         return std::nullopt;
     }
     std::map<std::string, std::string> env = ParseLines(r.out, "");
-    return PrinterStack{env["CUPS_SERVER"], env["NVR_QUEUE"], env["NVR_PRINTER_URI"],
-                        env["NVR_RECORD_DIR"]};
+    PrinterStack stack;
+    stack.cupsServer = env["CUPS_SERVER"];
+    stack.queue = env["NVR_QUEUE"];
+    stack.defaultsQueue = env["NVR_DEFAULTS_QUEUE"];
+    stack.ppdQueue = env["NVR_PPD_QUEUE"];
+    stack.stapleQueue = env["NVR_STAPLE_QUEUE"];
+    stack.printerUri = env["NVR_PRINTER_URI"];
+    stack.recordDir = env["NVR_RECORD_DIR"];
+    stack.staplePrinterUri = env["NVR_STAPLE_PRINTER_URI"];
+    stack.stapleRecordDir = env["NVR_STAPLE_RECORD_DIR"];
+    return stack;
 }
 
 void PrinterStack::Stop(const std::string& dir) {
     RunProcess({Script(), "stop"}, StackEnvironment(dir, 0, 0, ""));
 }
 
-std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const std::string& name,
-                                              int timeoutSeconds) {
+std::optional<ReceivedJob> WaitForJobIn(const std::string& recordDir, const std::string& name,
+                                        int timeoutSeconds) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
-    while (std::chrono::steady_clock::now() < deadline) {
+    for (;;) {
         std::error_code ec;
-        for (const auto& entry : std::filesystem::directory_iterator(stack.recordDir, ec)) {
+        for (const auto& entry : std::filesystem::directory_iterator(recordDir, ec)) {
             const std::string path = entry.path().string();
             if (!path.ends_with(".attrs"))
                 continue;
@@ -77,9 +86,20 @@ std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const s
                 return ReceivedJob{doc, attributes};
             }
         }
+        if (std::chrono::steady_clock::now() >= deadline)
+            return std::nullopt;
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
-    return std::nullopt;
+}
+
+std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const std::string& name,
+                                              int timeoutSeconds) {
+    return WaitForJobIn(stack.recordDir, name, timeoutSeconds);
+}
+
+std::optional<ReceivedJob> WaitForStapledJob(const PrinterStack& stack, const std::string& name,
+                                             int timeoutSeconds) {
+    return WaitForJobIn(stack.stapleRecordDir, name, timeoutSeconds);
 }
 
 std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId) {
