@@ -19,11 +19,15 @@ struct PrinterStack {
     std::string recordDir;    // what the virtual printer received (jobs of the first three queues)
     std::string staplePrinterUri;
     std::string stapleRecordDir;  // what the stapling printer received
+    std::string stackDir;         // the stack's own directory (pid files, logs)
 
-    // Starts the stack (if it is not running) under the given directory and ports.
-    static std::optional<PrinterStack> Start(const std::string& dir = "", int cupsPort = 0,
-                                             int printerPort = 0, const std::string& queue = "");
-    static void Stop(const std::string& dir);
+    // The stack of this test run: the one the ctest fixture started, whose environment it left
+    // in the build directory; without the fixture, one is started the same way.
+    static std::optional<PrinterStack> Start();
+    // A stack of its own, in a new directory on free ports; its environment goes to envFile.
+    static std::optional<PrinterStack> StartPrivate(const std::string& envFile,
+                                                    const std::string& queue = "");
+    static void StopPrivate(const std::string& envFile);
 };
 
 // A job as the virtual printer received it.
