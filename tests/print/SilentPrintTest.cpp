@@ -196,11 +196,11 @@ namespace {
 
 // A scheduler of its own, since this test kills it.
 TEST(SchedulerStopTest, StoppingMidJobFailsTheRunAndPrintsNothing) {
-    const std::string stackDir = "/tmp/nvr-printer-stack-stop";
-    std::optional<PrinterStack> stack = PrinterStack::Start(stackDir, 8641, 8642, "NvrStopPrinter");
-    ASSERT_TRUE(stack) << "the second printer stack did not start";
     ScratchDir work;
     ScratchDir tmp;
+    const std::string stackEnv = work.File("stack.env");
+    std::optional<PrinterStack> stack = PrinterStack::StartPrivate(stackEnv, "NvrStopPrinter");
+    ASSERT_TRUE(stack) << "the second printer stack did not start";
     // Enough pages that the job stays open for a while before its document is sent.
     const std::string doc = work.File("long.pdf");
     MakePdf(doc, std::vector<FixturePage>(2000, kLetter));
@@ -215,12 +215,14 @@ TEST(SchedulerStopTest, StoppingMidJobFailsTheRunAndPrintsNothing) {
     bool killed = false;
     for (int attempt = 0; attempt < 1000 && !killed; ++attempt) {
         if (!SchedulerJobState(*stack, 1).empty()) {
-            const std::string pid = ReadFile(stackDir + "/cupsd.pid");
+            const std::string pid = ReadFile(stack->stackDir + "/cupsd.pid");
             killed = ::kill(std::stoi(pid), SIGKILL) == 0;
         }
     }
     ProcessResult r = run.get();
-    PrinterStack::Stop(stackDir);
+    // The recorded jobs outlive the stack's stop; they go with it below.
+    const bool partialJob = WaitForReceivedJob(*stack, "long.pdf", 3).has_value();
+    PrinterStack::StopPrivate(stackEnv);
     ASSERT_TRUE(killed) << "the job never appeared on the scheduler";
 
     EXPECT_EQ(r.exitCode, 1);
@@ -229,7 +231,7 @@ TEST(SchedulerStopTest, StoppingMidJobFailsTheRunAndPrintsNothing) {
     EXPECT_TRUE(Has(r.out, "the document could not be sent: the job stream refused the data"))
         << r.out;
     EXPECT_TRUE(Has(r.out, "Silent mode failed"));
-    EXPECT_FALSE(WaitForReceivedJob(*stack, "long.pdf", 3)) << "a partial job was printed";
+    EXPECT_FALSE(partialJob) << "a partial job was printed";
 }
 
 }  // namespace

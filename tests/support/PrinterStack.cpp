@@ -29,45 +29,61 @@ std::map<std::string, std::string> ParseLines(const std::string& text, const std
     return values;
 }
 
-ProcessOptions StackEnvironment(const std::string& dir, int cupsPort, int printerPort,
-                                const std::string& queue) {
-    ProcessOptions options;
-    options.timeoutSeconds = 120;
-    if (!dir.empty())
-        options.setEnv["NVR_STACK_DIR"] = dir;
-    if (cupsPort != 0)
-        options.setEnv["NVR_CUPS_PORT"] = std::to_string(cupsPort);
-    if (printerPort != 0)
-        options.setEnv["NVR_PRINTER_PORT"] = std::to_string(printerPort);
-    if (!queue.empty())
-        options.setEnv["NVR_QUEUE"] = queue;
-    return options;
+PrinterStack FromEnvironment(const std::map<std::string, std::string>& lines) {
+    auto value = [&](const char* key) {
+        auto found = lines.find(key);
+        return found != lines.end() ? found->second : std::string();
+    };
+    PrinterStack stack;
+    stack.cupsServer = value("CUPS_SERVER");
+    stack.queue = value("NVR_QUEUE");
+    stack.defaultsQueue = value("NVR_DEFAULTS_QUEUE");
+    stack.ppdQueue = value("NVR_PPD_QUEUE");
+    stack.stapleQueue = value("NVR_STAPLE_QUEUE");
+    stack.printerUri = value("NVR_PRINTER_URI");
+    stack.recordDir = value("NVR_RECORD_DIR");
+    stack.staplePrinterUri = value("NVR_STAPLE_PRINTER_URI");
+    stack.stapleRecordDir = value("NVR_STAPLE_RECORD_DIR");
+    stack.stackDir = value("NVR_STACK_DIR");
+    return stack;
 }
 
 }  // namespace
 
-std::optional<PrinterStack> PrinterStack::Start(const std::string& dir, int cupsPort,
-                                                int printerPort, const std::string& queue) {
-    ProcessResult r =
-        RunProcess({Script(), "start"}, StackEnvironment(dir, cupsPort, printerPort, queue));
+std::optional<PrinterStack> PrinterStack::Start() {
+    const std::string envFile = NVR_STACK_ENV_FILE;
+    std::error_code ec;
+    if (std::filesystem::exists(envFile, ec)) {
+        PrinterStack stack = FromEnvironment(ParseLines(ReadFile(envFile), ""));
+        if (!stack.cupsServer.empty())
+            return stack;
+    }
+    return StartPrivate(envFile);
+}
+
+std::optional<PrinterStack> PrinterStack::StartPrivate(const std::string& envFile,
+                                                       const std::string& queue) {
+    ProcessOptions options;
+    options.timeoutSeconds = 180;
+    if (!queue.empty())
+        options.setEnv["NVR_QUEUE"] = queue;
+    ProcessResult r = RunProcess({Script(), "start-private", envFile}, options);
     if (r.exitCode != 0) {
         return std::nullopt;
     }
-    std::map<std::string, std::string> env = ParseLines(r.out, "");
-    return PrinterStack{env["CUPS_SERVER"], env["NVR_QUEUE"], env["NVR_PRINTER_URI"],
-                        env["NVR_RECORD_DIR"]};
+    return FromEnvironment(ParseLines(r.out, ""));
 }
 
-void PrinterStack::Stop(const std::string& dir) {
-    RunProcess({Script(), "stop"}, StackEnvironment(dir, 0, 0, ""));
+void PrinterStack::StopPrivate(const std::string& envFile) {
+    RunProcess({Script(), "stop-private", envFile});
 }
 
-std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const std::string& name,
-                                              int timeoutSeconds) {
+std::optional<ReceivedJob> WaitForJobIn(const std::string& recordDir, const std::string& name,
+                                        int timeoutSeconds) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
-    while (std::chrono::steady_clock::now() < deadline) {
+    for (;;) {
         std::error_code ec;
-        for (const auto& entry : std::filesystem::directory_iterator(stack.recordDir, ec)) {
+        for (const auto& entry : std::filesystem::directory_iterator(recordDir, ec)) {
             const std::string path = entry.path().string();
             if (!path.ends_with(".attrs"))
                 continue;
@@ -77,9 +93,20 @@ std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const s
                 return ReceivedJob{doc, attributes};
             }
         }
+        if (std::chrono::steady_clock::now() >= deadline)
+            return std::nullopt;
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
-    return std::nullopt;
+}
+
+std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const std::string& name,
+                                              int timeoutSeconds) {
+    return WaitForJobIn(stack.recordDir, name, timeoutSeconds);
+}
+
+std::optional<ReceivedJob> WaitForStapledJob(const PrinterStack& stack, const std::string& name,
+                                             int timeoutSeconds) {
+    return WaitForJobIn(stack.stapleRecordDir, name, timeoutSeconds);
 }
 
 std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId) {

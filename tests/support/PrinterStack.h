@@ -7,18 +7,27 @@
 
 namespace testsupport {
 
-// The private print stack of scripts/printer-stack: a CUPS scheduler on loopback with one
-// queue whose printer is a virtual IPP Everywhere printer that records every job.
+// The private print stack of scripts/printer-stack: a CUPS scheduler on loopback whose queues
+// print on virtual IPP printers that record every job they receive.
 struct PrinterStack {
-    std::string cupsServer;  // for CUPS_SERVER
-    std::string queue;
-    std::string printerUri;  // the virtual printer itself, without the scheduler
-    std::string recordDir;
+    std::string cupsServer;     // for CUPS_SERVER
+    std::string queue;          // IPP Everywhere queue, the scheduler's default destination
+    std::string defaultsQueue;  // same printer; scheduler defaults: 2 copies, 2-up, two-sided, main
+    std::string ppdQueue;     // same printer through a classic PPD (tests/data/NvrTestPrinter.ppd)
+    std::string stapleQueue;  // IPP Everywhere queue on the stapling printer
+    std::string printerUri;   // the virtual printer itself, without the scheduler
+    std::string recordDir;    // what the virtual printer received (jobs of the first three queues)
+    std::string staplePrinterUri;
+    std::string stapleRecordDir;  // what the stapling printer received
+    std::string stackDir;         // the stack's own directory (pid files, logs)
 
-    // Starts the stack (if it is not running) under the given directory and ports.
-    static std::optional<PrinterStack> Start(const std::string& dir = "", int cupsPort = 0,
-                                             int printerPort = 0, const std::string& queue = "");
-    static void Stop(const std::string& dir);
+    // The stack of this test run: the one the ctest fixture started, whose environment it left
+    // in the build directory; without the fixture, one is started the same way.
+    static std::optional<PrinterStack> Start();
+    // A stack of its own, in a new directory on free ports; its environment goes to envFile.
+    static std::optional<PrinterStack> StartPrivate(const std::string& envFile,
+                                                    const std::string& queue = "");
+    static void StopPrivate(const std::string& envFile);
 };
 
 // A job as the virtual printer received it.
@@ -27,9 +36,14 @@ struct ReceivedJob {
     std::map<std::string, std::string> attributes;  // IPP_* variables, as the printer saw them
 };
 
-// Waits for the printer to hold a job of this name.
+// Waits for a printer that records into recordDir to hold a job of this name.
+std::optional<ReceivedJob> WaitForJobIn(const std::string& recordDir, const std::string& name,
+                                        int timeoutSeconds = 90);
+// The same for the virtual printer and for the stapling printer.
 std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const std::string& name,
                                               int timeoutSeconds = 90);
+std::optional<ReceivedJob> WaitForStapledJob(const PrinterStack& stack, const std::string& name,
+                                             int timeoutSeconds = 90);
 
 // The scheduler's attributes of one of its jobs, as ipptool prints them.
 std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId);
