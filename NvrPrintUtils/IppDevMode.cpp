@@ -241,7 +241,9 @@ DevModePtr DevModeFromCapabilities(const PrinterCapabilities& caps,
                                                                  : DMDUP_SIMPLEX;
     dm->dmColor = caps.colorModeDefault.find("monochrome") != std::string::npos ? DMCOLOR_MONOCHROME
                                                                                 : DMCOLOR_COLOR;
-    dm->dmCopies = static_cast<int16_t>(std::clamp(caps.copiesDefault, 1, 9999));
+    // A queue's copies-default is the scheduler's own default for the jobs it copies itself;
+    // this program makes its copies, and a job starts from one, as a driver's default does.
+    dm->dmCopies = 1;
     dm->dmCollate = DMCOLLATE_TRUE;
     dm->dmOrientation =
         caps.orientationDefault == "landscape" ? DMORIENT_LANDSCAPE : DMORIENT_PORTRAIT;
@@ -278,16 +280,17 @@ DevModePtr DevModeWithOptions(const DEVMODEW* devMode,
     return sized;
 }
 
-StapleOption StapleOptionFor(const nlohmann::json& ppdOptions, bool finishingsStaple) {
+StapleOption StapleOptionFor(const nlohmann::json& ppdOptions,
+                             const std::string& finishingsStaple) {
+    if (!finishingsStaple.empty()) {
+        return {"finishings", finishingsStaple};
+    }
     nlohmann::json chosen = nlohmann::json::object();
     if (PrintJobSettingsHelper::ApplyPPDOption(ppdOptions, chosen,
                                                PrintJobSettingsHelper::kStapleOptionNames,
                                                PrintJobSettingsHelper::kStapleValueAliases, 1)) {
         const auto& [name, value] = *chosen.items().begin();
         return {name, value.get<std::string>()};
-    }
-    if (finishingsStaple) {
-        return {"finishings", "4"};
     }
     return {};
 }

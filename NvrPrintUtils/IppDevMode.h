@@ -29,7 +29,6 @@ struct PrinterCapabilities {
     std::vector<std::string> sidesSupported = {"one-sided"};
     std::string colorModeDefault = "monochrome";
     std::vector<std::string> colorModesSupported = {"monochrome"};
-    int copiesDefault = 1;
     int copiesMax = 9999;
     std::string orientationDefault = "portrait";
     Resolution resolutionDefault{600, 600};
@@ -70,14 +69,13 @@ void CorrectDevMode(DEVMODEW& devMode, const PrinterCapabilities& caps);
 DevModePtr DevModeWithOptions(const DEVMODEW* devMode,
                               const std::map<std::string, std::string>& options);
 
-// How a printer is asked to staple: a driver-private option and its value (the PPD's staple
-// option with its first real choice, else IPP finishings "4"); an empty name when the printer
-// cannot staple.
+// How a printer is asked to staple: IPP finishings with the staple value it supports, else
+// its PPD's staple option with the first real choice; an empty name when it cannot staple.
 struct StapleOption {
     std::string name;
     std::string value;
 };
-StapleOption StapleOptionFor(const nlohmann::json& ppdOptions, bool finishingsStaple);
+StapleOption StapleOptionFor(const nlohmann::json& ppdOptions, const std::string& finishingsStaple);
 
 // The job's attribute document without the PPD choices that only restate the printer's
 // defaults (the attribute document of its default DEVMODE): a driver option goes out only

@@ -83,7 +83,6 @@ PrinterCapabilities CapabilitiesOf(const CupsDestination& d) {
     if (auto mode = Keyword(d, CUPS_PRINT_COLOR_MODE); !mode.empty()) {
         caps.colorModeDefault = mode;
     }
-    caps.copiesDefault = d.DefaultInteger(CUPS_COPIES, 1);
     if (ipp_attribute_t* copies =
             cupsFindDestSupported(d.Http(), d.Dest(), d.Info(), CUPS_COPIES)) {
         int upper = 0;

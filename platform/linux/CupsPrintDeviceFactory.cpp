@@ -31,8 +31,8 @@ MediaSize SheetMedia(const CupsDestination& destination, const DEVMODEW& devMode
     }
     if (!wanted.empty()) {
         if (pwg_media_t* pwg = pwgMediaForPWG(wanted.c_str())) {
-            NVR_LOG_WARNING("Printer {} does not list {}; printing without margins",
-                            destination.Name(), wanted);
+            NVR_LOG_DEBUG("Printer {} gives no margins for {}; printing without them",
+                          destination.Name(), wanted);
             return MediaSize{pwg->pwg, pwg->width, pwg->length};
         }
     }

@@ -15,6 +15,17 @@ namespace {
 // HRESULT_FROM_WIN32(ERROR_INVALID_PRINTER_NAME): no such printer to convert tickets for.
 constexpr int32_t kNoSuchPrinter = static_cast<int32_t>(0x80070709u);
 
+// The finishings value that staples as the Print Ticket's top-left staple, or plain
+// stapling; empty for a printer without either.
+std::string FinishingsStaple(const CupsDestination& destination) {
+    for (const char* value : {"20", "4"}) {
+        if (destination.Supports("finishings", value)) {
+            return value;
+        }
+    }
+    return {};
+}
+
 class CupsPrinterSession final : public PrinterSession {
 public:
     CupsPrinterSession(std::string name, PrinterCapabilities caps)
@@ -83,7 +94,7 @@ public:
         }
         *result = 0;
         return CreatePrintTicketProvider(
-            StapleOptionFor(PpdOptionsOf(*destination), destination->Supports("finishings", "4")));
+            StapleOptionFor(PpdOptionsOf(*destination), FinishingsStaple(*destination)));
     }
 };
 

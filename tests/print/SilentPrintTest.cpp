@@ -11,6 +11,7 @@
 #include "PageRender.h"
 #include "PdfFixtures.h"
 #include "PrinterStack.h"
+#include "PrintingTest.h"
 #include "Process.h"
 #include "TestSupport.h"
 
@@ -22,50 +23,7 @@ std::string ErrorBox(const std::string& text) {
     return "[NvrPrintHelper Error] " + text + "\n";
 }
 
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
-// The scheduler's id of the job the program created, from its log.
-int SchedulerJobId(const std::string& log) {
-    std::smatch match;
-    static const std::regex kCreated("Created job (\\d+) on ");
-    return std::regex_search(log, match, kCreated) ? std::stoi(match[1]) : 0;
-}
-
-class SilentPrintTest : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() { s_stack = PrinterStack::Start(); }
-
-    void SetUp() override {
-        ASSERT_TRUE(s_stack) << "the printer stack did not start";
-        // Each test reads only what it printed itself.
-        std::error_code ec;
-        for (const auto& entry : std::filesystem::directory_iterator(s_stack->recordDir, ec)) {
-            std::filesystem::remove(entry.path(), ec);
-        }
-    }
-
-    ProcessResult Print(std::vector<std::string> args, ProcessOptions options = {}) {
-        args.insert(args.begin(),
-                    {ProgramPath(), "-silent", "-usePreviewApp=never", "-logLevel=4"});
-        options.setEnv["TMPDIR"] = tmp.Path();
-        options.setEnv["CUPS_SERVER"] = s_stack->cupsServer;
-        return RunProcess(args, options);
-    }
-
-    ReceivedJob Received(const std::string& name) {
-        std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, name);
-        EXPECT_TRUE(job) << "the printer received no job named " << name;
-        return job.value_or(ReceivedJob{});
-    }
-
-    static std::optional<PrinterStack> s_stack;
-    ScratchDir tmp;
-    ScratchDir work;
-};
-
-std::optional<PrinterStack> SilentPrintTest::s_stack;
+class SilentPrintTest : public PrintingTest {};
 
 TEST_F(SilentPrintTest, ProgramDoesNupReverseAndUncollatedCopiesOnLandscapeSides) {
     const std::string doc = work.File("nup-reverse.pdf");

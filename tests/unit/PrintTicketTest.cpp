@@ -185,10 +185,10 @@ TEST(PrintTicketLog, IndentsNestedTags) {
 
 TEST(CupsPrintTicketProvider, StaplingTravelsAsTheDriverPrivateOptionItCanPrint) {
     using platform::CreatePrintTicketProvider;
-    EXPECT_EQ(StapleOptionFor({{"StapleLocation", {"None", "SinglePortrait"}}}, true).value,
-              "SinglePortrait");
-    EXPECT_EQ(StapleOptionFor(nlohmann::json::object(), true).name, "finishings");
-    EXPECT_TRUE(StapleOptionFor({{"StapleLocation", {"None"}}}, false).name.empty());
+    const nlohmann::json ppd = {{"StapleLocation", {"None", "SinglePortrait"}}};
+    EXPECT_EQ(StapleOptionFor(ppd, "").value, "SinglePortrait");
+    EXPECT_EQ(StapleOptionFor(ppd, "20").name, "finishings");
+    EXPECT_TRUE(StapleOptionFor({{"StapleLocation", {"None"}}}, "").name.empty());
 
     DevModePtr plain = AllocateDevMode(kDriverExtraBytes);
     plain->dmCopies = 2;

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "PrinterStack.h"
+#include "Process.h"
+#include "TestSupport.h"
+
+namespace testsupport {
+
+inline bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// The scheduler's id of the job the program created, from its log.
+inline int SchedulerJobId(const std::string& log) {
+    std::smatch match;
+    static const std::regex kCreated("Created job (\\d+) on ");
+    return std::regex_search(log, match, kCreated) ? std::stoi(match[1]) : 0;
+}
+
+// The real program printing silently on the private print stack of this test run.
+class PrintingTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        if (!s_stack) {
+            s_stack = PrinterStack::Start();
+        }
+    }
+
+    void SetUp() override {
+        ASSERT_TRUE(s_stack) << "the printer stack did not start";
+        // Each test reads only what it printed itself.
+        for (const std::string& dir : {s_stack->recordDir, s_stack->stapleRecordDir}) {
+            std::error_code ec;
+            for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
+                std::filesystem::remove(entry.path(), ec);
+            }
+        }
+    }
+
+    ProcessResult Print(std::vector<std::string> args, ProcessOptions options = {}) {
+        args.insert(args.begin(),
+                    {ProgramPath(), "-silent", "-usePreviewApp=never", "-logLevel=4"});
+        options.setEnv["TMPDIR"] = tmp.Path();
+        options.setEnv["CUPS_SERVER"] = s_stack->cupsServer;
+        return RunProcess(args, options);
+    }
+
+    ReceivedJob Received(const std::string& name) {
+        std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, name);
+        EXPECT_TRUE(job) << "the printer received no job named " << name;
+        return job.value_or(ReceivedJob{});
+    }
+
+    static inline std::optional<PrinterStack> s_stack;
+    ScratchDir tmp;
+    ScratchDir work;
+};
+
+}  // namespace testsupport
