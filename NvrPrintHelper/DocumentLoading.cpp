@@ -64,7 +64,7 @@ bool NvrPrintHelper::ProcessInputFile() {
         std::string logPath =
             m_tempFileManager.GenerateTempFilePath(m_uniqueBaseName, "Log", "log");
         if (!logPath.empty()) {
-            Logger::Instance().SetLogFile(logPath);
+            Logger::Instance().SetLogFile(logPath, true);
             NVR_LOG_INFO("Using default log file: {}", logPath);
         }
     }
@@ -73,6 +73,7 @@ bool NvrPrintHelper::ProcessInputFile() {
             m_tempFileManager.GenerateTempFilePath(m_uniqueBaseName, "Images", "tmp");
         if (!imagePath.empty()) {
             m_imagePath = imagePath;
+            m_imagePathIsDefault = true;
             NVR_LOG_INFO("Using default image path: {}", m_imagePath);
         }
     }

@@ -98,6 +98,7 @@ private:
     std::string m_settingsFile;
     std::string m_logFile;
     std::string m_imagePath;
+    bool m_imagePathIsDefault = false;  // in the temp directory, which others may share
     std::string m_tempDir;
     int32_t m_logLevel = Info;
     bool m_forceSilent = false;
