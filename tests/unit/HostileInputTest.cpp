@@ -2,11 +2,13 @@
 // input that never ends, a second load on one manager, and what the job may ask of a printer.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <string>
 
 #include "FakeDocument.h"
+#include "FakePrintSystem.h"
 #include "NvrPrintHelper.h"
 #include "PdfFixtures.h"
 #include "PrintJobSettings.h"
@@ -141,4 +143,24 @@ TEST(HostileLoad, SecondLoadIsRefusedWhileTheFirstRunsAndAllowedAfter) {
     ASSERT_NE(doc.LoadDocument("/third.pdf", false, nullptr, ""), nullptr);
     EXPECT_TRUE(doc.WaitForDocumentLoad(30000));
     EXPECT_EQ(doc.loadedPath, "/third.pdf");
+}
+
+TEST(HostileSettings, CopiesFollowThePrintersBoundWithTheCorrectionLine) {
+    ScopedPrintSystem system;
+    // The printer's copies-supported ends at 999.
+    system->correct = [](DEVMODEW& dm) { dm.dmCopies = std::min<int16_t>(dm.dmCopies, 999); };
+    LogCapture log;
+    DevModePtr dm = AllocateDevMode();
+    PrintJobSettings s;
+    ASSERT_TRUE(s.LoadFromString(R"({"dmCopies": 32767})"));
+    ASSERT_TRUE(s.ApplyToDevMode(dm.get(), "Office"));
+    EXPECT_EQ(dm->dmCopies, 999);
+    EXPECT_EQ(s.dmCopies, 999);
+    EXPECT_EQ(docmgr::PrintJobSettingsView{s}.Copies(), 999);
+    EXPECT_TRUE(log.Contains("dmCopies corrected from 32767 to 999"));
+
+    PrintJobSettings within;
+    ASSERT_TRUE(within.LoadFromString(R"({"dmCopies": 3})"));
+    ASSERT_TRUE(within.ApplyToDevMode(AllocateDevMode().get(), "Office"));
+    EXPECT_EQ(within.dmCopies, 3);
 }
