@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "FileSystem.h"
 #include "LogMacros.h"
 #include "NvrPrintHelper.h"
 
@@ -246,8 +247,8 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
             if (value.empty()) {
                 return fail("Error: -logFile option requires a log file path", true);
             }
+            // The file opens once the input is known: it must not be the document itself.
             m_logFile = value;
-            logger.SetLogFile(value);
             NVR_LOG_DEBUG("Option -logFile (log file): {}", value);
         } else if (name == "loglevel") {
             std::string value = readValue("-loglevel");
@@ -349,15 +350,35 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
     }
     NVR_LOG_INFO("Parsed {} option(s) and {} positional argument(s)", optionCount, positionalCount);
 
+    // Output over the document would destroy it before it is read.
+    const bool namedInput = !m_inputFile.empty() && m_inputFile != "-";
+    if (namedInput && !m_logFile.empty() && platform::IsSameFile(m_logFile, m_inputFile)) {
+        NVR_LOG_ERROR("The log file is the input document: {}", m_logFile);
+        return fail("Error: The log file is the input document: " + m_logFile, false);
+    }
+    if (namedInput && !m_imagePath.empty() && platform::IsSameFile(m_imagePath, m_inputFile)) {
+        NVR_LOG_ERROR("The TIFF output file is the input document: {}", m_imagePath);
+        return fail("Error: The TIFF output file is the input document: " + m_imagePath, false);
+    }
+    if (!m_logFile.empty()) {
+        logger.SetLogFile(m_logFile);
+    }
+
     if (!m_tempDir.empty() && !m_tempFileManager.SetTempDirectory(m_tempDir)) {
         NVR_LOG_ERROR("Failed to set custom temp directory: {}", m_tempDir);
         return fail("Error: Could not set temporary directory: " + m_tempDir, false);
     }
     if (!m_tempFileManager.EnsureTempDirectoryExists()) {
         NVR_LOG_ERROR("Failed to ensure temp directory exists");
-        return fail("Error: Could not create or access temporary directory", false);
+        return fail("Error: Could not create or access temporary directory: " +
+                        m_tempFileManager.GetTempDirectory() +
+                        "\nUse -tempDir to choose a directory of your own.",
+                    false);
     }
     NVR_LOG_INFO("Using temp directory: {}", m_tempFileManager.GetTempDirectory());
+    // The job's base name belongs to the directory its files go to.
+    m_uniqueBaseName = m_tempFileManager.GenerateUniqueTimestampedBase();
+    NVR_LOG_DEBUG("Unique timestamped base name: {}", m_uniqueBaseName);
 
     if (m_inputFile.empty()) {
         NVR_LOG_ERROR("No input file specified");

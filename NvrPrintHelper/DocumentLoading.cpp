@@ -12,8 +12,6 @@
 namespace nvrprint {
 namespace {
 
-constexpr uint32_t kLoadTimeoutMs = 30000;
-
 const char* const kPipeWithoutClassText =
     "Error: When reading from pipe (stdin), you must specify the document type using -t option.\n"
     "\n"
@@ -53,6 +51,12 @@ bool NvrPrintHelper::ProcessInputFile() {
             NVR_LOG_ENTRY("Returning false");
             return false;
         }
+        if (!S_ISREG(info.st_mode)) {
+            // A pipe or a device would block the reading of the document for ever.
+            NVR_LOG_ERROR("Input is not a regular file: {}", m_actualInputFile);
+            NVR_LOG_ENTRY("Returning false");
+            return false;
+        }
     }
     NVR_LOG_DEBUG("Input file processed successfully");
 
@@ -60,7 +64,7 @@ bool NvrPrintHelper::ProcessInputFile() {
         std::string logPath =
             m_tempFileManager.GenerateTempFilePath(m_uniqueBaseName, "Log", "log");
         if (!logPath.empty()) {
-            Logger::Instance().SetLogFile(logPath);
+            Logger::Instance().SetLogFile(logPath, true);
             NVR_LOG_INFO("Using default log file: {}", logPath);
         }
     }
@@ -69,6 +73,7 @@ bool NvrPrintHelper::ProcessInputFile() {
             m_tempFileManager.GenerateTempFilePath(m_uniqueBaseName, "Images", "tmp");
         if (!imagePath.empty()) {
             m_imagePath = imagePath;
+            m_imagePathIsDefault = true;
             NVR_LOG_INFO("Using default image path: {}", m_imagePath);
         }
     }
@@ -155,8 +160,8 @@ bool NvrPrintHelper::LoadDocument() {
         NVR_LOG_DEBUG("Generated temp file path for pipe input: {}", capturePath);
     }
 
-    if (m_pipeInput != nullptr) {
-        m_docMgr->SetPipeInput(m_pipeInput);
+    if (m_pipeInputFd >= 0) {
+        m_docMgr->SetPipeInput(m_pipeInputFd);
     }
     if (m_docMgr->LoadDocument(m_actualInputFile, m_inputFromPipe, &DocumentEventThunk,
                                capturePath) == nullptr) {
@@ -165,8 +170,10 @@ bool NvrPrintHelper::LoadDocument() {
     }
     NVR_LOG_INFO("Document loading started in background");
 
-    if (!m_docMgr->WaitForDocumentLoad(kLoadTimeoutMs)) {
+    if (!m_docMgr->WaitForDocumentLoad(static_cast<uint32_t>(m_loadTimeout.count()))) {
         NVR_LOG_ERROR("Document loading failed or timed out");
+        // Input that never ends must not keep the process alive: the capture gives up.
+        m_docMgr->StopLoad();
         std::lock_guard lock(m_modeMutex);
         m_loadError = true;
         return false;

@@ -58,9 +58,10 @@ public:
     // The usage text shown by -help and appended to option errors.
     static const std::string& UsageText();
 
-    // Seams for tests: where piped input is read from (standard input unless set), how
-    // the pages' image file is encoded, and how the program sleeps.
-    void SetPipeInput(std::istream* input) { m_pipeInput = input; }
+    // Seams for tests: where piped input is read from (standard input unless set), how long
+    // a load may take, how the pages' image file is encoded, and how the program sleeps.
+    void SetPipeInput(int fd) { m_pipeInputFd = fd; }
+    void SetLoadTimeout(std::chrono::milliseconds timeout) { m_loadTimeout = timeout; }
     void SetImageEncoderFactory(platform::ImageFrameEncoderFactory factory) {
         m_imageEncoderFactory = std::move(factory);
     }
@@ -97,6 +98,7 @@ private:
     std::string m_settingsFile;
     std::string m_logFile;
     std::string m_imagePath;
+    bool m_imagePathIsDefault = false;  // in the temp directory, which others may share
     std::string m_tempDir;
     int32_t m_logLevel = Info;
     bool m_forceSilent = false;
@@ -127,7 +129,8 @@ private:
     std::condition_variable m_modeCondition;
     docmgr::WindowHandle m_progressWindow = nullptr;
     std::unique_ptr<platform::NoticePresenter> m_notices;
-    std::istream* m_pipeInput = nullptr;
+    int m_pipeInputFd = -1;
+    std::chrono::milliseconds m_loadTimeout{30000};
     platform::ImageFrameEncoderFactory m_imageEncoderFactory;
     SleepFunction m_sleep;
 };

@@ -1,6 +1,7 @@
 // The diagnostic copy of a job: every page at printer resolution, as frames of one TIFF.
 #include <stdexcept>
 
+#include "FileSystem.h"
 #include "LogMacros.h"
 #include "NvrPrintHelper.h"
 
@@ -22,6 +23,15 @@ bool NvrPrintHelper::ExportToTiff() {
     if (pageCount == 0) {
         NVR_LOG_ERROR("Document has no pages");
         return false;
+    }
+    if (m_imagePathIsDefault) {
+        // A name in a shared directory is taken only as a new file of our own.
+        int error = 0;
+        platform::UniqueFd file = platform::CreateNewPrivateFile(m_imagePath, &error);
+        if (!file.IsOpen() || !file.Close()) {
+            NVR_LOG_ERROR("Failed to create image file (Error: {}): {}", error, m_imagePath);
+            return false;
+        }
     }
     // The codec needs no process-wide start; creating it is its session.
     std::unique_ptr<platform::ImageFrameEncoder> encoder = m_imageEncoderFactory();

@@ -1,5 +1,6 @@
 // Process entry: starts the logger, builds the application object, parses, runs, and turns
 // whatever escapes into a notice and exit code 1.
+#include <csignal>
 #include <exception>
 #include <memory>
 
@@ -27,6 +28,8 @@ void ShowFatal(const std::string& title, const std::string& text) {
 
 int main(int argc, char** argv) {
     using namespace nvrprint;
+    // A file that reaches the size limit must fail its write, not end the process unheard.
+    std::signal(SIGXFSZ, SIG_IGN);
     Logger& logger = Logger::Instance();
     logger.Initialize("");
     logger.SetModeFlags(LogToTrace | LogToStdout);

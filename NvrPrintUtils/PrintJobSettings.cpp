@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <stdexcept>
 
 #include "LogMacros.h"
 
@@ -59,6 +60,60 @@ int64_t ToInteger(const Json& value) {
     return value.get<int64_t>();
 }
 
+// Settings are flat; anything nested deeper than this is refused while it is read, before a
+// deeply recursive copy or comparison of the document can exhaust the stack.
+constexpr size_t kMaxJsonDepth = 64;
+
+// Builds the document as the library's own reader does, counting open objects and arrays.
+class DepthLimitedReader {
+public:
+    explicit DepthLimitedReader(Json& result) : m_dom(result) {}
+
+    bool null() { return m_dom.null(); }
+    bool boolean(bool value) { return m_dom.boolean(value); }
+    bool number_integer(Json::number_integer_t value) { return m_dom.number_integer(value); }
+    bool number_unsigned(Json::number_unsigned_t value) { return m_dom.number_unsigned(value); }
+    bool number_float(Json::number_float_t value, const Json::string_t& text) {
+        return m_dom.number_float(value, text);
+    }
+    bool string(Json::string_t& value) { return m_dom.string(value); }
+    bool binary(Json::binary_t& value) { return m_dom.binary(value); }
+    bool start_object(size_t count) { return Enter() && m_dom.start_object(count); }
+    bool key(Json::string_t& value) { return m_dom.key(value); }
+    bool end_object() { return Leave() && m_dom.end_object(); }
+    bool start_array(size_t count) { return Enter() && m_dom.start_array(count); }
+    bool end_array() { return Leave() && m_dom.end_array(); }
+    bool parse_error(size_t position, const std::string& token,
+                     const nlohmann::detail::exception& e) {
+        return m_dom.parse_error(position, token, e);
+    }
+
+private:
+    bool Enter() {
+        if (++m_depth > kMaxJsonDepth) {
+            throw std::runtime_error(fmt::format("nesting deeper than {} levels", kMaxJsonDepth));
+        }
+        return true;
+    }
+    bool Leave() {
+        --m_depth;
+        return true;
+    }
+
+    nlohmann::detail::json_sax_dom_parser<Json> m_dom;
+    size_t m_depth = 0;
+};
+
+// strict: the whole input must be one value; otherwise reading stops after the first value,
+// as stream extraction does.
+template <typename Input>
+Json ParseLimited(Input&& input, bool strict) {
+    Json result;
+    DepthLimitedReader reader(result);
+    Json::sax_parse(std::forward<Input>(input), &reader, Json::input_format_t::json, strict);
+    return result;
+}
+
 }  // namespace
 
 bool IsValidPagesPerSheet(int32_t pagesPerSheet) {
@@ -74,9 +129,7 @@ bool PrintJobSettings::LoadFromFile(const std::string& path) {
         return false;
     }
     try {
-        Json document;
-        file >> document;
-        LoadFromJson(document);
+        LoadFromJson(ParseLimited(file, false));
         NVR_LOG_INFO("Successfully loaded settings from: {}", path);
         return true;
     } catch (const std::exception& e) {
@@ -90,7 +143,7 @@ bool PrintJobSettings::LoadFromString(const std::string& jsonUtf8) {
     NVR_LOG_DEBUG("Parsing JSON string (length: {})", jsonUtf8.size());
     NVR_LOG_VERBOSE("json contents =\"{}\"", jsonUtf8);
     try {
-        LoadFromJson(Json::parse(jsonUtf8));
+        LoadFromJson(ParseLimited(jsonUtf8, true));
         NVR_LOG_DEBUG("Successfully parsed JSON string");
         return true;
     } catch (const std::exception& e) {
@@ -164,10 +217,18 @@ void PrintJobSettings::MergeWith(const PrintJobSettings& other) {
                 continue;
             }
             switch (key.kind) {
-                case KeyKind::Text: this->*key.text = other.*key.text; break;
-                case KeyKind::Flag: this->*key.flag = other.*key.flag; break;
-                case KeyKind::Number: this->*key.number = other.*key.number; break;
-                case KeyKind::PageCount: PagesPerSheet = other.PagesPerSheet; break;
+                case KeyKind::Text:
+                    this->*key.text = other.*key.text;
+                    break;
+                case KeyKind::Flag:
+                    this->*key.flag = other.*key.flag;
+                    break;
+                case KeyKind::Number:
+                    this->*key.number = other.*key.number;
+                    break;
+                case KeyKind::PageCount:
+                    PagesPerSheet = other.PagesPerSheet;
+                    break;
             }
             ++count;
         }

@@ -22,8 +22,9 @@ bool WantsExtendedSettings(const PrintJobSettings& s) {
 // DEVMODE. Every failure is one warning and ends the test.
 void CheckExtendedSettingsSurvived(const PrintJobSettings& requested, const DEVMODEW* validated,
                                    const std::string& printerName) {
-    NVR_LOG_DEBUG("Checking if Print Ticket extended settings survived DocumentProperties "
-                  "validation");
+    NVR_LOG_DEBUG(
+        "Checking if Print Ticket extended settings survived DocumentProperties "
+        "validation");
     PrintSystem& system = CurrentPrintSystem();
     int error = 0;
     std::unique_ptr<PrinterSession> printer = system.OpenPrinter(printerName, &error);
@@ -61,9 +62,10 @@ void CheckExtendedSettingsSurvived(const PrintJobSettings& requested, const DEVM
         NVR_LOG_INFO("{} Print Ticket extended setting(s) preserved through validation", preserved);
     }
     if (lost > 0) {
-        NVR_LOG_WARNING("{} Print Ticket extended setting(s) lost during validation - driver may "
-                        "not support them",
-                        lost);
+        NVR_LOG_WARNING(
+            "{} Print Ticket extended setting(s) lost during validation - driver may "
+            "not support them",
+            lost);
     }
 }
 
@@ -92,9 +94,10 @@ void CompareAndLogValidationResults(const PrintJobSettings& requested, const DEV
     compare("dmOrientation", requested.dmOrientation, actual.dmOrientation);
     compare("dmPaperSize", requested.dmPaperSize, actual.dmPaperSize);
     if (corrections > 0) {
-        NVR_LOG_INFO("{} standard DEVMODE setting(s) were corrected by DocumentProperties "
-                     "validation",
-                     corrections);
+        NVR_LOG_INFO(
+            "{} standard DEVMODE setting(s) were corrected by DocumentProperties "
+            "validation",
+            corrections);
     } else {
         NVR_LOG_DEBUG("All standard DEVMODE settings validated without corrections");
     }
@@ -126,9 +129,10 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& prin
             NVR_LOG_INFO("Flipping orientation for {}-up: Landscape logical pages", PagesPerSheet);
         } else if (dmOrientation < 0) {
             orientationOverride = DMORIENT_LANDSCAPE;
-            NVR_LOG_INFO("Defaulting to landscape physical page for {}-up layout (no logical "
-                         "orientation set)",
-                         PagesPerSheet);
+            NVR_LOG_INFO(
+                "Defaulting to landscape physical page for {}-up layout (no logical "
+                "orientation set)",
+                PagesPerSheet);
         }
     }
 
@@ -180,8 +184,9 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& prin
         if (PrintTicket::MergePTSettingsWithDevmode(devMode, printerName, *this)) {
             NVR_LOG_INFO("Successfully merged Print Ticket settings with DEVMODE");
         } else {
-            NVR_LOG_WARNING("Failed to merge Print Ticket settings with DEVMODE (driver may not "
-                            "support Print Tickets)");
+            NVR_LOG_WARNING(
+                "Failed to merge Print Ticket settings with DEVMODE (driver may not "
+                "support Print Tickets)");
         }
     }
 
@@ -218,6 +223,12 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& prin
         NVR_LOG_INFO("DEVMODE validated and corrected successfully");
         CompareAndLogValidationResults(*this, output.get(), printerName,
                                        WantsExtendedSettings(*this));
+        // The program makes the copies itself: no more than the printer's bound, to which
+        // the driver has just corrected the DEVMODE.
+        if ((devMode->dmFields & DM_COPIES) != 0 && devMode->dmCopies >= 1 &&
+            dmCopies > devMode->dmCopies) {
+            dmCopies = devMode->dmCopies;
+        }
     }
     NVR_LOG_ENTRY("Returning true");
     return true;

@@ -30,6 +30,31 @@ bool IsDigits(const std::string& text, size_t from, size_t count) {
                        [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
+// The names the program gives its own files: base, then one of its suffixes and extensions.
+bool IsOwnFileName(const std::string& name) {
+    if (!HasTimestampedBase(name) || name.size() <= kBaseLength || name[kBaseLength] != '_') {
+        return false;
+    }
+    static const std::set<std::string, std::less<>> kOwnSuffixes = {
+        "Log.log",
+        "Data.pdf",
+        "Data.xps",
+        "Data.dat",
+        "Data.tmp",
+        "Images.tmp",
+        TempFileManager::kReservationSuffix};
+    return kOwnSuffixes.contains(std::string_view(name).substr(kBaseLength + 1));
+}
+
+// A file the keep limit may count and delete: one of the program's own names, a plain file
+// (not a link), and this user's. Other users may share a custom directory.
+bool IsOwnFile(const fs::path& path) {
+    std::error_code ec;
+    return IsOwnFileName(path.filename().string()) &&
+           fs::is_regular_file(fs::symlink_status(path, ec)) &&
+           platform::IsOwnedByCurrentUser(path.string());
+}
+
 }  // namespace
 
 bool HasTimestampedBase(const std::string& name) {
@@ -37,7 +62,9 @@ bool HasTimestampedBase(const std::string& name) {
            IsDigits(name, 9, 6);
 }
 
-TempFileManager::~TempFileManager() { CleanupTempDirectory(); }
+TempFileManager::~TempFileManager() {
+    CleanupTempDirectory();
+}
 
 std::string TempFileManager::GetTempDirectory() {
     std::lock_guard lock(m_lock);
@@ -71,6 +98,14 @@ bool TempFileManager::EnsureTempDirectoryExists() {
     std::error_code ec;
     bool present = fs::exists(fs::symlink_status(m_tempDirectory, ec));
     if (present && m_isDefaultDirectory) {
+        std::string reason;
+        if (!platform::IsPrivateDirectory(m_userDirectory, &reason)) {
+            NVR_LOG_ERROR("Refusing temp directory that {}: {}", reason, m_userDirectory);
+            NVR_LOG_ENTRY("Returning false");
+            return false;
+        }
+    }
+    if (present && m_isDefaultDirectory) {
         // The default directory sits in a shared place: use it only when it is ours alone.
         std::string reason;
         if (!platform::IsPrivateDirectory(m_tempDirectory, &reason)) {
@@ -89,7 +124,7 @@ bool TempFileManager::EnsureTempDirectoryExists() {
         NVR_LOG_ENTRY("Returning false");
         return false;
     }
-    if (!CreateHiddenDirectory(m_tempDirectory)) {
+    if (!CreateHiddenDirectory(m_userDirectory) || !CreateHiddenDirectory(m_tempDirectory)) {
         NVR_LOG_ERROR("Failed to create directory: {}", m_tempDirectory);
         NVR_LOG_ENTRY("Returning false");
         return false;
@@ -109,7 +144,11 @@ bool TempFileManager::InitializeDefaultTempDirectory() {
     if (systemTemp.size() > 1 && systemTemp.back() == '/') {
         systemTemp.pop_back();
     }
-    m_tempDirectory = (systemTemp == "/" ? "" : systemTemp) + "/" + kDefaultDirectoryName;
+    // The system's temp directory is shared by every user: each has a private directory of
+    // their own there, and the program's directory inside it.
+    m_userDirectory = (systemTemp == "/" ? "" : systemTemp) +
+                      fmt::format("/nvrprint-{}", platform::EffectiveUserId());
+    m_tempDirectory = m_userDirectory + "/" + kDefaultDirectoryName;
     m_isDefaultDirectory = true;
     NVR_LOG_DEBUG("{}", m_tempDirectory);
     return true;
@@ -134,8 +173,7 @@ bool TempFileManager::CreateHiddenDirectory(const std::string& path) {
 bool TempFileManager::FilesExistWithBase(const std::string& base) {
     std::error_code ec;
     const std::string prefix = base + "_";
-    for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end;
-         it.increment(ec)) {
+    for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end; it.increment(ec)) {
         if (it->path().filename().string().starts_with(prefix)) {
             return true;
         }
@@ -158,11 +196,12 @@ std::string TempFileManager::GenerateUniqueTimestampedBaseFrom(std::tm time) {
         NVR_LOG_ENTRY("Returning {{}}");
         return {};
     }
+    ReleaseReservationLocked();
     for (int attempt = 0; attempt < kMaxBaseAttempts; ++attempt) {
-        std::string base = fmt::format("{:04}{:02}{:02}_{:02}{:02}{:02}", time.tm_year + 1900,
-                                       time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min,
-                                       time.tm_sec);
-        if (!FilesExistWithBase(base)) {
+        std::string base =
+            fmt::format("{:04}{:02}{:02}_{:02}{:02}{:02}", time.tm_year + 1900, time.tm_mon + 1,
+                        time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec);
+        if (!FilesExistWithBase(base) && Reserve(base)) {
             NVR_LOG_DEBUG("Generated unique base: {}", base);
             NVR_LOG_ENTRY("Returning {}", base);
             return base;
@@ -181,6 +220,29 @@ std::string TempFileManager::GenerateUniqueTimestampedBaseFrom(std::tm time) {
     NVR_LOG_ERROR("Failed to generate unique base name after 60 attempts");
     NVR_LOG_ENTRY("Returning {{}}");
     return {};
+}
+
+bool TempFileManager::Reserve(const std::string& base) {
+    // Runs started in the same second race for the same base: the one that creates the
+    // reservation first owns it, the others move on to the next second.
+    std::string path = m_tempDirectory + "/" + base + "_" + kReservationSuffix;
+    int error = 0;
+    platform::UniqueFd file = platform::CreateNewPrivateFile(path, &error);
+    if (!file.IsOpen()) {
+        NVR_LOG_DEBUG("Base {} is taken (Error: {})", base, error);
+        return false;
+    }
+    m_reservation = path;
+    return true;
+}
+
+void TempFileManager::ReleaseReservationLocked() {
+    if (m_reservation.empty()) {
+        return;
+    }
+    std::error_code ec;
+    fs::remove(m_reservation, ec);
+    m_reservation.clear();
 }
 
 std::string TempFileManager::GenerateTempFilePath(const std::string& base,
@@ -221,19 +283,14 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
     std::set<std::string> bases;
     bool anyMatch = false;
     std::error_code ec;
-    for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end;
-         it.increment(ec)) {
+    for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end; it.increment(ec)) {
         std::string name = it->path().filename().string();
         // First filter: the shape "????????_??????_*".
         if (name.size() < kBaseLength + 1 || name[8] != '_' || name[kBaseLength] != '_') {
             continue;
         }
         anyMatch = true;
-        std::error_code kindError;
-        if (it->is_directory(kindError)) {
-            continue;
-        }
-        if (HasTimestampedBase(name)) {
+        if (IsOwnFile(it->path())) {
             bases.insert(name.substr(0, kBaseLength));
         }
     }
@@ -261,9 +318,7 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
         std::vector<fs::path> doomed;
         for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end;
              it.increment(ec)) {
-            std::error_code kindError;
-            if (it->path().filename().string().starts_with(prefix) &&
-                !it->is_directory(kindError)) {
+            if (it->path().filename().string().starts_with(prefix) && IsOwnFile(it->path())) {
                 doomed.push_back(it->path());
             }
         }
@@ -294,6 +349,7 @@ bool TempFileManager::IsDirectoryEmpty(const std::string& path) {
 
 void TempFileManager::CleanupTempDirectory() {
     std::lock_guard lock(m_lock);
+    ReleaseReservationLocked();
     if (!m_directoryCreatedByUs || !m_isDefaultDirectory || m_tempDirectory.empty()) {
         return;
     }
@@ -308,6 +364,10 @@ void TempFileManager::CleanupTempDirectory() {
     } else {
         NVR_LOG_WARNING("Failed to remove temp directory (Error: {}): {}", ec.value(),
                         m_tempDirectory);
+    }
+    // The user's own directory goes too when nothing else lives in it.
+    if (!m_userDirectory.empty() && IsDirectoryEmpty(m_userDirectory)) {
+        fs::remove(m_userDirectory, ec);
     }
 }
 

@@ -7,12 +7,16 @@
 namespace nvrprint {
 
 // Owns the directory where a job's working files live. Hands out timestamped base names
-// (YYYYMMDD_HHMMSS), forms file paths from base, suffix and extension, limits how many old
-// file sets stay on disk and removes the directory at the end when this run made it and it
-// is empty. Works on names only; it never creates or reads the files themselves.
+// (YYYYMMDD_HHMMSS), each held for this run by a reservation file, forms file paths from
+// base, suffix and extension, limits how many old file sets stay on disk and removes the
+// directory at the end when this run made it and it is empty. Apart from the reservation it
+// works on names only; it never creates or reads the job's files themselves.
 class TempFileManager {
 public:
     static constexpr const char* kDefaultDirectoryName = "_NvrPrnData";
+    // The file that holds a base for the run that made it, from the moment the base is
+    // chosen until the manager ends.
+    static constexpr const char* kReservationSuffix = "Run.lock";
 
     TempFileManager() = default;
     ~TempFileManager();
@@ -36,8 +40,12 @@ private:
     bool IsDirectoryEmpty(const std::string& path);
     bool CreateHiddenDirectory(const std::string& path);
     bool FilesExistWithBase(const std::string& base);
+    bool Reserve(const std::string& base);
+    void ReleaseReservationLocked();
 
     std::string m_tempDirectory;
+    std::string m_userDirectory;  // parent of the default directory; empty for a custom one
+    std::string m_reservation;
     bool m_isDefaultDirectory = true;
     bool m_directoryCreatedByUs = false;
     std::mutex m_lock;

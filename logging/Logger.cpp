@@ -1,5 +1,7 @@
 #include "Logger.h"
 
+#include <fcntl.h>
+
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -222,6 +224,15 @@ bool Logger::OpenFileLocked() {
         m_file.close();
     }
     m_file.clear();
+    if (m_createNewFile) {
+        int fd = ::open(m_logFilePath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                        0600);
+        if (fd < 0) {
+            return false;
+        }
+        ::close(fd);
+        m_createNewFile = false;
+    }
     m_file.open(m_logFilePath);
     return m_file.is_open();
 }
@@ -251,12 +262,13 @@ void Logger::SetModeFlags(uint32_t flags) {
     }
 }
 
-bool Logger::SetLogFile(const std::string& path) {
+bool Logger::SetLogFile(const std::string& path, bool createNew) {
     std::lock_guard lock(m_lock);
     if (path.empty()) {
         return false;
     }
     m_logFilePath = path;
+    m_createNewFile = createNew;
     if (!m_fileOutput) {
         return true;
     }

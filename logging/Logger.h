@@ -52,7 +52,9 @@ public:
     void Initialize(const std::string& path);
     void Log(int32_t level, std::string_view message, const char* function, const char* file,
              int line);
-    bool SetLogFile(const std::string& path);
+    // createNew: the file must not exist yet; it is made readable by this user alone and a
+    // link planted at path is never followed. For files in a directory others may write.
+    bool SetLogFile(const std::string& path, bool createNew = false);
     void SetLogLevel(int32_t level);
     void SetModeFlags(uint32_t flags);
     void ReleaseConsoleOutput();
@@ -89,6 +91,7 @@ private:
     std::atomic<int32_t> m_level{Info};
     std::ofstream m_file;
     std::string m_logFilePath;
+    bool m_createNewFile = false;
     std::atomic<bool> m_initialized{false};
     std::mutex m_lock;
     bool m_traceOutput = true;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <cstddef>
 #include <string>
 
 // File-system operations whose meaning differs between platforms.
@@ -16,5 +19,48 @@ bool CreatePrivateDirectory(const std::string& path, int* error);
 // Checks that path is a real directory (not a link), owned by the current user, and closed
 // to everybody else. On refusal returns false and describes why in reason.
 bool IsPrivateDirectory(const std::string& path, std::string* reason);
+
+// An open file descriptor, closed with the object.
+class UniqueFd {
+public:
+    UniqueFd() = default;
+    explicit UniqueFd(int fd) : m_fd(fd) {}
+    ~UniqueFd() { Reset(); }
+    UniqueFd(UniqueFd&& other) noexcept : m_fd(other.Release()) {}
+    UniqueFd& operator=(UniqueFd&& other) noexcept;
+    UniqueFd(const UniqueFd&) = delete;
+    UniqueFd& operator=(const UniqueFd&) = delete;
+
+    int Get() const { return m_fd; }
+    bool IsOpen() const { return m_fd >= 0; }
+    int Release();
+    void Reset();
+    // Closes the descriptor and reports whether the close succeeded; errno tells why not.
+    bool Close();
+
+private:
+    int m_fd = -1;
+};
+
+// Creates a new file that only the current user may read and write. Never opens an existing
+// file and never follows a symbolic link in the last component. On failure the result is not
+// open and error holds the cause.
+UniqueFd CreateNewPrivateFile(const std::string& path, int* error);
+
+// Writes all bytes, going on after short writes and interruptions. On failure returns false
+// and sets error (for example ENOSPC or EFBIG).
+bool WriteAll(int fd, const void* data, size_t length, int* error);
+
+// True when both paths name one existing file (same device and inode).
+bool IsSameFile(const std::string& first, const std::string& second);
+
+// True when path names an existing regular file, following links.
+bool IsRegularFile(const std::string& path);
+
+// The user id the program runs as, for names of per-user places and ownership tests.
+uid_t EffectiveUserId();
+
+// True when path exists, is not a link and belongs to the current user.
+bool IsOwnedByCurrentUser(const std::string& path);
 
 }  // namespace nvrprint::platform

@@ -1,9 +1,10 @@
 #include "DocFilePageMgr.h"
 
+#include <sys/eventfd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <iostream>
 
 #include "LogMacros.h"
 #include "PrintSystem.h"
@@ -12,14 +13,18 @@ namespace docmgr {
 
 const char* DocumentTypeName(int32_t documentType) {
     switch (documentType) {
-        case 1: return "PDF";
-        case 2: return "XPS";
-        case 3: return "OXPS";
-        default: return "Unknown";
+        case 1:
+            return "PDF";
+        case 2:
+            return "XPS";
+        case 3:
+            return "OXPS";
+        default:
+            return "Unknown";
     }
 }
 
-DocFilePageMgr::DocFilePageMgr() : m_pipeInput(&std::cin) {}
+DocFilePageMgr::DocFilePageMgr() : m_stopSignal(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 DocFilePageMgr::~DocFilePageMgr() {
     NVR_LOG_ENTRY("Entered - clearing cache with {} entries", m_pageCache.size());
@@ -37,6 +42,8 @@ DocFilePageMgr::~DocFilePageMgr() {
 
 void DocFilePageMgr::JoinLoadThread() {
     if (m_loadThread.joinable()) {
+        // A capture still waiting for input would never end on its own.
+        StopLoad();
         NVR_LOG_DEBUG("Waiting for load thread to complete");
         m_loadThread.join();
     }
@@ -75,7 +82,8 @@ DevModePtr DocFilePageMgr::GetPrinterSettings(const std::string& printerName) {
     }
     NVR_LOG_DEBUG("Retrieved default DEVMODE");
     // The same block goes in and comes out, so that the driver validates it.
-    DevModePtr validated(static_cast<nvrprint::DEVMODEW*>(std::calloc(1, static_cast<size_t>(size))));
+    DevModePtr validated(
+        static_cast<nvrprint::DEVMODEW*>(std::calloc(1, static_cast<size_t>(size))));
     if (!validated || printer->ValidateDevMode(block.get(), validated.get()) != nvrprint::kIdOk) {
         NVR_LOG_ERROR("Failed to validate DEVMODE for printer: {}", printerName);
         return {};

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <iosfwd>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,6 +12,7 @@
 #include "Bitmap.h"
 #include "DevMode.h"
 #include "DocMgrTypes.h"
+#include "FileSystem.h"
 #include "PageImage.h"
 #include "PrintJobSettings.h"
 
@@ -90,8 +90,12 @@ public:
     // A blank bitmap of the given size; bits, when given, receives its pixels.
     static BitmapPtr CreateDIBSectionBitmap(int32_t width, int32_t height, uint8_t** bits);
 
-    // Where piped input is read from; standard input unless a caller substitutes a stream.
-    void SetPipeInput(std::istream* input) { m_pipeInput = input; }
+    // Where piped input is read from; standard input unless a caller substitutes another
+    // descriptor, which stays the caller's.
+    void SetPipeInput(int fd) { m_pipeInputFd = fd; }
+    // Ends a capture of piped input that is still waiting for bytes: its partial file is
+    // deleted and the load fails. The backend's own opening of a document is not interrupted.
+    void StopLoad();
 
     uint64_t m_pageCount = 0;
     bool m_deleteTempFile = true;
@@ -134,7 +138,9 @@ private:
     std::mutex m_threadStateLock;
     std::condition_variable m_threadFinishedSignal;
     bool m_threadFinished = false;
-    std::istream* m_pipeInput;
+    int m_pipeInputFd = 0;
+    std::atomic<bool> m_stopRequested{false};
+    nvrprint::platform::UniqueFd m_stopSignal;
 };
 
 // Text of a document type in LoadDocumentStart: "PDF", "XPS", "OXPS" or "Unknown".

@@ -1,14 +1,13 @@
 // Loading a document on a thread of its own: capture of piped input, the backend's load,
 // the events of the load, and the wait for its end.
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <istream>
 #include <system_error>
 
 #include "DocFilePageMgr.h"
@@ -26,15 +25,15 @@ uint64_t FileSizeOrZero(const std::string& path) {
     return ec ? 0 : static_cast<uint64_t>(size);
 }
 
-// A fresh, unique file name in the system temp directory, as a fallback name for a capture.
-std::string MakeSystemTempName(int* error) {
+// A fresh, unique file in the system temp directory, as a fallback place for a capture.
+std::string MakeSystemTempName(nvrprint::platform::UniqueFd* file, int* error) {
     std::string pattern = nvrprint::platform::SystemTempPath() + "/docXXXXXX";
-    int fd = ::mkstemp(pattern.data());
+    int fd = ::mkostemp(pattern.data(), O_CLOEXEC);
     if (fd < 0) {
         *error = errno;
         return {};
     }
-    ::close(fd);
+    *file = nvrprint::platform::UniqueFd(fd);
     return pattern;
 }
 
@@ -45,6 +44,22 @@ LoadHandle DocFilePageMgr::LoadDocument(const std::string& path, bool isPipe,
                                         const std::string& tempFilePath) {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Loading document from {}", path);
+    if (m_loadThread.joinable()) {
+        {
+            std::lock_guard lock(m_threadStateLock);
+            if (!m_threadFinished) {
+                NVR_LOG_ERROR("A document is still loading; a second load is refused");
+                NVR_LOG_ENTRY("Returning nullptr (load in progress)");
+                return nullptr;
+            }
+        }
+        m_loadThread.join();
+    }
+    m_stopRequested.store(false);
+    if (m_stopSignal.IsOpen()) {
+        uint64_t pending = 0;
+        [[maybe_unused]] ssize_t drained = ::read(m_stopSignal.Get(), &pending, sizeof pending);
+    }
     m_eventCallback = callback;
     m_loadComplete.store(false);
     m_loadSuccess.store(false);
@@ -68,9 +83,8 @@ LoadHandle DocFilePageMgr::LoadDocument(const std::string& path, bool isPipe,
         int error = e.code().value();
         NVR_LOG_ERROR("Failed to create load thread (Error: {})", error);
         if (m_eventCallback) {
-            FireEvent(DocumentLoadError,
-                      DocumentLoadErrorData{"Failed to create load thread",
-                                            static_cast<uint32_t>(error)});
+            FireEvent(DocumentLoadError, DocumentLoadErrorData{"Failed to create load thread",
+                                                               static_cast<uint32_t>(error)});
         }
         NVR_LOG_ENTRY("Returning nullptr (failed to create thread)");
         return nullptr;
@@ -187,49 +201,95 @@ bool DocFilePageMgr::CaptureInputFileFromPipe(const std::string& inputPath,
     NVR_LOG_INFO("Capturing input from: {}", inputPath);
     // Standard input carries bytes unchanged here: there is no text mode to switch off.
 
+    nvrprint::platform::UniqueFd output;
     std::string outputPath = tempFilePath;
+    int error = 0;
     if (outputPath.empty()) {
-        int error = 0;
-        std::string generated = MakeSystemTempName(&error);
-        if (generated.empty()) {
+        outputPath = MakeSystemTempName(&output, &error);
+        if (outputPath.empty()) {
             NVR_LOG_ERROR("Failed to create temp file name (Error: {})", error);
+            errno = error;
             return false;
         }
-        outputPath = generated;
+    } else {
+        output = nvrprint::platform::CreateNewPrivateFile(outputPath, &error);
     }
     NVR_LOG_DEBUG("Temporary file: {}", outputPath);
-
-    errno = 0;
-    std::ofstream output(outputPath, std::ios::binary | std::ios::trunc);
-    if (!output.is_open()) {
-        int error = errno;
-        std::string message = fmt::format("Failed to create temporary file: {}", outputPath);
-        if (error != 0) {
-            message += fmt::format(" (errno: {} - {})", error, std::strerror(error));
-        }
-        NVR_LOG_ERROR("{}", message);
+    if (!output.IsOpen()) {
+        NVR_LOG_ERROR("Failed to create temporary file: {} (errno: {} - {})", outputPath, error,
+                      std::strerror(error));
         errno = error;
         return false;
     }
 
-    std::istream& input = *m_pipeInput;
+    // Anything short of every byte on disk is a failed capture, and its file is no document.
+    auto fail = [&](const std::string& why, int cause) {
+        output.Reset();
+        std::error_code ec;
+        std::filesystem::remove(outputPath, ec);
+        NVR_LOG_ERROR("{}; deleted the partial file: {}", why, outputPath);
+        errno = cause;
+        return false;
+    };
+
     char buffer[kCaptureChunkBytes];
     uint64_t total = 0;
     for (;;) {
-        input.read(buffer, sizeof buffer);
-        std::streamsize got = input.gcount();
-        if ((input.fail() || input.bad()) && got < 1) {
+        pollfd waits[2] = {{m_pipeInputFd, POLLIN, 0}, {m_stopSignal.Get(), POLLIN, 0}};
+        if (m_stopRequested.load()) {
+            return fail("Capture of standard input stopped", ECANCELED);
+        }
+        if (::poll(waits, 2, -1) < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return fail(fmt::format("Failed to wait for standard input (errno: {} - {})", errno,
+                                    std::strerror(errno)),
+                        errno);
+        }
+        if (waits[1].revents != 0 || m_stopRequested.load()) {
+            return fail("Capture of standard input stopped", ECANCELED);
+        }
+        ssize_t got = ::read(m_pipeInputFd, buffer, sizeof buffer);
+        if (got < 0) {
+            if (errno == EINTR || errno == EAGAIN) {
+                continue;
+            }
+            return fail(fmt::format("Failed to read standard input (errno: {} - {})", errno,
+                                    std::strerror(errno)),
+                        errno);
+        }
+        if (got == 0) {
             break;
         }
-        output.write(buffer, got);
+        if (!nvrprint::platform::WriteAll(output.Get(), buffer, static_cast<size_t>(got), &error)) {
+            return fail(fmt::format("Failed to write temporary file after {} bytes (errno: {} - "
+                                    "{})",
+                                    total, error, std::strerror(error)),
+                        error);
+        }
         total += static_cast<uint64_t>(got);
     }
-    output.close();
+    if (!output.Close()) {
+        error = errno;
+        return fail(fmt::format("Failed to close temporary file (errno: {} - {})", error,
+                                std::strerror(error)),
+                    error);
+    }
     NVR_LOG_INFO("Saved stdin to temporary file ({} bytes): {}", total, outputPath);
     if (total == 0) {
         errno = ENODATA;
     }
     return total != 0;
+}
+
+void DocFilePageMgr::StopLoad() {
+    NVR_LOG_DEBUG("Stopping the load");
+    m_stopRequested.store(true);
+    if (m_stopSignal.IsOpen()) {
+        uint64_t one = 1;
+        [[maybe_unused]] ssize_t written = ::write(m_stopSignal.Get(), &one, sizeof one);
+    }
 }
 
 }  // namespace docmgr

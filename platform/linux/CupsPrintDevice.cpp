@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "CupsJobState.h"
 #include "LogMacros.h"
 
 namespace nvrprint::platform {
@@ -15,6 +16,21 @@ struct OptionsFree {
     int count;
     void operator()(cups_option_t* options) const { cupsFreeOptions(count, options); }
 };
+
+// IPP carries a job's name in at most 255 octets; a longer one stops some printers' queues.
+constexpr size_t kMaxJobNameOctets = 255;
+
+// The text cut to at most limit bytes, never inside a UTF-8 sequence.
+std::string CutAtCharacter(const std::string& text, size_t limit) {
+    if (text.size() <= limit) {
+        return text;
+    }
+    size_t end = limit;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+        --end;
+    }
+    return text.substr(0, end);
+}
 
 }  // namespace
 
@@ -61,7 +77,11 @@ int CupsPrintDevice::StartDoc(const std::string& documentName) {
     if (m_jobId > 0) {
         return Fail(EALREADY, "A job is already open on this printer");
     }
-    m_title = documentName;
+    m_title = CutAtCharacter(documentName, kMaxJobNameOctets);
+    if (m_title.size() != documentName.size()) {
+        NVR_LOG_WARNING("Job title of {} bytes cut to {} bytes, the most a print job may carry",
+                        documentName.size(), m_title.size());
+    }
     int count = 0;
     cups_option_t* options = nullptr;
     for (const auto& [name, value] : m_options) {
@@ -72,7 +92,7 @@ int CupsPrintDevice::StartDoc(const std::string& documentName) {
     int jobId = 0;
     ipp_status_t status =
         cupsCreateDestJob(m_destination->Http(), m_destination->Dest(), m_destination->Info(),
-                          &jobId, documentName.c_str(), count, options);
+                          &jobId, m_title.c_str(), count, options);
     if (status > IPP_STATUS_OK_CONFLICTING || jobId <= 0) {
         return Fail(static_cast<int>(status),
                     fmt::format("Printer {} refused the job: {}", m_destination->Name(),
@@ -168,9 +188,21 @@ int CupsPrintDevice::EndDoc() {
     }
     if (cupsFinishDestDocument(m_destination->Http(), m_destination->Dest(),
                                m_destination->Info()) > IPP_STATUS_OK_CONFLICTING) {
-        return Fail(static_cast<int>(cupsLastError()),
-                    fmt::format("Job {} on {} failed: the printer did not take the document: {}",
-                                m_jobId, m_destination->Name(), cupsLastErrorString()));
+        const int error = static_cast<int>(cupsLastError());
+        const std::string reason = cupsLastErrorString();
+        AbortDoc();
+        return Fail(error, fmt::format("Job {} on {} failed: the printer did not take the "
+                                       "document: {}",
+                                       m_jobId, m_destination->Name(), reason));
+    }
+    // A scheduler that stalls answers nothing, and the finish above can still read as
+    // success: the job counts as sent only when the printer confirms it has the document.
+    std::string unconfirmed;
+    if (!JobHasItsDocument(*m_destination, m_jobId, &unconfirmed)) {
+        const int error = static_cast<int>(cupsLastError());
+        AbortDoc();
+        return Fail(error != 0 ? error : EIO, fmt::format("Job {} on {} failed: {}", m_jobId,
+                                                          m_destination->Name(), unconfirmed));
     }
     m_finished = true;
     NVR_LOG_INFO("Job {} sent to {} ({} sheets, {} bytes)", m_jobId, m_destination->Name(),
@@ -184,10 +216,7 @@ int CupsPrintDevice::AbortDoc() {
     }
     m_finished = true;
     // A fresh connection: the job's own may be in the middle of a request.
-    http_t* http =
-        cupsConnectDest(m_destination->Dest(),
-                        m_destination->IsQueue() ? CUPS_DEST_FLAGS_NONE : CUPS_DEST_FLAGS_DEVICE,
-                        5000, nullptr, nullptr, 0, nullptr, nullptr);
+    http_t* http = ConnectWithTimeLimit(*m_destination, 15.0);
     ipp_status_t status = cupsCancelDestJob(http != nullptr ? http : m_destination->Http(),
                                             m_destination->Dest(), m_jobId);
     if (http != nullptr) {

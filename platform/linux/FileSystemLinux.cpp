@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,6 +51,83 @@ bool IsPrivateDirectory(const std::string& path, std::string* reason) {
         return false;
     }
     return true;
+}
+
+UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept {
+    if (this != &other) {
+        Reset();
+        m_fd = other.Release();
+    }
+    return *this;
+}
+
+int UniqueFd::Release() {
+    int fd = m_fd;
+    m_fd = -1;
+    return fd;
+}
+
+void UniqueFd::Reset() {
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+    }
+}
+
+bool UniqueFd::Close() {
+    int fd = Release();
+    return fd < 0 || ::close(fd) == 0;
+}
+
+UniqueFd CreateNewPrivateFile(const std::string& path, int* error) {
+    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        *error = errno;
+    }
+    return UniqueFd(fd);
+}
+
+bool WriteAll(int fd, const void* data, size_t length, int* error) {
+    const char* next = static_cast<const char*>(data);
+    while (length > 0) {
+        ssize_t written = ::write(fd, next, length);
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            *error = errno;
+            return false;
+        }
+        if (written == 0) {
+            *error = EIO;
+            return false;
+        }
+        next += written;
+        length -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+bool IsSameFile(const std::string& first, const std::string& second) {
+    struct stat a {};
+    struct stat b {};
+    return ::stat(first.c_str(), &a) == 0 && ::stat(second.c_str(), &b) == 0 &&
+           a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool IsRegularFile(const std::string& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+uid_t EffectiveUserId() {
+    return ::geteuid();
+}
+
+bool IsOwnedByCurrentUser(const std::string& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 && !S_ISLNK(info.st_mode) &&
+           info.st_uid == ::geteuid();
 }
 
 }  // namespace nvrprint::platform

@@ -25,7 +25,9 @@ ProcessOptions WithStdin(std::string data) {
     return options;
 }
 
-const std::string& Usage() { return nvrprint::NvrPrintHelper::UsageText(); }
+const std::string& Usage() {
+    return nvrprint::NvrPrintHelper::UsageText();
+}
 
 // Runs the program with TMPDIR pointing at a scratch directory of the test's own.
 class CliTest : public ::testing::Test {
@@ -38,7 +40,16 @@ protected:
     std::string ErrorBox(const std::string& text) {
         return "[NvrPrintHelper Error] " + text + "\n";
     }
-    std::string DataDir() const { return tmp.File("_NvrPrnData"); }
+    std::string UserDir() const { return tmp.File("nvrprint-" + std::to_string(geteuid())); }
+    std::string DataDir() const { return UserDir() + "/_NvrPrnData"; }
+    std::string TempDirBox() {
+        return ErrorBox("Error: Could not create or access temporary directory: " + DataDir() +
+                        "\nUse -tempDir to choose a directory of your own.");
+    }
+    void MakeUserDir() {
+        fs::create_directory(UserDir());
+        fs::permissions(UserDir(), fs::perms::owner_all);
+    }
 
     ScratchDir tmp;
     ScratchDir work;
@@ -93,7 +104,8 @@ TEST_F(CliTest, OptionErrorsShowTheirBoxAndPrintNothingOnStdout) {
     for (const Case& c : cases) {
         ProcessResult r = Run(c.args);
         std::string joined;
-        for (const std::string& a : c.args) joined += a + " ";
+        for (const std::string& a : c.args)
+            joined += a + " ";
         EXPECT_EQ(r.exitCode, 1) << joined;
         EXPECT_EQ(r.err, ErrorBox(c.box)) << joined;
         EXPECT_EQ(r.out, "") << joined;
@@ -103,7 +115,8 @@ TEST_F(CliTest, OptionErrorsShowTheirBoxAndPrintNothingOnStdout) {
 TEST_F(CliTest, LogFileReceivesStartupLinesReplayed) {
     std::string log = work.File("run.log");
     WriteFile(work.File("doc.txt"), "plain text, not a document");
-    ProcessResult r = Run({"-logFile=" + log, "-logLevel=6", "-logFlags=0x07", work.File("doc.txt")});
+    ProcessResult r =
+        Run({"-logFile=" + log, "-logLevel=6", "-logFlags=0x07", work.File("doc.txt")});
     EXPECT_EQ(r.exitCode, 1);
     std::string text = ReadFile(log);
     std::regex header(
@@ -113,7 +126,8 @@ TEST_F(CliTest, LogFileReceivesStartupLinesReplayed) {
     size_t end = text.find("===== End of in-memory buffer =====\n");
     ASSERT_NE(end, std::string::npos);
     // Startup lines logged before the options were read stand inside the replay.
-    size_t startup = text.find("[INFO] nvrprint::NvrPrintHelper::ParseCommandLine: Parsing 4 argument(s)");
+    size_t startup =
+        text.find("[INFO] nvrprint::NvrPrintHelper::ParseCommandLine: Parsing 4 argument(s)");
     EXPECT_LT(startup, end);
     EXPECT_LT(text.find("[INFO] Log level changed from INFO to VERBOSE"), end);
     // Later lines follow the replay, live.
@@ -124,6 +138,7 @@ TEST_F(CliTest, LogFileReceivesStartupLinesReplayed) {
 }
 
 TEST_F(CliTest, KeepLimitDeletesOldestFileSets) {
+    MakeUserDir();
     fs::create_directory(DataDir());
     fs::permissions(DataDir(), fs::perms::owner_all);
     for (const char* base : {"20200101_000000", "20200102_000000", "20200103_000000"}) {
@@ -141,10 +156,11 @@ TEST_F(CliTest, KeepLimitDeletesOldestFileSets) {
 
 TEST_F(CliTest, DefaultTempDirectoryThatIsNotPrivateIsNotUsed) {
     WriteFile(work.File("doc.pdf"), "x");
+    MakeUserDir();
     fs::create_directory_symlink(work.Path(), DataDir());
     ProcessResult r = Run({work.File("doc.pdf")});
     EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.err, ErrorBox("Error: Could not create or access temporary directory"));
+    EXPECT_EQ(r.err, TempDirBox());
     EXPECT_EQ(fs::directory_iterator(work.Path())->path().filename(), "doc.pdf");
 
     if (geteuid() == 0) {
@@ -154,7 +170,7 @@ TEST_F(CliTest, DefaultTempDirectoryThatIsNotPrivateIsNotUsed) {
         ASSERT_EQ(chown(DataDir().c_str(), 65534, 65534), 0);
         r = Run({work.File("doc.pdf")});
         EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(r.err, ErrorBox("Error: Could not create or access temporary directory"));
+        EXPECT_EQ(r.err, TempDirBox());
         EXPECT_TRUE(fs::is_empty(DataDir()));
     }
     // A custom directory still works.
@@ -216,13 +232,14 @@ TEST_F(CliTest, OverrideSettingsFile) {
                               work.File("bad.json")));
     EXPECT_EQ(r.out, "");
 
-    WriteFile(work.File("good.json"),
-              R"({"PrintJobTitle": "Report", "dmCopies": 2, "bStapled": true, "PagesPerSheet": 4})");
+    WriteFile(
+        work.File("good.json"),
+        R"({"PrintJobTitle": "Report", "dmCopies": 2, "bStapled": true, "PagesPerSheet": 4})");
     WriteFile(work.File("doc.pdf"), "%PDF-1.4 not really");
     r = Run({"-logLevel=6", "-settings=" + work.File("good.json"), work.File("doc.pdf")});
-    for (const char* line : {"PrintJobTitle = 'Report'", "PagesPerSheet = 4", "bStapled = true",
-                             "dmCopies = 2", "Loaded 4 setting(s) from JSON",
-                             "Successfully loaded override settings"}) {
+    for (const char* line :
+         {"PrintJobTitle = 'Report'", "PagesPerSheet = 4", "bStapled = true", "dmCopies = 2",
+          "Loaded 4 setting(s) from JSON", "Successfully loaded override settings"}) {
         EXPECT_NE(r.out.find(line), std::string::npos) << line;
     }
 }

@@ -4,6 +4,7 @@
 
 #include <signal.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <regex>
@@ -129,6 +130,23 @@ TEST_F(SilentPrintTest, PrinterUriPrintsWithoutAQueue) {
     EXPECT_EQ(PageTexts(job.documentPath), std::vector<std::string>{"Page 1"});
 }
 
+TEST_F(SilentPrintTest, OverlongTitleIsCutAtACharacterToWhatIppCarries) {
+    // 300 bytes of two-byte characters: the name keeps 127 of them, 254 bytes.
+    std::string title;
+    for (int i = 0; i < 150; ++i)
+        title += "\xC3\xBC";
+    const std::string doc = work.File("long-title.pdf");
+    MakePdfWithSettings(doc, {kLetter}, R"({"PrintJobTitle": ")" + title + R"("})");
+    ProcessResult r = Print({doc});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    std::string cut;
+    for (int i = 0; i < 127; ++i)
+        cut += "\xC3\xBC";
+    EXPECT_TRUE(Has(r.out, "Job title of 300 bytes cut to 254 bytes")) << r.out;
+    ReceivedJob job = Received(cut);
+    EXPECT_EQ(PageTexts(job.documentPath), std::vector<std::string>{"Page 1"});
+}
+
 TEST_F(SilentPrintTest, UnknownQueueIsRefused) {
     const std::string doc = work.File("doc.pdf");
     MakePdf(doc, {kLetter});
@@ -211,6 +229,53 @@ TEST_F(SilentPrintTest, PagesAreKeptAsTiffAfterThePrintAndAFailedCopyKeepsExitCo
     EXPECT_TRUE(Has(r.out, "Exception during export: Failed to save first page"));
     EXPECT_TRUE(Has(r.out, "TIFF export failed"));
     EXPECT_EQ(r.err, "");
+}
+
+}  // namespace
+
+namespace {
+
+// A scheduler of its own, since this test stops it. The scheduler goes quiet once the job
+// exists and stays quiet past the client's time limits.
+TEST(SchedulerStallTest, SchedulerThatStallsAfterCreateJobNeverCountsAsSuccess) {
+    ScratchDir work;
+    const std::string stackEnv = work.File("stack.env");
+    std::optional<PrinterStack> stack = PrinterStack::StartPrivate(stackEnv, "NvrStallPrinter");
+    ASSERT_TRUE(stack) << "the stall printer stack did not start";
+    ScratchDir tmp;
+    const std::string doc = work.File("stalled.pdf");
+    MakePdf(doc, std::vector<FixturePage>(50, kLetter));
+
+    ProcessOptions options;
+    options.setEnv["TMPDIR"] = tmp.Path();
+    options.setEnv["CUPS_SERVER"] = stack->cupsServer;
+    options.timeoutSeconds = 240;
+    auto run = std::async(std::launch::async, [&] {
+        return RunProcess({ProgramPath(), "-silent", "-usePreviewApp=never", "-logLevel=4", doc},
+                          options);
+    });
+    const int cupsd = std::stoi(ReadFile(stack->stackDir + "/cupsd.pid"));
+    bool stopped = false;
+    for (int attempt = 0; attempt < 2000 && !stopped; ++attempt) {
+        if (!SchedulerJobState(*stack, 1).empty()) {
+            stopped = ::kill(cupsd, SIGSTOP) == 0;
+        }
+    }
+    // The scheduler stays quiet until the program has ended, however long it waits.
+    std::future_status ended = std::future_status::timeout;
+    if (stopped) {
+        ended = run.wait_for(std::chrono::seconds(200));
+        ::kill(cupsd, SIGCONT);
+    }
+    ProcessResult r = run.get();
+    PrinterStack::StopPrivate(stackEnv);
+    ASSERT_TRUE(stopped) << "the job never appeared on the scheduler";
+    ASSERT_EQ(ended, std::future_status::ready) << "the program waited for ever";
+
+    // Nothing the scheduler said could have told the program that the job was whole.
+    EXPECT_EQ(r.exitCode, 1) << r.out;
+    EXPECT_TRUE(Has(r.out, "Job 1 on NvrStallPrinter failed: ")) << r.out;
+    EXPECT_FALSE(Has(r.out, "Job 1 sent to")) << r.out;
 }
 
 }  // namespace

@@ -58,7 +58,7 @@ protected:
     bool OnLoadDocument(const std::string& path) override {
         loadedPath = path;
         if (m_hold)
-            m_gate.get_future().wait();
+            m_opened.wait();
         if (m_announce) {
             FireEvent(docmgr::DocumentSettingsAvailable,
                       docmgr::DocumentSettingsAvailableData{m_settings});
@@ -97,6 +97,7 @@ private:
     bool m_hold = false;
     std::atomic<bool> m_released{false};
     std::promise<void> m_gate;
+    std::shared_future<void> m_opened = m_gate.get_future().share();
     bool m_fail = false;
     bool m_failRenders = false;
     bool m_announce = false;

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,7 +60,52 @@ std::vector<std::string> BuildEnvironment(const ProcessOptions& options) {
     return out;
 }
 
+// The child inherits the file size limit, set here for the moment of its start.
+int SpawnWithLimits(pid_t* pid, const std::string& path, const posix_spawn_file_actions_t* actions,
+                    char* const* args, char* const* env, const ProcessOptions& options) {
+    rlimit saved{};
+    if (options.fileSizeLimit) {
+        ::getrlimit(RLIMIT_FSIZE, &saved);
+        rlimit limited = saved;
+        limited.rlim_cur = static_cast<rlim_t>(*options.fileSizeLimit);
+        ::setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    int rc = posix_spawnp(pid, path.c_str(), actions, nullptr, args, env);
+    if (options.fileSizeLimit) {
+        ::setrlimit(RLIMIT_FSIZE, &saved);
+    }
+    return rc;
+}
+
 }  // namespace
+
+int StartProcess(const std::vector<std::string>& argv, const ProcessOptions& options) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    std::vector<char*> args;
+    for (const std::string& a : argv)
+        args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    std::vector<std::string> envText = BuildEnvironment(options);
+    std::vector<char*> env;
+    for (std::string& e : envText)
+        env.push_back(e.data());
+    env.push_back(nullptr);
+    pid_t pid = -1;
+    int rc = SpawnWithLimits(&pid, argv[0], &actions, args.data(), env.data(), options);
+    posix_spawn_file_actions_destroy(&actions);
+    if (rc != 0) {
+        throw std::runtime_error(std::string("spawn failed: ") + std::strerror(rc));
+    }
+    return pid;
+}
+
+int WaitForProcess(int pid) {
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
 
 std::string ProgramPath() {
     return NVR_PROGRAM_PATH;
@@ -91,7 +137,7 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOpti
     env.push_back(nullptr);
 
     pid_t pid = -1;
-    int rc = posix_spawnp(&pid, argv[0].c_str(), &actions, nullptr, args.data(), env.data());
+    int rc = SpawnWithLimits(&pid, argv[0], &actions, args.data(), env.data(), options);
     posix_spawn_file_actions_destroy(&actions);
     if (rc != 0) {
         throw std::runtime_error(std::string("spawn failed: ") + std::strerror(rc));

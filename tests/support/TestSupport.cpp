@@ -1,6 +1,9 @@
 #include "TestSupport.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -24,6 +27,35 @@ ScratchDir::~ScratchDir() {
     std::filesystem::remove_all(m_path, ec);
 }
 
+InputBytes::InputBytes(const std::string& bytes) : m_fd(::memfd_create("input", MFD_CLOEXEC)) {
+    if (m_fd < 0 ||
+        ::write(m_fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()) ||
+        ::lseek(m_fd, 0, SEEK_SET) != 0) {
+        throw std::runtime_error("memfd failed");
+    }
+}
+
+InputBytes::~InputBytes() {
+    ::close(m_fd);
+}
+
+EndlessInput::EndlessInput() {
+    if (::pipe2(m_fds, O_CLOEXEC) != 0) {
+        throw std::runtime_error("pipe failed");
+    }
+}
+
+EndlessInput::~EndlessInput() {
+    ::close(m_fds[0]);
+    ::close(m_fds[1]);
+}
+
+void EndlessInput::Write(const std::string& bytes) {
+    if (::write(m_fds[1], bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        throw std::runtime_error("pipe write failed");
+    }
+}
+
 std::string ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
@@ -44,8 +76,12 @@ LogCapture::LogCapture(int level) : m_path(m_dir.File("capture.log")) {
     logger.SetLogLevel(level);
 }
 
-LogCapture::~LogCapture() { nvrprint::Logger::Instance().Shutdown(); }
+LogCapture::~LogCapture() {
+    nvrprint::Logger::Instance().Shutdown();
+}
 
-std::string LogCapture::Text() const { return ReadFile(m_path); }
+std::string LogCapture::Text() const {
+    return ReadFile(m_path);
+}
 
 }  // namespace testsupport

@@ -21,6 +21,34 @@ private:
     std::string m_path;
 };
 
+// Bytes to read from a file descriptor, as piped input would deliver them; closed with the
+// object.
+class InputBytes {
+public:
+    explicit InputBytes(const std::string& bytes);
+    ~InputBytes();
+    InputBytes(const InputBytes&) = delete;
+    InputBytes& operator=(const InputBytes&) = delete;
+    int Fd() const { return m_fd; }
+
+private:
+    int m_fd = -1;
+};
+
+// A pipe whose writing end stays open until the object ends: input that never finishes.
+class EndlessInput {
+public:
+    EndlessInput();
+    ~EndlessInput();
+    EndlessInput(const EndlessInput&) = delete;
+    EndlessInput& operator=(const EndlessInput&) = delete;
+    int Fd() const { return m_fds[0]; }
+    void Write(const std::string& bytes);
+
+private:
+    int m_fds[2] = {-1, -1};
+};
+
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
 

@@ -83,13 +83,14 @@ TEST(DocFilePageMgrLoad, PipeCaptureKeepsEveryByte) {
     for (size_t size : {size_t{1}, size_t{4096}, size_t{4097}, size_t{70000}}) {
         ScratchDir dir;
         std::string bytes;
-        for (size_t i = 0; i < size; ++i) bytes.push_back(static_cast<char>((i * 7 + 13) % 256));
+        for (size_t i = 0; i < size; ++i)
+            bytes.push_back(static_cast<char>((i * 7 + 13) % 256));
         bytes[0] = '\r';  // line ends must not be translated
-        std::istringstream input(bytes);
+        testsupport::InputBytes input(bytes);
         std::string capture = dir.File("job_Data.pdf");
         {
             FakeDocument doc;
-            doc.SetPipeInput(&input);
+            doc.SetPipeInput(input.Fd());
             EventLog events;
             doc.LoadDocument("-", true, events.Callback(), capture);
             ASSERT_TRUE(doc.WaitForDocumentLoad(30000));
@@ -110,11 +111,11 @@ TEST(DocFilePageMgrLoad, PipeCaptureKeepsEveryByte) {
 
 TEST(DocFilePageMgrLoad, CaptureIsKeptWhenDeletionIsCleared) {
     ScratchDir dir;
-    std::istringstream input("%PDF-1.4");
+    testsupport::InputBytes input("%PDF-1.4");
     std::string capture = dir.File("kept.pdf");
     {
         FakeDocument doc;
-        doc.SetPipeInput(&input);
+        doc.SetPipeInput(input.Fd());
         doc.m_deleteTempFile = false;
         doc.LoadDocument("-", true, nullptr, capture);
         ASSERT_TRUE(doc.WaitForDocumentLoad(30000));
@@ -124,11 +125,11 @@ TEST(DocFilePageMgrLoad, CaptureIsKeptWhenDeletionIsCleared) {
 
 TEST(DocFilePageMgrLoad, EmptyPipeFailsAndLeavesTheEmptyFile) {
     ScratchDir dir;
-    std::istringstream input("");
+    testsupport::InputBytes input("");
     std::string capture = dir.File("empty.pdf");
     {
         FakeDocument doc;
-        doc.SetPipeInput(&input);
+        doc.SetPipeInput(input.Fd());
         EventLog events;
         doc.LoadDocument("-", true, events.Callback(), capture);
         EXPECT_FALSE(doc.WaitForDocumentLoad(30000));
@@ -142,9 +143,9 @@ TEST(DocFilePageMgrLoad, EmptyPipeFailsAndLeavesTheEmptyFile) {
 }
 
 TEST(DocFilePageMgrLoad, UnwritableCaptureFails) {
-    std::istringstream input("data");
+    testsupport::InputBytes input("data");
     FakeDocument doc;
-    doc.SetPipeInput(&input);
+    doc.SetPipeInput(input.Fd());
     EventLog events;
     doc.LoadDocument("-", true, events.Callback(), "/nonexistent-dir/x.pdf");
     EXPECT_FALSE(doc.WaitForDocumentLoad(30000));

@@ -163,9 +163,9 @@ std::string WaitForLaunch(const ScratchDir& dir) {
 
 TEST_F(AppRun, PipedCaptureIsKeptThirtySecondsForTheExternalApplication) {
     MakePdf(dir.File("doc.pdf"), {kLetter});
-    std::istringstream piped(ReadFile(dir.File("doc.pdf")));
+    testsupport::InputBytes piped(ReadFile(dir.File("doc.pdf")));
     Start({"-type=pdfium", "-interactive", "-previewApp=" + MakeRecorder(dir), "-"});
-    app->SetPipeInput(&piped);
+    app->SetPipeInput(piped.Fd());
     EXPECT_EQ(app->Run(), 0);
     EXPECT_EQ(sleeps, std::vector<std::chrono::milliseconds>{std::chrono::milliseconds(30000)});
     EXPECT_EQ(WaitForLaunch(dir), app->ActualInputFile() + "\n");
@@ -174,9 +174,9 @@ TEST_F(AppRun, PipedCaptureIsKeptThirtySecondsForTheExternalApplication) {
 
 TEST_F(AppRun, KeptCaptureAndNamedFilesNeedNoWait) {
     MakePdf(dir.File("doc.pdf"), {kLetter});
-    std::istringstream piped(ReadFile(dir.File("doc.pdf")));
+    testsupport::InputBytes piped(ReadFile(dir.File("doc.pdf")));
     Start({"-type=pdfium", "-interactive", "-keep", "-previewApp=" + MakeRecorder(dir), "-"});
-    app->SetPipeInput(&piped);
+    app->SetPipeInput(piped.Fd());
     EXPECT_EQ(app->Run(), 0);
     EXPECT_TRUE(sleeps.empty());
 

@@ -32,7 +32,13 @@ class DefaultTempDir {
 public:
     DefaultTempDir() : m_old(getenv("TMPDIR")) { setenv("TMPDIR", m_root.Path().c_str(), 1); }
     ~DefaultTempDir() { setenv("TMPDIR", m_old.c_str(), 1); }
-    std::string Default() const { return m_root.File("_NvrPrnData"); }
+    std::string User() const { return m_root.File(fmt::format("nvrprint-{}", geteuid())); }
+    std::string Default() const { return User() + "/_NvrPrnData"; }
+    // The user's directory as an earlier run leaves it.
+    void MakeUser() const {
+        fs::create_directory(User());
+        fs::permissions(User(), fs::perms::owner_all);
+    }
     const ScratchDir& Root() const { return m_root; }
 
 private:
@@ -51,12 +57,16 @@ TEST(TempFileManager, DefaultDirectoryIsCreatedPrivateAndRemovedWhenEmpty) {
         struct stat info {};
         ASSERT_EQ(stat(tmp.Default().c_str(), &info), 0);
         EXPECT_EQ(info.st_mode & 0777, 0700u);
+        ASSERT_EQ(stat(tmp.User().c_str(), &info), 0);
+        EXPECT_EQ(info.st_mode & 0777, 0700u);
     }
     EXPECT_FALSE(fs::exists(tmp.Default()));
+    EXPECT_FALSE(fs::exists(tmp.User()));
 }
 
 TEST(TempFileManager, DirectoryLeftFromEarlierRunIsUsedAndKept) {
     DefaultTempDir tmp;
+    tmp.MakeUser();
     fs::create_directory(tmp.Default());
     fs::permissions(tmp.Default(), fs::perms::owner_all);
     {
@@ -79,6 +89,7 @@ TEST(TempFileManager, NonEmptyDirectoryIsKept) {
 TEST(TempFileManager, SharedOrForeignDefaultDirectoryIsRefused) {
     {
         DefaultTempDir tmp;
+        tmp.MakeUser();
         ScratchDir elsewhere;
         fs::create_directory_symlink(elsewhere.Path(), tmp.Default());
         TempFileManager manager;
@@ -86,6 +97,7 @@ TEST(TempFileManager, SharedOrForeignDefaultDirectoryIsRefused) {
     }
     {
         DefaultTempDir tmp;
+        tmp.MakeUser();
         fs::create_directory(tmp.Default());
         fs::permissions(tmp.Default(), fs::perms::all);
         TempFileManager manager;
@@ -93,6 +105,7 @@ TEST(TempFileManager, SharedOrForeignDefaultDirectoryIsRefused) {
     }
     if (geteuid() == 0) {
         DefaultTempDir tmp;
+        tmp.MakeUser();
         fs::create_directory(tmp.Default());
         fs::permissions(tmp.Default(), fs::perms::owner_all);
         ASSERT_EQ(chown(tmp.Default().c_str(), 65534, 65534), 0);
@@ -158,8 +171,8 @@ TEST(TempFileManager, KeepLimitDeletesOldestSetsWhole) {
     WriteFile(d + "20250101_000000_Data.pdf", "");
     WriteFile(d + "20250102_000000_Log.log", "");
     WriteFile(d + "20250103_000000_Log.log", "");
-    WriteFile(d + "20260307_140509_Log.log", "");  // the current job, newest
-    WriteFile(d + "abcdefgh_ijklmn_x.tmp", "");    // fits the wildcard, not a base
+    WriteFile(d + "20260307_140509_Log.log", "");     // the current job, newest
+    WriteFile(d + "abcdefgh_ijklmn_x.tmp", "");       // fits the wildcard, not a base
     fs::create_directory(d + "20240101_000000_dir");  // a directory is neither counted nor removed
 
     manager.EnforceKeepLimit(5);  // 4 sets: within the limit
@@ -184,4 +197,81 @@ TEST(TempFileManager, TimestampedBaseShape) {
     EXPECT_FALSE(HasTimestampedBase("2026030x_140509_Log.log"));
     EXPECT_FALSE(HasTimestampedBase("20260307-140509_Log.log"));
     EXPECT_FALSE(HasTimestampedBase("20260307_1405"));
+}
+
+TEST(TempFileManager, DefaultDirectoryIsPerUserAndItsParentMustBePrivate) {
+    DefaultTempDir tmp;
+    // Another user's directory in the shared place does not stand in the way.
+    fs::create_directory(tmp.Root().File("_NvrPrnData"));
+    fs::permissions(tmp.Root().File("_NvrPrnData"), fs::perms::none);
+    {
+        TempFileManager manager;
+        ASSERT_TRUE(manager.EnsureTempDirectoryExists());
+        EXPECT_EQ(manager.GetTempDirectory(), tmp.Default());
+    }
+    // A user directory others may enter, or a link in its place, is refused.
+    fs::create_directory(tmp.User());
+    fs::permissions(tmp.User(), fs::perms::all);
+    {
+        TempFileManager manager;
+        EXPECT_FALSE(manager.EnsureTempDirectoryExists());
+    }
+    fs::remove(tmp.User());
+    ScratchDir elsewhere;
+    fs::create_directory_symlink(elsewhere.Path(), tmp.User());
+    TempFileManager manager;
+    EXPECT_FALSE(manager.EnsureTempDirectoryExists());
+    EXPECT_TRUE(fs::is_empty(elsewhere.Path()));
+}
+
+TEST(TempFileManager, BaseIsReservedUntilTheManagerEnds) {
+    ScratchDir custom;
+    const std::tm when = LocalTime(2026, 3, 7, 14, 5, 9);
+    {
+        TempFileManager first;
+        TempFileManager second;
+        ASSERT_TRUE(first.SetTempDirectory(custom.Path()));
+        ASSERT_TRUE(second.SetTempDirectory(custom.Path()));
+        // Two runs in the same second: the second one moves on, though no job file exists yet.
+        EXPECT_EQ(first.GenerateUniqueTimestampedBaseFrom(when), "20260307_140509");
+        EXPECT_EQ(second.GenerateUniqueTimestampedBaseFrom(when), "20260307_140510");
+        struct stat info {};
+        ASSERT_EQ(lstat(custom.File("20260307_140509_Run.lock").c_str(), &info), 0);
+        EXPECT_EQ(info.st_mode & 0777, 0600u);
+        // Choosing again gives the first base back.
+        EXPECT_EQ(first.GenerateUniqueTimestampedBaseFrom(LocalTime(2026, 3, 7, 14, 6, 0)),
+                  "20260307_140600");
+        EXPECT_FALSE(fs::exists(custom.File("20260307_140509_Run.lock")));
+    }
+    EXPECT_TRUE(fs::is_empty(custom.Path()));
+}
+
+TEST(TempFileManager, KeepLimitTouchesOnlyThisUsersFilesWithTheProgramsNames) {
+    ScratchDir custom;
+    TempFileManager manager;
+    ASSERT_TRUE(manager.SetTempDirectory(custom.Path()));
+    const std::string d = custom.Path() + "/";
+    WriteFile(d + "20200101_000000_report.txt", "someone else's");
+    WriteFile(d + "20200101_000001_Log.log.bak", "");
+    WriteFile(d + "20200101_000002_Data.pdf", "");
+    WriteFile(d + "20200101_000002_Images.tmp", "");
+    WriteFile(d + "20200101_000002_Data.tmp", "");
+    WriteFile(d + "victim", "");
+    fs::create_symlink(d + "victim", d + "20200101_000003_Log.log");
+    WriteFile(d + "20260307_140509_Log.log", "");
+    manager.EnforceKeepLimit(1);
+    EXPECT_TRUE(fs::exists(d + "20200101_000000_report.txt"));
+    EXPECT_TRUE(fs::exists(d + "20200101_000001_Log.log.bak"));
+    EXPECT_FALSE(fs::exists(d + "20200101_000002_Data.pdf"));
+    EXPECT_FALSE(fs::exists(d + "20200101_000002_Images.tmp"));
+    EXPECT_FALSE(fs::exists(d + "20200101_000002_Data.tmp"));
+    EXPECT_TRUE(fs::is_symlink(d + "20200101_000003_Log.log"));
+    EXPECT_TRUE(fs::exists(d + "20260307_140509_Log.log"));
+
+    if (geteuid() == 0) {
+        WriteFile(d + "20200101_000004_Log.log", "");
+        ASSERT_EQ(chown((d + "20200101_000004_Log.log").c_str(), 65534, 65534), 0);
+        manager.EnforceKeepLimit(1);
+        EXPECT_TRUE(fs::exists(d + "20200101_000004_Log.log"));
+    }
 }

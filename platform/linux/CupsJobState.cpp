@@ -1,0 +1,101 @@
+// Asking the printer about a job after its document went out: a scheduler can take the bytes
+// into its socket and then never answer, and a job left "incoming" prints nothing.
+#include "CupsJobState.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+#include <memory>
+
+namespace nvrprint::platform {
+namespace {
+
+constexpr double kAnswerTimeLimitSeconds = 15.0;
+
+struct HttpClose {
+    void operator()(http_t* http) const { httpClose(http); }
+};
+struct IppDelete {
+    void operator()(ipp_t* ipp) const { ippDelete(ipp); }
+};
+
+// The printer's URI and the resource to post requests to.
+bool PrinterUriAndResource(const CupsDestination& destination, std::string* uri,
+                           std::string* resource) {
+    const cups_dest_t* dest = destination.Dest();
+    const char* value = cupsGetOption("printer-uri-supported", dest->num_options, dest->options);
+    if (value == nullptr || *value == '\0') {
+        value = cupsGetOption("device-uri", dest->num_options, dest->options);
+    }
+    if (value == nullptr || *value == '\0') {
+        return false;
+    }
+    char scheme[32], user[256], host[256], path[1024];
+    int port = 0;
+    if (httpSeparateURI(HTTP_URI_CODING_ALL, value, scheme, sizeof scheme, user, sizeof user, host,
+                        sizeof host, &port, path, sizeof path) < HTTP_URI_STATUS_OK) {
+        return false;
+    }
+    *uri = value;
+    *resource = path;
+    return true;
+}
+
+}  // namespace
+
+http_t* ConnectWithTimeLimit(const CupsDestination& destination, double timeoutSeconds) {
+    http_t* http = cupsConnectDest(
+        destination.Dest(), destination.IsQueue() ? CUPS_DEST_FLAGS_NONE : CUPS_DEST_FLAGS_DEVICE,
+        5000, nullptr, nullptr, 0, nullptr, nullptr);
+    if (http != nullptr) {
+        httpSetTimeout(http, timeoutSeconds, nullptr, nullptr);
+    }
+    return http;
+}
+
+bool JobHasItsDocument(const CupsDestination& destination, int jobId, std::string* reason) {
+    std::string uri;
+    std::string resource;
+    if (!PrinterUriAndResource(destination, &uri, &resource)) {
+        *reason = "the printer's address is unknown";
+        return false;
+    }
+    std::unique_ptr<http_t, HttpClose> http(
+        ConnectWithTimeLimit(destination, kAnswerTimeLimitSeconds));
+    if (!http) {
+        *reason = fmt::format("the printer cannot be reached: {}", cupsLastErrorString());
+        return false;
+    }
+    ipp_t* request = ippNewRequest(IPP_OP_GET_JOB_ATTRIBUTES);
+    ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr, uri.c_str());
+    ippAddInteger(request, IPP_TAG_OPERATION, IPP_TAG_INTEGER, "job-id", jobId);
+    ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
+                 cupsUser());
+    static const char* const kWanted[] = {"job-state", "job-state-reasons"};
+    ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", 2, nullptr,
+                  kWanted);
+    std::unique_ptr<ipp_t, IppDelete> response(
+        cupsDoRequest(http.get(), request, resource.c_str()));
+    if (!response || cupsLastError() > IPP_STATUS_OK_CONFLICTING) {
+        *reason = fmt::format("the printer did not confirm the job: {}", cupsLastErrorString());
+        return false;
+    }
+    ipp_attribute_t* state = ippFindAttribute(response.get(), "job-state", IPP_TAG_ENUM);
+    const int value = state != nullptr ? ippGetInteger(state, 0) : 0;
+    if (value == IPP_JSTATE_CANCELED || value == IPP_JSTATE_ABORTED) {
+        *reason = fmt::format("the printer ended the job ({})", ippEnumString("job-state", value));
+        return false;
+    }
+    if (ipp_attribute_t* reasons =
+            ippFindAttribute(response.get(), "job-state-reasons", IPP_TAG_KEYWORD)) {
+        for (int i = 0; i < ippGetCount(reasons); ++i) {
+            if (std::strcmp(ippGetString(reasons, i, nullptr), "job-incoming") == 0) {
+                *reason = "the printer still waits for the job's document";
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+}  // namespace nvrprint::platform
