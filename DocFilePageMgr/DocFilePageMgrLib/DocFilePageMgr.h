@@ -88,6 +88,9 @@ public:
 
     // Where piped input is read from; standard input unless a caller substitutes a stream.
     void SetPipeInput(std::istream* input) { m_pipeInput = input; }
+    // Where a backend keeps its working files: the program's temp directory. The system's
+    // temp directory when not set.
+    void SetScratchDirectory(const std::string& directory) { m_scratchDirectory = directory; }
 
     uint64_t m_pageCount = 0;
     bool m_deleteTempFile = true;
@@ -110,6 +113,7 @@ protected:
     void JoinLoadThread();
 
     const TargetParams& ParamsFor(RenderTarget target) const;
+    const std::string& ScratchDirectory() const { return m_scratchDirectory; }
 
 private:
     bool CaptureInputFileFromPipe(const std::string& inputPath, const std::string& tempFilePath);
@@ -131,6 +135,7 @@ private:
     std::condition_variable m_threadFinishedSignal;
     bool m_threadFinished = false;
     std::istream* m_pipeInput;
+    std::string m_scratchDirectory;
 };
 
 // Text of a document type in LoadDocumentStart: "PDF", "XPS", "OXPS" or "Unknown".
