@@ -26,7 +26,7 @@ void RouteLibraryWarnings() {
     static std::once_flag once;
     std::call_once(once, [] {
         g_log_set_handler(
-            "LibGXPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK),
+            "GXPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK),
             [](const gchar*, GLogLevelFlags, const gchar* message, gpointer) {
                 NVR_LOG_WARNING("libgxps: {}", message != nullptr ? message : "");
             },
@@ -226,8 +226,6 @@ std::unique_ptr<PageMgrXps::Page> PageMgrXps::GetPage(size_t pageIndex) {
         NVR_LOG_VERBOSE("Successfully retrieved page {}", pageIndex);
         auto result = std::make_unique<Page>();
         result->handle = std::move(page);
-        result->documentIndex = d;
-        result->localIndex = local;
         return result;
     }
     NVR_LOG_ERROR("Page index {} not found (total pages: {})", pageIndex, m_totalPages);

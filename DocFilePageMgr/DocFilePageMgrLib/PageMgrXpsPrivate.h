@@ -34,8 +34,6 @@ struct PageMgrXps::Package {
 
 struct PageMgrXps::Page {
     nvrprint::platform::GObjectPtr<GXPSPage> handle;
-    size_t documentIndex = 0;
-    size_t localIndex = 0;
 
     // The page's own size in 1/96 inch; false when it names none.
     bool SizeInUnits(double* width, double* height) const;

@@ -70,8 +70,7 @@ bool ParsePieceName(const std::string& name, std::string* part, uint64_t* number
 }
 
 std::string ZipErrorText(zip_error_t* error) {
-    std::string text = zip_error_strerror(error);
-    return text;
+    return zip_error_strerror(error);
 }
 
 // Reads the central directory, checks it against the limits, and groups the entries into

@@ -201,6 +201,17 @@ TEST_F(XpsBackendTest, HostileOrBrokenPackagesFailTheLoad) {
     }
     std::vector<ZipEntry> noSequence = parts;
     std::erase_if(noSequence, [](const ZipEntry& e) { return e.name.ends_with(".fdseq"); });
+    // One page part named 10001 times: too many pages, refused before any is read.
+    std::vector<ZipEntry> manyPages = parts;
+    for (ZipEntry& entry : manyPages) {
+        if (entry.name.ends_with(".fdoc")) {
+            entry.data = R"(<FixedDocument xmlns="http://schemas.microsoft.com/xps/2005/06">)";
+            for (int i = 0; i < 10001; ++i) {
+                entry.data += R"(<PageContent Source="/Documents/1/Pages/1.fpage"/>)";
+            }
+            entry.data += "</FixedDocument>";
+        }
+    }
     std::vector<ZipEntry> missingPiece = XpsParts({{kXpsLetter}}, {.interleaved = true});
     std::erase_if(missingPiece, [](const ZipEntry& e) { return e.name.ends_with("[1].piece"); });
 
@@ -213,6 +224,7 @@ TEST_F(XpsBackendTest, HostileOrBrokenPackagesFailTheLoad) {
         {"too many entries", MakeZip(crowd)},
         {"no document sequence", MakeZip(noSequence)},
         {"missing piece", MakeZip(missingPiece)},
+        {"too many pages", MakeZip(manyPages)},
         {"oversized page", MakeZip(XpsParts({{{30000, 1056}}}))},
         {"empty", ""},
     };
@@ -236,6 +248,31 @@ TEST_F(XpsBackendTest, PagesBeyondTheBitmapLimitAreRefusedBeforeDrawing) {
     doc.manager.SetTargetParams(Thumbnail, {1.0, 300, 300});
     EXPECT_FALSE(doc.manager.GetPageImage(1, Thumbnail));
     EXPECT_TRUE(log.Contains("Invalid bitmap dimensions: 46875x300 (must be > 0 and <= 16384)"));
+}
+
+TEST_F(XpsBackendTest, DeeplyNestedMarkupIsDrawnWithoutExhaustingTheStack) {
+    std::vector<ZipEntry> parts = XpsParts({{kXpsLetter}});
+    constexpr int kDepth = 200000;
+    for (ZipEntry& entry : parts) {
+        if (entry.name.ends_with("1.fpage")) {
+            std::string nested;
+            for (int i = 0; i < kDepth; ++i) {
+                nested += "<Canvas>";
+            }
+            nested += R"(<Path Data="M 0,0 L 48,0 L 48,48 Z" Fill="#FF000000"/>)";
+            for (int i = 0; i < kDepth; ++i) {
+                nested += "</Canvas>";
+            }
+            entry.data.insert(entry.data.rfind("</FixedPage>"), nested);
+        }
+    }
+    LoadedXps doc(Bytes("deep.xps", MakeZip(parts)));
+    ASSERT_TRUE(doc.ok);
+    doc.manager.SetTargetParams(Screen, {1.0, 96, 96});
+    std::shared_ptr<PageImage> page = doc.manager.GetPageImage(1, Screen);
+    ASSERT_TRUE(page);
+    const Rgb corner = PixelAt(*page->bitmap, 40, 4);
+    EXPECT_EQ(corner.r + corner.g + corner.b, 0) << "the innermost path is drawn";
 }
 
 class XpsPrintTest : public XpsBackendTest {
