@@ -129,21 +129,22 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
             return false;
         }
         for (guint p = 0; p < pages; ++p) {
-            rawError = nullptr;
-            GObjectPtr<GXPSPage> page(gxps_document_get_page(document.get(), p, &rawError));
-            GErrorPtr pageError(rawError);
-            if (!page) {
-                NVR_LOG_DEBUG("Failed to get page object for page {}, using default letter size",
-                              p);
-                m_pageSizes.push_back({kLetterWidth, kLetterHeight});
-                continue;
-            }
+            // The size the document declares for its page is read without opening the page;
+            // only a page declared without one is loaded for it.
             gdouble width = 0.0;
             gdouble height = 0.0;
-            gxps_page_get_size(page.get(), &width, &height);
-            if ((width <= 0.0 || height <= 0.0) &&
-                !gxps_document_get_page_size(document.get(), p, &width, &height)) {
-                width = height = 0.0;
+            if (!gxps_document_get_page_size(document.get(), p, &width, &height) || width <= 0.0 ||
+                height <= 0.0) {
+                rawError = nullptr;
+                GObjectPtr<GXPSPage> page(gxps_document_get_page(document.get(), p, &rawError));
+                GErrorPtr pageError(rawError);
+                if (!page) {
+                    NVR_LOG_DEBUG(
+                        "Failed to get page object for page {}, using default letter size", p);
+                    m_pageSizes.push_back({kLetterWidth, kLetterHeight});
+                    continue;
+                }
+                gxps_page_get_size(page.get(), &width, &height);
             }
             if (width <= 0.0 || height <= 0.0) {
                 NVR_LOG_DEBUG(

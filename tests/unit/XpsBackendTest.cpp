@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <mutex>
+#include <regex>
 
 #include "FakePrintSystem.h"
 #include "PageMgrXps.h"
@@ -118,6 +119,23 @@ TEST_F(XpsBackendTest, SubDocumentsFormOneRunOfPagesInOrder) {
     EXPECT_FALSE(doc.manager.GetPageSizePoints(6, &width, &height));
     EXPECT_TRUE(doc.manager.GetPageSizePoints(5, &width, &height));
     EXPECT_EQ(std::make_pair(width, height), expected[4]);
+}
+
+TEST_F(XpsBackendTest, PagesTheDocumentDoesNotMeasureAreMeasuredFromThemselves) {
+    std::vector<ZipEntry> parts = XpsParts({{kXpsLetterLandscape, kXpsLetterLandscape}});
+    for (ZipEntry& entry : parts) {
+        if (entry.name.ends_with(".fdoc")) {
+            entry.data =
+                std::regex_replace(entry.data, std::regex(R"( Width="\d+" Height="\d+")"), "");
+        }
+        if (entry.name.ends_with("2.fpage")) {
+            entry.data = std::regex_replace(entry.data, std::regex(R"( Width="\d+")"), "");
+        }
+    }
+    LoadedXps doc(Bytes("unmeasured.xps", MakeZip(parts)));
+    ASSERT_TRUE(doc.ok);
+    // The second page names no width anywhere: Letter stands in for it.
+    EXPECT_EQ(doc.PageSizes(), (Sizes{{792, 612}, {612, 792}}));
 }
 
 TEST_F(XpsBackendTest, RenderedPagesShowPathsGradientImageAndGlyphs) {
