@@ -4,6 +4,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -37,7 +38,7 @@ int RunCommand(std::vector<std::string> argv) {
 }
 
 void Report(const char* what, double seconds, int pages) {
-    std::printf("%-44s %6.2f s, %6.1f pages/s\n", what, seconds, pages / seconds);
+    std::printf("%-52s %6.2f s, %6.1f pages/s\n", what, seconds, pages / seconds);
 }
 
 }  // namespace
@@ -53,45 +54,52 @@ int main() {
     }
     testsupport::MakeXps(xps, {sizes});
 
-    // Conversion into the job's document, load included, as a print does it.
-    auto start = Clock::now();
-    double convert = 0;
-    {
+    // Conversion into the job's document, load included, as a print does it; the best of
+    // three runs on each side, since one run is short.
+    constexpr int kRuns = 3;
+    double convert = 1e9;
+    double theirPdf = 1e9;
+    int pdfRc = 0;
+    for (int run = 0; run < kRuns; ++run) {
+        auto start = Clock::now();
         docmgr::PageMgrXps manager;
         manager.SetScratchDirectory(dir.string());
         manager.LoadDocument(xps, false, nullptr, "");
-        if (!manager.WaitForDocumentLoad(30000)) {
-            std::fprintf(stderr, "load failed\n");
-            return 1;
-        }
-        if (!manager.WriteJobPdf((dir / "job.pdf").string())) {
+        if (!manager.WaitForDocumentLoad(30000) ||
+            !manager.WriteJobPdf((dir / "job.pdf").string())) {
             std::fprintf(stderr, "conversion failed\n");
             return 1;
         }
-        convert = Seconds(start);
-
+        convert = std::min(convert, Seconds(start));
         start = Clock::now();
-        for (size_t page = 1; page <= kPages; ++page) {
-            if (!manager.GetPageImage(page, docmgr::Screen)) {
-                std::fprintf(stderr, "render of page %zu failed\n", page);
-                return 1;
-            }
+        pdfRc = RunCommand({"xpstopdf", xps, (dir / "theirs.pdf").string()});
+        theirPdf = std::min(theirPdf, Seconds(start));
+    }
+
+    docmgr::PageMgrXps manager;
+    manager.SetScratchDirectory(dir.string());
+    manager.LoadDocument(xps, false, nullptr, "");
+    if (!manager.WaitForDocumentLoad(30000)) {
+        std::fprintf(stderr, "load failed\n");
+        return 1;
+    }
+    auto start = Clock::now();
+    for (size_t page = 1; page <= kPages; ++page) {
+        if (!manager.GetPageImage(page, docmgr::Screen)) {
+            std::fprintf(stderr, "render of page %zu failed\n", page);
+            return 1;
         }
     }
     const double render = Seconds(start);
-
-    start = Clock::now();
-    const int pdfRc = RunCommand({"xpstopdf", xps, (dir / "theirs.pdf").string()});
-    const double theirPdf = Seconds(start);
     start = Clock::now();
     const int pngRc = RunCommand({"xpstopng", "-r", "300", xps, (dir / "png").string()});
     const double theirPng = Seconds(start);
     std::filesystem::remove_all(dir);
 
     std::printf("pages: %d (Letter, alternating portrait and landscape)\n", kPages);
-    Report("NvrPrintHelper XPS -> job PDF (with load):", convert, kPages);
+    Report("NvrPrintHelper XPS -> job PDF (with load, best of 3):", convert, kPages);
     if (pdfRc == 0) {
-        Report("xpstopdf:", theirPdf, kPages);
+        Report("xpstopdf (best of 3):", theirPdf, kPages);
     } else {
         std::printf("xpstopdf not available\n");
     }
