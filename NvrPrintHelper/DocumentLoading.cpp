@@ -138,6 +138,7 @@ bool NvrPrintHelper::LoadDocument() {
         NVR_LOG_ERROR("Failed to create document manager");
         return false;
     }
+    m_docMgr->SetScratchDirectory(m_tempFileManager.GetTempDirectory());
     if (m_keepTempFiles) {
         NVR_LOG_INFO("Disabling temporary file deletion (-Keep option specified)");
         m_docMgr->m_deleteTempFile = false;

@@ -96,6 +96,9 @@ public:
     // Ends a capture of piped input that is still waiting for bytes: its partial file is
     // deleted and the load fails. The backend's own opening of a document is not interrupted.
     void StopLoad();
+    // Where a backend keeps its working files: the program's temp directory. The system's
+    // temp directory when not set.
+    void SetScratchDirectory(const std::string& directory) { m_scratchDirectory = directory; }
 
     uint64_t m_pageCount = 0;
     bool m_deleteTempFile = true;
@@ -118,6 +121,7 @@ protected:
     void JoinLoadThread();
 
     const TargetParams& ParamsFor(RenderTarget target) const;
+    const std::string& ScratchDirectory() const { return m_scratchDirectory; }
 
 private:
     bool CaptureInputFileFromPipe(const std::string& inputPath, const std::string& tempFilePath);
@@ -141,6 +145,7 @@ private:
     int m_pipeInputFd = 0;
     std::atomic<bool> m_stopRequested{false};
     nvrprint::platform::UniqueFd m_stopSignal;
+    std::string m_scratchDirectory;
 };
 
 // Text of a document type in LoadDocumentStart: "PDF", "XPS", "OXPS" or "Unknown".

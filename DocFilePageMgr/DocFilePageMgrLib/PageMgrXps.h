@@ -1,14 +1,25 @@
 #pragma once
 
+#include <chrono>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "DocFilePageMgr.h"
 
 namespace docmgr {
 
-// The XPS and OXPS backend, serving the document classes "xps" and "winpdf".
+// The XPS and OXPS backend, serving the document classes "xps" and "winpdf". The package is
+// checked and copied into a plain package in the scratch directory first; that copy is
+// opened, measured and drawn with libgxps. A print draws every page into a vector PDF of
+// the pages' own sizes and sends it as one job.
 class PageMgrXps final : public DocFilePageMgr {
 public:
+    // More pages than this end the load.
+    static constexpr uint64_t kMaxPages = 10000;
+    // Pages larger than this on either side (1/96 inch, 200 inches) end the load.
+    static constexpr double kMaxPageUnits = 19200.0;
+
     PageMgrXps();
     ~PageMgrXps() override;
 
@@ -16,11 +27,46 @@ public:
     static bool CanHandleFile(const std::string& path);
 
     int32_t GetDocumentType() override { return 2; }
+    bool RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
+                            PrintDevice* device, WindowHandle notifyWindow) override;
+
+    // How long a job may go without any change of state on the printer, and how often it is
+    // asked; tests shorten them.
+    void SetJobWait(std::chrono::milliseconds perWait, std::chrono::milliseconds poll) {
+        m_jobWait = perWait;
+        m_jobPoll = poll;
+    }
+
+    // Draws every page into a PDF at path, one page per page at its own size. False, with the
+    // file removed, when a page cannot be drawn.
+    bool WriteJobPdf(const std::string& path);
 
 protected:
     bool OnLoadDocument(const std::string& path) override;
     uint64_t OnGetPageCount() override;
     BitmapPtr OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) override;
+    bool OnGetPageSizePoints(size_t pageIndex, double* width, double* height) override;
+    bool OnDrawPage(PrintDevice* device, size_t pageIndex, const TargetParams& params, int x,
+                    int y) override;
+
+private:
+    struct Package;
+    struct Page;
+    struct PageSize {
+        double width;
+        double height;
+    };
+
+    // The page at a 0-based index over all sub-documents; null when there is none.
+    std::unique_ptr<Page> GetPage(size_t pageIndex);
+    // Follows the printer's job until it is done; false (and the job cancelled) otherwise.
+    bool WaitForJob(PrintDevice* device, int jobId);
+
+    std::unique_ptr<Package> m_package;
+    uint64_t m_totalPages = 0;
+    std::vector<PageSize> m_pageSizes;
+    std::chrono::milliseconds m_jobWait{60000};
+    std::chrono::milliseconds m_jobPoll{250};
 };
 
 }  // namespace docmgr

@@ -19,6 +19,13 @@ enum DeviceCap : int {
     PHYSICALOFFSETY = 113,  // top edge of the printable area, device pixels
 };
 
+// Where a job stands once its document is sent, as the print system tells it.
+struct PrintJobStatus {
+    enum State { Pending, Held, Processing, Stopped, Cancelled, Aborted, Completed };
+    State state = Pending;
+    int pagesDone = 0;  // impressions the printer reports as done
+};
+
 // A printer's drawing surface for one job, shaped like a printer device context: a document
 // of sheets, each drawn in device pixels from the printable area's top-left corner. Results
 // follow the same rules: above 0 is success.
@@ -42,6 +49,14 @@ public:
                               int height) = 0;
     // Copies a bitmap onto the sheet at its own size.
     virtual bool DrawBitmap(const Bitmap& bitmap, int x, int y) = 0;
+
+    // Adds a whole sheet of the given size in points that carries a page of a PDF file as it
+    // is, in place of StartPage, placing and EndPage: for documents whose pages go to the
+    // printer at their own sizes.
+    virtual bool AddPdfPageSheet(const std::string& pdfPath, size_t pageIndex, double widthPoints,
+                                 double heightPoints) = 0;
+    // The state of the job after EndDoc; false when the print system cannot tell.
+    virtual bool GetJobStatus(PrintJobStatus* status) = 0;
 };
 
 }  // namespace docmgr

@@ -1,6 +1,7 @@
 #include "CupsPrintDevice.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "CupsJobState.h"
@@ -175,6 +176,89 @@ bool CupsPrintDevice::DrawBitmap(const Bitmap& bitmap, int x, int y) {
         StreamFailed(reason);
         return false;
     }
+    return true;
+}
+
+bool CupsPrintDevice::AddPdfPageSheet(const std::string& pdfPath, size_t pageIndex,
+                                      double widthPoints, double heightPoints) {
+    if (!m_writer || m_pageOpen) {
+        Fail(EINVAL, "No job is open, or a sheet is already started");
+        return false;
+    }
+    m_writer->BeginSheet(widthPoints, heightPoints);
+    std::string reason;
+    if (!m_writer->PlacePage(pdfPath, pageIndex, 0.0, 0.0, widthPoints, heightPoints, &reason)) {
+        Fail(EIO, fmt::format("Cannot place page {} of {}: {}", pageIndex + 1, pdfPath, reason));
+        return false;
+    }
+    if (!m_writer->EndSheet(&reason)) {
+        StreamFailed(reason);
+        return false;
+    }
+    return true;
+}
+
+bool CupsPrintDevice::GetJobStatus(PrintJobStatus* status) {
+    if (m_jobId <= 0) {
+        Fail(EINVAL, "No job is open");
+        return false;
+    }
+    const char* printerUri =
+        cupsGetOption("printer-uri-supported", m_destination->Dest()->num_options,
+                      m_destination->Dest()->options);
+    std::string uri = printerUri != nullptr ? printerUri : m_destination->Name();
+    char scheme[32], user[256], host[256], resource[1024];
+    int port = 0;
+    if (httpSeparateURI(HTTP_URI_CODING_ALL, uri.c_str(), scheme, sizeof scheme, user, sizeof user,
+                        host, sizeof host, &port, resource, sizeof resource) < HTTP_URI_STATUS_OK) {
+        std::snprintf(resource, sizeof resource, "/");
+    }
+    ipp_t* request = ippNewRequest(IPP_OP_GET_JOB_ATTRIBUTES);
+    ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr, uri.c_str());
+    ippAddInteger(request, IPP_TAG_OPERATION, IPP_TAG_INTEGER, "job-id", m_jobId);
+    ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
+                 cupsUser());
+    static const char* const kWanted[] = {"job-state", "job-impressions-completed"};
+    ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", 2, nullptr,
+                  kWanted);
+    std::unique_ptr<ipp_t, decltype(&ippDelete)> response(
+        cupsDoRequest(m_destination->Http(), request, resource), &ippDelete);
+    if (!response || cupsLastError() > IPP_STATUS_OK_CONFLICTING) {
+        Fail(static_cast<int>(cupsLastError()),
+             fmt::format("Cannot read the state of job {}: {}", m_jobId, cupsLastErrorString()));
+        return false;
+    }
+    ipp_attribute_t* state = ippFindAttribute(response.get(), "job-state", IPP_TAG_ENUM);
+    if (state == nullptr) {
+        Fail(EPROTO, fmt::format("The printer did not tell the state of job {}", m_jobId));
+        return false;
+    }
+    switch (ippGetInteger(state, 0)) {
+        case IPP_JSTATE_PENDING:
+            status->state = PrintJobStatus::Pending;
+            break;
+        case IPP_JSTATE_HELD:
+            status->state = PrintJobStatus::Held;
+            break;
+        case IPP_JSTATE_PROCESSING:
+            status->state = PrintJobStatus::Processing;
+            break;
+        case IPP_JSTATE_STOPPED:
+            status->state = PrintJobStatus::Stopped;
+            break;
+        case IPP_JSTATE_CANCELED:
+            status->state = PrintJobStatus::Cancelled;
+            break;
+        case IPP_JSTATE_ABORTED:
+            status->state = PrintJobStatus::Aborted;
+            break;
+        default:
+            status->state = PrintJobStatus::Completed;
+            break;
+    }
+    ipp_attribute_t* done =
+        ippFindAttribute(response.get(), "job-impressions-completed", IPP_TAG_INTEGER);
+    status->pagesDone = done != nullptr ? ippGetInteger(done, 0) : 0;
     return true;
 }
 

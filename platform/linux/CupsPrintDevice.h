@@ -34,6 +34,9 @@ public:
     bool PlacePdfPage(const std::string& pdfPath, size_t pageIndex, int x, int y, int width,
                       int height) override;
     bool DrawBitmap(const docmgr::Bitmap& bitmap, int x, int y) override;
+    bool AddPdfPageSheet(const std::string& pdfPath, size_t pageIndex, double widthPoints,
+                         double heightPoints) override;
+    bool GetJobStatus(docmgr::PrintJobStatus* status) override;
 
 private:
     int Fail(int error, const std::string& what);

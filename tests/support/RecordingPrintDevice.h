@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,8 @@ public:
     int failStartPage = 0;   // fail the n-th StartPage (from 1); 0 never
     bool failPlacement = false;
     bool failEndDoc = false;
+    // What GetJobStatus answers, one after another; the last one stays. Empty: cannot tell.
+    std::vector<docmgr::PrintJobStatus> statuses;
     std::vector<std::string> calls;
 
     int GetDeviceCaps(int index) const override {
@@ -66,8 +69,21 @@ public:
         return true;
     }
 
+    bool AddPdfPageSheet(const std::string&, size_t page, double width, double height) override {
+        calls.push_back(fmt::format("Sheet {} {}x{}", page + 1, width, height));
+        return !failPlacement;
+    }
+    bool GetJobStatus(docmgr::PrintJobStatus* status) override {
+        if (statuses.empty()) {
+            return false;
+        }
+        *status = statuses[std::min(m_statusReads++, statuses.size() - 1)];
+        return true;
+    }
+
 private:
     int m_pages = 0;
+    size_t m_statusReads = 0;
 };
 
 }  // namespace testsupport

@@ -1,0 +1,197 @@
+// Printing of the XPS backend. The pages are drawn by the library into a vector PDF, one page
+// per page at its own size, and that file goes to the printer as one job whose sheets carry
+// its pages unchanged. The program's N-up, reverse order and copies do not apply: the job's
+// settings reach only the Print Ticket, which is made and logged but not delivered, so the
+// printer's defaults rule the job.
+#include <cairo-pdf.h>
+
+#include <thread>
+
+#include "LogMacros.h"
+#include "PageMgrXpsPrivate.h"
+#include "PrintDevice.h"
+#include "PrintTicket.h"
+
+namespace docmgr {
+namespace {
+
+const char* JobStateText(PrintJobStatus::State state) {
+    switch (state) {
+        case PrintJobStatus::Pending:
+            return "Pending";
+        case PrintJobStatus::Held:
+            return "Held";
+        case PrintJobStatus::Processing:
+            return "In Progress";
+        case PrintJobStatus::Stopped:
+            return "Stopped";
+        case PrintJobStatus::Cancelled:
+            return "Cancelled";
+        case PrintJobStatus::Aborted:
+            return "Failed";
+        case PrintJobStatus::Completed:
+            return "Completed";
+    }
+    return "Unknown";
+}
+
+}  // namespace
+
+bool PageMgrXps::WriteJobPdf(const std::string& path) {
+    NVR_LOG_DEBUG("Writing {} page(s) to {}", m_totalPages, path);
+    CairoSurfacePtr surface(cairo_pdf_surface_create(path.c_str(), 612.0, 792.0));
+    if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) {
+        NVR_LOG_ERROR("Cannot create {}: {}", path,
+                      cairo_status_to_string(cairo_surface_status(surface.get())));
+        return false;
+    }
+    for (uint64_t i = 0; i < m_totalPages; ++i) {
+        const size_t index = static_cast<size_t>(i);
+        std::unique_ptr<Page> page = GetPage(index);
+        if (!page) {
+            NVR_LOG_ERROR("Failed to get page {}", i + 1);
+            return false;
+        }
+        double widthPoints = 0.0;
+        double heightPoints = 0.0;
+        OnGetPageSizePoints(index, &widthPoints, &heightPoints);
+        double widthUnits = 0.0;
+        double heightUnits = 0.0;
+        if (!page->SizeInUnits(&widthUnits, &heightUnits)) {
+            widthUnits = widthPoints * 96.0 / 72.0;
+            heightUnits = heightPoints * 96.0 / 72.0;
+        }
+        cairo_pdf_surface_set_size(surface.get(), widthPoints, heightPoints);
+        CairoPtr cr(cairo_create(surface.get()));
+        cairo_scale(cr.get(), widthPoints / widthUnits, heightPoints / heightUnits);
+        std::string reason;
+        if (!page->Draw(cr.get(), &reason)) {
+            NVR_LOG_ERROR("Failed to draw page {}: {}", i + 1, reason);
+            return false;
+        }
+        cairo_show_page(cr.get());
+        if (cairo_status(cr.get()) != CAIRO_STATUS_SUCCESS) {
+            NVR_LOG_ERROR("Failed to draw page {}: {}", i + 1,
+                          cairo_status_to_string(cairo_status(cr.get())));
+            return false;
+        }
+    }
+    cairo_surface_finish(surface.get());
+    if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) {
+        NVR_LOG_ERROR("Cannot write {}: {}", path,
+                      cairo_status_to_string(cairo_surface_status(surface.get())));
+        return false;
+    }
+    return true;
+}
+
+bool PageMgrXps::RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
+                                    PrintDevice* device, WindowHandle notifyWindow) {
+    NVR_LOG_INFO("Native XPS printing to: {}", printerName);
+    if (!m_package || m_totalPages == 0) {
+        NVR_LOG_ERROR("No XPS package loaded");
+        return false;
+    }
+    if (device == nullptr) {
+        NVR_LOG_ERROR("No print device for: {}", printerName);
+        return false;
+    }
+    DevModePtr devMode = GetPrinterSettings(printerName);
+    if (!devMode) {
+        NVR_LOG_ERROR("Failed to get printer settings for: {}", printerName);
+        return false;
+    }
+    NVR_LOG_DEBUG("Retrieved printer DEVMODE settings");
+    const std::vector<unsigned char> ticket =
+        nvrprint::PrintTicket::CreateFromSettings(devMode.get(), m_printJobSettings);
+    if (ticket.empty()) {
+        NVR_LOG_ERROR("Failed to create Print Ticket");
+        return false;
+    }
+    NVR_LOG_DEBUG("Created Print Ticket ({} bytes)", ticket.size());
+    NVR_LOG_VERBOSE("Print Ticket (not delivered; the printer's defaults apply): {}",
+                    std::string(ticket.begin(), ticket.end()));
+
+    int error = 0;
+    std::unique_ptr<ScratchFile> pdf =
+        ScratchFile::Create(ScratchDirectory(), "job", "pdf", &error);
+    if (!pdf) {
+        NVR_LOG_ERROR("Failed to create the job's document (Error: {})", error);
+        return false;
+    }
+    if (!WriteJobPdf(pdf->Path())) {
+        NVR_LOG_ERROR("Failed to write XPS package to the job's document");
+        return false;
+    }
+    NVR_LOG_DEBUG("XPS package written to the job's document successfully");
+
+    const int jobId = device->StartDoc(jobTitle);
+    if (jobId <= 0) {
+        NVR_LOG_ERROR("Failed to start print job (Error: {})", device->LastError());
+        return false;
+    }
+    NVR_LOG_DEBUG("Print job {} started, sending {} page(s)", jobId, m_totalPages);
+    for (uint64_t i = 0; i < m_totalPages; ++i) {
+        double width = 0.0;
+        double height = 0.0;
+        OnGetPageSizePoints(static_cast<size_t>(i), &width, &height);
+        if (!device->AddPdfPageSheet(pdf->Path(), static_cast<size_t>(i), width, height)) {
+            NVR_LOG_ERROR("Failed to send page {} (Error: {})", i + 1, device->LastError());
+            device->AbortDoc();
+            return false;
+        }
+        PostPrintProgress(notifyWindow, i + 1, m_totalPages);
+    }
+    if (device->EndDoc() <= 0) {
+        NVR_LOG_ERROR("Failed to end document (Error: {})", device->LastError());
+        device->AbortDoc();
+        return false;
+    }
+    NVR_LOG_DEBUG("Waiting for job completion...");
+    if (!WaitForJob(device, jobId)) {
+        return false;
+    }
+    NVR_LOG_INFO("Print job completed successfully");
+    NVR_LOG_INFO("Successfully completed XPS print job to: {}", printerName);
+    return true;
+}
+
+bool PageMgrXps::WaitForJob(PrintDevice* device, int jobId) {
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point lastChange = Clock::now();
+    PrintJobStatus last;
+    bool first = true;
+    while (true) {
+        PrintJobStatus status;
+        if (!device->GetJobStatus(&status)) {
+            NVR_LOG_ERROR("Failed to get job status (Error: {})", device->LastError());
+            device->AbortDoc();
+            return false;
+        }
+        // Each change of state or of pages done starts the time limit anew.
+        if (first || status.state != last.state || status.pagesDone != last.pagesDone) {
+            first = false;
+            last = status;
+            lastChange = Clock::now();
+            NVR_LOG_VERBOSE("Job status - {}, Current page: {}, Current doc: {}, Job ID: {}",
+                            JobStateText(status.state), status.pagesDone, 1, jobId);
+        }
+        if (status.state == PrintJobStatus::Completed) {
+            return true;
+        }
+        if (status.state == PrintJobStatus::Cancelled || status.state == PrintJobStatus::Aborted) {
+            NVR_LOG_ERROR("Print job did not complete successfully (Status: {})",
+                          JobStateText(status.state));
+            device->AbortDoc();
+            return false;
+        }
+        if (Clock::now() - lastChange >= m_jobWait) {
+            NVR_LOG_ERROR("Timeout waiting for job completion");
+            device->AbortDoc();
+            return false;
+        }
+        std::this_thread::sleep_for(m_jobPoll);
+    }
+}
+
+}  // namespace docmgr

@@ -1,0 +1,371 @@
+#include "XpsPackage.h"
+
+#include <zip.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include <fmt/format.h>
+
+namespace docmgr {
+namespace {
+
+struct ZipClose {
+    void operator()(zip_t* archive) const { zip_discard(archive); }
+};
+using ZipPtr = std::unique_ptr<zip_t, ZipClose>;
+
+struct ZipFileClose {
+    void operator()(zip_file_t* file) const { zip_fclose(file); }
+};
+using ZipFilePtr = std::unique_ptr<zip_file_t, ZipFileClose>;
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+struct Piece {
+    uint64_t number;
+    bool last;
+    zip_uint64_t index;
+    uint64_t size;
+};
+
+// One part of the package as it is to be written: its name and the entries holding it.
+struct Part {
+    std::string name;
+    std::vector<Piece> pieces;
+    bool interleaved = false;
+};
+
+// "<part>/[<n>].piece" or "<part>/[<n>].last.piece": the part's name, number and last flag.
+bool ParsePieceName(const std::string& name, std::string* part, uint64_t* number, bool* last) {
+    const size_t slash = name.rfind("/[");
+    if (slash == std::string::npos || slash == 0) {
+        return false;
+    }
+    const size_t close = name.find(']', slash);
+    if (close == std::string::npos || close == slash + 2 || close - slash - 2 > 9) {
+        return false;
+    }
+    const std::string digits = name.substr(slash + 2, close - slash - 2);
+    if (!std::all_of(digits.begin(), digits.end(),
+                     [](unsigned char c) { return std::isdigit(c); })) {
+        return false;
+    }
+    const std::string suffix = Lower(name.substr(close + 1));
+    if (suffix != ".piece" && suffix != ".last.piece") {
+        return false;
+    }
+    *part = name.substr(0, slash);
+    *number = std::stoull(digits);
+    *last = suffix == ".last.piece";
+    return true;
+}
+
+std::string ZipErrorText(zip_error_t* error) {
+    return zip_error_strerror(error);
+}
+
+// Reads the central directory, checks it against the limits, and groups the entries into
+// parts in the order their first entry appears.
+bool PlanParts(zip_t* archive, const XpsPackageLimits& limits, std::vector<Part>* parts,
+               std::string* reason) {
+    const zip_int64_t count = zip_get_num_entries(archive, 0);
+    if (count <= 0) {
+        *reason = "the archive holds no entries";
+        return false;
+    }
+    if (static_cast<uint64_t>(count) > limits.maxEntries) {
+        *reason =
+            fmt::format("the archive holds {} entries, more than {}", count, limits.maxEntries);
+        return false;
+    }
+    std::map<std::string, size_t> byName;  // lower-case part name -> index in parts
+    uint64_t total = 0;
+    for (zip_int64_t i = 0; i < count; ++i) {
+        zip_stat_t st;
+        zip_stat_init(&st);
+        if (zip_stat_index(archive, static_cast<zip_uint64_t>(i), 0, &st) != 0 ||
+            !(st.valid & ZIP_STAT_NAME) || !(st.valid & ZIP_STAT_SIZE) ||
+            !(st.valid & ZIP_STAT_COMP_SIZE) || !(st.valid & ZIP_STAT_COMP_METHOD)) {
+            *reason = fmt::format("entry {} cannot be read from the central directory", i);
+            return false;
+        }
+        const std::string name = st.name;
+        if (name.empty() || name.back() == '/') {
+            continue;  // a folder
+        }
+        if ((st.valid & ZIP_STAT_ENCRYPTION_METHOD) && st.encryption_method != ZIP_EM_NONE) {
+            *reason = fmt::format("entry {} is encrypted", name);
+            return false;
+        }
+        if (st.comp_method != ZIP_CM_STORE && st.comp_method != ZIP_CM_DEFLATE) {
+            *reason = fmt::format("entry {} uses compression method {}", name, st.comp_method);
+            return false;
+        }
+        if (st.size > limits.maxPartBytes) {
+            *reason = fmt::format("entry {} expands to {} bytes, more than {}", name, st.size,
+                                  limits.maxPartBytes);
+            return false;
+        }
+        total += st.size;
+        if (total > limits.maxTotalBytes) {
+            *reason = fmt::format("the entries expand to more than {} bytes", limits.maxTotalBytes);
+            return false;
+        }
+        if (st.size > limits.ratioFreeBytes &&
+            st.size / std::max<uint64_t>(st.comp_size, 1) > limits.maxRatio) {
+            *reason = fmt::format("entry {} expands {} bytes to {}, more than {} times", name,
+                                  st.comp_size, st.size, limits.maxRatio);
+            return false;
+        }
+
+        std::string partName = name;
+        uint64_t number = 0;
+        bool last = false;
+        const bool isPiece = ParsePieceName(name, &partName, &number, &last);
+        const std::string key = Lower(partName);
+        auto found = byName.find(key);
+        if (found == byName.end()) {
+            found = byName.emplace(key, parts->size()).first;
+            parts->push_back(Part{partName, {}, isPiece});
+        }
+        Part& part = (*parts)[found->second];
+        if (part.interleaved != isPiece || (!isPiece && !part.pieces.empty())) {
+            *reason = fmt::format("part {} is stored more than once", partName);
+            return false;
+        }
+        part.pieces.push_back(Piece{number, last, static_cast<zip_uint64_t>(i), st.size});
+    }
+    if (parts->empty()) {
+        *reason = "the archive holds only folders";
+        return false;
+    }
+    for (Part& part : *parts) {
+        if (!part.interleaved) {
+            continue;
+        }
+        std::sort(part.pieces.begin(), part.pieces.end(),
+                  [](const Piece& a, const Piece& b) { return a.number < b.number; });
+        for (size_t k = 0; k < part.pieces.size(); ++k) {
+            const bool shouldBeLast = k + 1 == part.pieces.size();
+            if (part.pieces[k].number != k || part.pieces[k].last != shouldBeLast) {
+                *reason = fmt::format("the pieces of part {} are incomplete", part.name);
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// Streams one part out of the source archive, piece after piece, for the writer. Each entry
+// must give exactly the bytes its directory entry declares; the library checks the CRC.
+class PartReader {
+public:
+    PartReader(zip_t* source, const Part& part) : m_source(source), m_part(part) {
+        zip_error_init(&m_error);
+        for (const Piece& piece : part.pieces) {
+            m_size += piece.size;
+        }
+    }
+    ~PartReader() { zip_error_fini(&m_error); }
+    PartReader(const PartReader&) = delete;
+    PartReader& operator=(const PartReader&) = delete;
+
+    const std::string& Failure() const { return m_failure; }
+
+    static zip_int64_t Callback(void* state, void* data, zip_uint64_t length,
+                                zip_source_cmd_t command) {
+        return static_cast<PartReader*>(state)->Handle(data, length, command);
+    }
+
+private:
+    zip_int64_t Fail(const std::string& what, int code) {
+        if (m_failure.empty()) {
+            m_failure = what;
+        }
+        zip_error_set(&m_error, code, 0);
+        return -1;
+    }
+
+    zip_int64_t Handle(void* data, zip_uint64_t length, zip_source_cmd_t command) {
+        switch (command) {
+            case ZIP_SOURCE_OPEN:
+                m_next = 0;
+                m_current.reset();
+                return 0;
+            case ZIP_SOURCE_READ:
+                return Read(static_cast<char*>(data), length);
+            case ZIP_SOURCE_CLOSE:
+                m_current.reset();
+                return 0;
+            case ZIP_SOURCE_STAT: {
+                auto* st = static_cast<zip_stat_t*>(data);
+                zip_stat_init(st);
+                st->size = m_size;
+                st->mtime = 0;
+                st->valid = ZIP_STAT_SIZE | ZIP_STAT_MTIME;
+                return sizeof(*st);
+            }
+            case ZIP_SOURCE_ERROR:
+                return zip_error_to_data(&m_error, data, length);
+            case ZIP_SOURCE_FREE:
+                return 0;
+            case ZIP_SOURCE_SUPPORTS:
+                return ZIP_SOURCE_SUPPORTS_READABLE;
+            default:
+                zip_error_set(&m_error, ZIP_ER_OPNOTSUPP, 0);
+                return -1;
+        }
+    }
+
+    zip_int64_t Read(char* data, zip_uint64_t length) {
+        while (true) {
+            if (!m_current) {
+                if (m_next == m_part.pieces.size()) {
+                    return 0;
+                }
+                const Piece& piece = m_part.pieces[m_next];
+                m_current.reset(zip_fopen_index(m_source, piece.index, 0));
+                if (!m_current) {
+                    return Fail(fmt::format("part {} cannot be read: {}", m_part.name,
+                                            zip_strerror(m_source)),
+                                ZIP_ER_READ);
+                }
+                m_pieceLeft = piece.size;
+            }
+            // One byte more than declared shows an entry that expands beyond its size.
+            const zip_uint64_t want = std::min<zip_uint64_t>(length, m_pieceLeft + 1);
+            const zip_int64_t got = zip_fread(m_current.get(), data, want);
+            if (got < 0) {
+                return Fail(fmt::format("part {} is damaged: {}", m_part.name,
+                                        zip_file_strerror(m_current.get())),
+                            ZIP_ER_READ);
+            }
+            if (static_cast<zip_uint64_t>(got) > m_pieceLeft) {
+                return Fail(fmt::format("part {} holds more than its declared size", m_part.name),
+                            ZIP_ER_INCONS);
+            }
+            m_pieceLeft -= static_cast<zip_uint64_t>(got);
+            if (got > 0) {
+                return got;
+            }
+            if (m_pieceLeft != 0) {
+                return Fail(fmt::format("part {} is shorter than its declared size", m_part.name),
+                            ZIP_ER_INCONS);
+            }
+            m_current.reset();
+            ++m_next;
+        }
+    }
+
+    zip_t* m_source;
+    const Part& m_part;
+    zip_error_t m_error;
+    uint64_t m_size = 0;
+    size_t m_next = 0;
+    ZipFilePtr m_current;
+    uint64_t m_pieceLeft = 0;
+    std::string m_failure;
+};
+
+bool WritePlainPackage(zip_t* source, const std::vector<Part>& parts, const std::string& outputPath,
+                       std::string* reason) {
+    int error = 0;
+    ZipPtr output(zip_open(outputPath.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error));
+    if (!output) {
+        zip_error_t details;
+        zip_error_init_with_code(&details, error);
+        *reason = fmt::format("cannot create {}: {}", outputPath, ZipErrorText(&details));
+        zip_error_fini(&details);
+        return false;
+    }
+    std::vector<std::unique_ptr<PartReader>> readers;
+    for (const Part& part : parts) {
+        readers.push_back(std::make_unique<PartReader>(source, part));
+        zip_source_t* data =
+            zip_source_function(output.get(), &PartReader::Callback, readers.back().get());
+        if (data == nullptr) {
+            *reason = fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get()));
+            return false;
+        }
+        const zip_int64_t index = zip_file_add(output.get(), part.name.c_str(), data, 0);
+        if (index < 0) {
+            zip_source_free(data);
+            *reason = fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get()));
+            return false;
+        }
+        zip_set_file_compression(output.get(), static_cast<zip_uint64_t>(index), ZIP_CM_STORE, 0);
+    }
+    if (zip_close(output.get()) != 0) {
+        *reason = "the package cannot be copied: ";
+        for (const auto& reader : readers) {
+            if (!reader->Failure().empty()) {
+                *reason += reader->Failure();
+                break;
+            }
+        }
+        if (reason->ends_with(": ")) {
+            *reason += zip_strerror(output.get());
+        }
+        std::remove(outputPath.c_str());
+        return false;
+    }
+    output.release();  // zip_close freed it
+    return true;
+}
+
+bool Rewrite(zip_t* source, const std::string& outputPath, std::string* reason,
+             const XpsPackageLimits& limits) {
+    std::vector<Part> parts;
+    if (!PlanParts(source, limits, &parts, reason)) {
+        return false;
+    }
+    return WritePlainPackage(source, parts, outputPath, reason);
+}
+
+}  // namespace
+
+bool RewriteXpsPackage(const std::string& sourcePath, const std::string& outputPath,
+                       std::string* reason, const XpsPackageLimits& limits) {
+    int error = 0;
+    ZipPtr source(zip_open(sourcePath.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &error));
+    if (!source) {
+        zip_error_t details;
+        zip_error_init_with_code(&details, error);
+        *reason = fmt::format("not a readable ZIP archive: {}", ZipErrorText(&details));
+        zip_error_fini(&details);
+        return false;
+    }
+    return Rewrite(source.get(), outputPath, reason, limits);
+}
+
+bool RewriteXpsPackage(std::span<const unsigned char> bytes, const std::string& outputPath,
+                       std::string* reason, const XpsPackageLimits& limits) {
+    zip_error_t error;
+    zip_error_init(&error);
+    zip_source_t* buffer = zip_source_buffer_create(bytes.data(), bytes.size(), 0, &error);
+    if (buffer == nullptr) {
+        *reason = fmt::format("cannot read the package: {}", ZipErrorText(&error));
+        zip_error_fini(&error);
+        return false;
+    }
+    ZipPtr source(zip_open_from_source(buffer, ZIP_RDONLY | ZIP_CHECKCONS, &error));
+    if (!source) {
+        zip_source_free(buffer);
+        *reason = fmt::format("not a readable ZIP archive: {}", ZipErrorText(&error));
+        zip_error_fini(&error);
+        return false;
+    }
+    zip_error_fini(&error);
+    return Rewrite(source.get(), outputPath, reason, limits);
+}
+
+}  // namespace docmgr

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace docmgr {
+
+// What a package may hold before any of its parts is read. The numbers are those its central
+// directory declares, so a zip bomb is refused without being expanded.
+struct XpsPackageLimits {
+    uint64_t maxEntries = 10000;
+    uint64_t maxPartBytes = uint64_t{256} << 20;
+    uint64_t maxTotalBytes = uint64_t{1} << 30;
+    // Parts up to this size may expand as much as they like; larger ones at most maxRatio
+    // times their stored size.
+    uint64_t ratioFreeBytes = uint64_t{1} << 20;
+    uint64_t maxRatio = 200;
+};
+
+// Checks an XPS package (a ZIP archive) against the limits and writes it to outputPath as a
+// plain package: one stored entry per part, the pieces of an interleaved part
+// ("[0].piece" ... "[n].last.piece") joined in order, no data descriptors, every size and
+// checksum verified while copying. What reads outputPath afterwards thus sees exactly what
+// was checked. False, with the reason and no output file, for anything else.
+bool RewriteXpsPackage(const std::string& sourcePath, const std::string& outputPath,
+                       std::string* reason, const XpsPackageLimits& limits = {});
+// The same for a package held in memory.
+bool RewriteXpsPackage(std::span<const unsigned char> bytes, const std::string& outputPath,
+                       std::string* reason, const XpsPackageLimits& limits = {});
+
+}  // namespace docmgr

@@ -1,0 +1,116 @@
+// XPS packages printed silently by the real program through the private print stack.
+#include <gtest/gtest.h>
+#include <tiffio.h>
+
+#include <filesystem>
+
+#include "PageRender.h"
+#include "PrinterStack.h"
+#include "Process.h"
+#include "TestSupport.h"
+#include "XpsFixtures.h"
+
+using namespace testsupport;
+
+namespace {
+
+bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+struct TiffFrame {
+    uint32_t width = 0;
+    uint32_t height = 0;
+    float resolution = 0;
+};
+
+std::vector<TiffFrame> TiffFrames(const std::string& path) {
+    std::vector<TiffFrame> frames;
+    TIFF* tiff = TIFFOpen(path.c_str(), "r");
+    if (tiff == nullptr) {
+        return frames;
+    }
+    do {
+        TiffFrame frame;
+        TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &frame.width);
+        TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &frame.height);
+        TIFFGetField(tiff, TIFFTAG_XRESOLUTION, &frame.resolution);
+        frames.push_back(frame);
+    } while (TIFFReadDirectory(tiff));
+    TIFFClose(tiff);
+    return frames;
+}
+
+class XpsPrintJobTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { s_stack = PrinterStack::Start(); }
+
+    void SetUp() override {
+        ASSERT_TRUE(s_stack) << "the printer stack did not start";
+        std::error_code ec;
+        for (const auto& entry : std::filesystem::directory_iterator(s_stack->recordDir, ec)) {
+            std::filesystem::remove(entry.path(), ec);
+        }
+        MakeXps(doc,
+                {{kXpsLetter, kXpsLetterLandscape, kXpsLetter}, {kXpsLetterLandscape, kXpsLetter}});
+    }
+
+    ProcessResult Print(std::vector<std::string> args, ProcessOptions options = {}) {
+        args.insert(args.begin(), {ProgramPath(), "-print", "-usePreviewApp=never", "-logLevel=4"});
+        options.setEnv["TMPDIR"] = tmp.Path();
+        options.setEnv["CUPS_SERVER"] = s_stack->cupsServer;
+        return RunProcess(args, options);
+    }
+
+    // Every page arrived, in order, each the way round it was made.
+    void ExpectAllPages(const std::string& jobName) {
+        std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, jobName);
+        ASSERT_TRUE(job) << "the printer received no job named " << jobName;
+        EXPECT_EQ(PageTexts(job->documentPath),
+                  (std::vector<std::string>{"Page 1", "Page 2", "Page 3", "Page 4", "Page 5"}));
+        const std::vector<bool> landscape = {false, true, false, true, false};
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_EQ(PageIsLandscape(job->documentPath, i), landscape[static_cast<size_t>(i)])
+                << "page " << i + 1;
+        }
+    }
+
+    static std::optional<PrinterStack> s_stack;
+    ScratchDir tmp;
+    ScratchDir work;
+    std::string doc = work.File("report.xps");
+};
+
+std::optional<PrinterStack> XpsPrintJobTest::s_stack;
+
+TEST_F(XpsPrintJobTest, NamedPackageReachesThePrinterWithEveryPageAsMade) {
+    ProcessResult r =
+        Print({"-keepImages", "-imagePath=" + work.File("pages.tif"), doc, s_stack->queue});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    EXPECT_TRUE(Has(r.out, "Native XPS printing to: " + s_stack->queue));
+    EXPECT_TRUE(Has(r.out, "Print job completed successfully"));
+    EXPECT_TRUE(Has(r.out, "Successfully completed XPS print job to: " + s_stack->queue));
+    ExpectAllPages("report.xps");
+
+    // One 300-DPI frame per page, each the way round its page is.
+    const std::vector<TiffFrame> frames = TiffFrames(work.File("pages.tif"));
+    ASSERT_EQ(frames.size(), 5u);
+    for (size_t i = 0; i < frames.size(); ++i) {
+        const bool landscape = i % 2 == 1;
+        EXPECT_EQ(frames[i].width, landscape ? 3300u : 2550u) << "frame " << i + 1;
+        EXPECT_EQ(frames[i].height, landscape ? 2550u : 3300u) << "frame " << i + 1;
+        EXPECT_FLOAT_EQ(frames[i].resolution, 300.0f);
+    }
+}
+
+TEST_F(XpsPrintJobTest, PipedPackageIsPrintedUnderTheFixedTitleAndTheProgramsLayoutIsNotApplied) {
+    const std::string settings = work.File("nup.json");
+    WriteFile(settings, R"({"PagesPerSheet": 2, "bReversePages": true})");
+    ProcessOptions options;
+    options.stdinData = ReadFile(doc);
+    ProcessResult r = Print({"-type=xps", "-settings=" + settings, "-", s_stack->queue}, options);
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    ExpectAllPages("Norvan print job");
+}
+
+}  // namespace

@@ -1,0 +1,367 @@
+// The XPS backend: recognising packages, opening them in every stored form, the mapping of
+// page numbers over sub-documents, page sizes, rendered pixels, refusal of hostile packages,
+// and the print path as a device sees it.
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <regex>
+
+#include "FakePrintSystem.h"
+#include "PageMgrXps.h"
+#include "PageRender.h"
+#include "RecordingPrintDevice.h"
+#include "TestSupport.h"
+#include "XpsFixtures.h"
+
+using namespace docmgr;
+using namespace testsupport;
+
+namespace {
+
+// Loads a package through the manager and keeps its events.
+struct LoadedXps {
+    explicit LoadedXps(const std::string& path) {
+        manager.SetScratchDirectory(scratch.Path());
+        ok = manager.LoadDocument(
+                 path, false,
+                 [this](DocMgrEventType kind, const DocMgrEventData& data) {
+                     std::lock_guard guard(lock);
+                     kinds.push_back(kind);
+                     events.push_back(data);
+                 },
+                 "") != nullptr &&
+             manager.WaitForDocumentLoad(30000);
+    }
+    std::vector<std::pair<double, double>> PageSizes() {
+        std::vector<std::pair<double, double>> sizes;
+        for (const DocMgrEventData& data : events) {
+            if (const auto* page = std::get_if<NewPageAvailableData>(&data)) {
+                sizes.emplace_back(page->widthPoints, page->heightPoints);
+            }
+        }
+        return sizes;
+    }
+    ScratchDir scratch;
+    PageMgrXps manager;
+    std::mutex lock;
+    std::vector<DocMgrEventType> kinds;
+    std::vector<DocMgrEventData> events;
+    bool ok = false;
+};
+
+struct Rgb {
+    int r, g, b;
+};
+
+Rgb PixelAt(const Bitmap& bitmap, int x, int y) {
+    const uint8_t* p = bitmap.Bits() + y * bitmap.Stride() + x * 4;
+    return Rgb{p[2], p[1], p[0]};
+}
+
+using Sizes = std::vector<std::pair<double, double>>;
+
+class XpsBackendTest : public ::testing::Test {
+protected:
+    std::string Package(const std::string& name,
+                        const std::vector<std::vector<XpsPageSize>>& documents,
+                        const XpsOptions& options = {}) {
+        const std::string path = dir.File(name);
+        MakeXps(path, documents, options);
+        return path;
+    }
+    std::string Bytes(const std::string& name, const std::string& bytes) {
+        const std::string path = dir.File(name);
+        WriteFile(path, bytes);
+        return path;
+    }
+    ScratchDir dir;
+};
+
+TEST_F(XpsBackendTest, RecognisesPackagesByTheirFirstBytesOnly) {
+    EXPECT_TRUE(PageMgrXps::CanHandleFile(Package("doc.xps", {{kXpsLetter}})));
+    EXPECT_TRUE(PageMgrXps::CanHandleFile(Package("doc.oxps", {{kXpsLetter}}, {.openXps = true})));
+    EXPECT_FALSE(PageMgrXps::CanHandleFile(Bytes("plain.zip", MakeZip({{"a.txt", "hello"}}))));
+    EXPECT_FALSE(PageMgrXps::CanHandleFile(Bytes("short", "PK\x03")));
+    EXPECT_FALSE(PageMgrXps::CanHandleFile(Bytes("doc.pdf", "%PDF-1.7 _rels/.rels")));
+    EXPECT_FALSE(PageMgrXps::CanHandleFile(dir.File("missing.xps")));
+    // Any ZIP that names a marker early passes; the load decides.
+    EXPECT_TRUE(PageMgrXps::CanHandleFile(Bytes("word.zip", MakeZip({{"_rels/.rels", "x"}}))));
+}
+
+TEST_F(XpsBackendTest, SubDocumentsFormOneRunOfPagesInOrder) {
+    const Sizes expected = {{612, 792}, {792, 612}, {612, 792}, {792, 612}, {450, 300}};
+    LoadedXps doc(Package("two.xps", {{kXpsLetter, kXpsLetterLandscape, kXpsLetter},
+                                      {kXpsLetterLandscape, {600, 400}}}));
+    ASSERT_TRUE(doc.ok);
+    EXPECT_EQ(doc.manager.m_pageCount, 5u);
+    EXPECT_EQ(doc.PageSizes(), expected);
+    const std::vector<DocMgrEventType> kinds = {
+        LoadDocumentStart, NewPageAvailable, NewPageAvailable,    NewPageAvailable,
+        NewPageAvailable,  NewPageAvailable, LoadDocumentComplete};
+    EXPECT_EQ(doc.kinds, kinds);
+    EXPECT_EQ(std::get<LoadDocumentStartData>(doc.events[0]).documentType, "XPS");
+
+    // Each global page comes from its own sub-document's page, as the job's document shows.
+    LogCapture log;
+    const std::string pdf = dir.File("two.pdf");
+    ASSERT_TRUE(doc.manager.WriteJobPdf(pdf));
+    EXPECT_EQ(PageTexts(pdf),
+              (std::vector<std::string>{"Page 1", "Page 2", "Page 3", "Page 4", "Page 5"}));
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(PageSize(pdf, i), expected[static_cast<size_t>(i)]) << "page " << i + 1;
+    }
+    EXPECT_TRUE(log.Contains("Found page 3 in document 1 at local index 0"));
+    EXPECT_TRUE(log.Contains("Found page 4 in document 1 at local index 1"));
+
+    // Out of range sizes fall back to Letter.
+    double width = 0;
+    double height = 0;
+    EXPECT_FALSE(doc.manager.GetPageSizePoints(6, &width, &height));
+    EXPECT_TRUE(doc.manager.GetPageSizePoints(5, &width, &height));
+    EXPECT_EQ(std::make_pair(width, height), expected[4]);
+}
+
+TEST_F(XpsBackendTest, PagesTheDocumentDoesNotMeasureAreMeasuredFromThemselves) {
+    std::vector<ZipEntry> parts = XpsParts({{kXpsLetterLandscape, kXpsLetterLandscape}});
+    for (ZipEntry& entry : parts) {
+        if (entry.name.ends_with(".fdoc")) {
+            entry.data =
+                std::regex_replace(entry.data, std::regex(R"( Width="\d+" Height="\d+")"), "");
+        }
+        if (entry.name.ends_with("2.fpage")) {
+            entry.data = std::regex_replace(entry.data, std::regex(R"( Width="\d+")"), "");
+        }
+    }
+    LoadedXps doc(Bytes("unmeasured.xps", MakeZip(parts)));
+    ASSERT_TRUE(doc.ok);
+    // The second page names no width anywhere: Letter stands in for it.
+    EXPECT_EQ(doc.PageSizes(), (Sizes{{792, 612}, {612, 792}}));
+}
+
+TEST_F(XpsBackendTest, RenderedPagesShowPathsGradientImageAndGlyphs) {
+    LoadedXps doc(Package("pixels.xps", {{kXpsLetter, kXpsLetterLandscape}}));
+    ASSERT_TRUE(doc.ok);
+    doc.manager.SetTargetParams(Screen, {1.0, 96, 96});
+    std::shared_ptr<PageImage> page = doc.manager.GetPageImage(1, Screen);
+    ASSERT_TRUE(page);
+    const Bitmap& bitmap = *page->bitmap;
+    ASSERT_EQ(bitmap.Width(), 816);
+    ASSERT_EQ(bitmap.Height(), 1056);
+
+    const Rgb paper = PixelAt(bitmap, 600, 150);
+    EXPECT_EQ(paper.r + paper.g + paper.b, 3 * 255) << "the page is white";
+    const Rgb square = PixelAt(bitmap, 144, 144);
+    EXPECT_EQ(square.r + square.g + square.b, 0) << "filled path";
+    const Rgb frame = PixelAt(bitmap, 80, 144);
+    EXPECT_GT(frame.r, 200);
+    EXPECT_LT(frame.g + frame.b, 60) << "stroked path";
+    const Rgb left = PixelAt(bitmap, 100, 336);
+    const Rgb right = PixelAt(bitmap, 476, 336);
+    EXPECT_GT(left.r, 200);
+    EXPECT_LT(left.b, 40);
+    EXPECT_GT(right.b, 200);
+    EXPECT_LT(right.r, 40);
+    const Rgb middle = PixelAt(bitmap, 288, 336);
+    EXPECT_NEAR(middle.r, 128, 30) << "the gradient runs between its stops";
+    EXPECT_NEAR(middle.b, 128, 30);
+    const Rgb image = PixelAt(bitmap, 192, 576);
+    EXPECT_GT(image.g, 200);
+    EXPECT_LT(image.r + image.b, 40) << "image brush";
+    int inked = 0;
+    for (int y = 980; y < 1018; ++y) {
+        for (int x = 96; x < 300; ++x) {
+            const Rgb ink = PixelAt(bitmap, x, y);
+            inked += ink.r + ink.g + ink.b < 100 ? 1 : 0;
+        }
+    }
+    EXPECT_GT(inked, 500) << "glyphs drawn from the embedded font";
+
+    // DPI and scale act alike; a landscape page keeps its shape.
+    doc.manager.SetTargetParams(Printer, {0.5, 600, 600});
+    std::shared_ptr<PageImage> scaled = doc.manager.GetPageImage(2, Printer);
+    ASSERT_TRUE(scaled);
+    EXPECT_EQ(scaled->bitmap->Width(), 3300);
+    EXPECT_EQ(scaled->bitmap->Height(), 2550);
+    const Rgb scaledSquare = PixelAt(*scaled->bitmap, 450, 450);
+    EXPECT_EQ(scaledSquare.r + scaledSquare.g + scaledSquare.b, 0);
+}
+
+TEST_F(XpsBackendTest, StoredFormsAndOpenXpsOpenAlike) {
+    const std::vector<std::vector<XpsPageSize>> pages = {{kXpsLetter, kXpsLetterLandscape}};
+    const std::vector<std::pair<std::string, XpsOptions>> forms = {
+        {"open.oxps", {.openXps = true}},
+        {"pieces.xps", {.interleaved = true}},
+        {"descriptors.xps", {.dataDescriptors = true}},
+        {"both.oxps", {.openXps = true, .interleaved = true, .dataDescriptors = true}},
+    };
+    for (const auto& [name, options] : forms) {
+        LoadedXps doc(Package(name, pages, options));
+        ASSERT_TRUE(doc.ok) << name;
+        EXPECT_EQ(doc.PageSizes(), (Sizes{{612, 792}, {792, 612}})) << name;
+        const std::string pdf = dir.File(name + ".pdf");
+        ASSERT_TRUE(doc.manager.WriteJobPdf(pdf)) << name;
+        EXPECT_EQ(PageTexts(pdf), (std::vector<std::string>{"Page 1", "Page 2"})) << name;
+        EXPECT_TRUE(DarkAt(pdf, 0, 108, 108)) << name;
+    }
+}
+
+TEST_F(XpsBackendTest, HostileOrBrokenPackagesFailTheLoad) {
+    std::vector<ZipEntry> parts = XpsParts({{kXpsLetter}});
+    const std::string whole = MakeZip(parts);
+
+    std::vector<ZipEntry> bomb = parts;
+    bomb.push_back({"Resources/zeros.bin", std::string(size_t{64} << 20, '\0')});
+    std::vector<ZipEntry> liar = parts;
+    liar.push_back({"Resources/liar.bin", std::string(size_t{8} << 20, '\0'), true, false, 1000});
+    std::vector<ZipEntry> crowd = parts;
+    for (int i = 0; i < 10001; ++i) {
+        crowd.push_back({"Resources/" + std::to_string(i), "", false});
+    }
+    std::vector<ZipEntry> noSequence = parts;
+    std::erase_if(noSequence, [](const ZipEntry& e) { return e.name.ends_with(".fdseq"); });
+    // One page part named 10001 times: too many pages, refused before any is read.
+    std::vector<ZipEntry> manyPages = parts;
+    for (ZipEntry& entry : manyPages) {
+        if (entry.name.ends_with(".fdoc")) {
+            entry.data = R"(<FixedDocument xmlns="http://schemas.microsoft.com/xps/2005/06">)";
+            for (int i = 0; i < 10001; ++i) {
+                entry.data += R"(<PageContent Source="/Documents/1/Pages/1.fpage"/>)";
+            }
+            entry.data += "</FixedDocument>";
+        }
+    }
+    std::vector<ZipEntry> missingPiece = XpsParts({{kXpsLetter}}, {.interleaved = true});
+    std::erase_if(missingPiece, [](const ZipEntry& e) { return e.name.ends_with("[1].piece"); });
+
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"not a zip", "%PDF-1.4 not a package at all"},
+        {"a zip that is not xps", MakeZip({{"_rels/.rels", "<Relationships/>"}, {"a.txt", "x"}})},
+        {"truncated", whole.substr(0, whole.size() / 2)},
+        {"zip bomb", MakeZip(bomb)},
+        {"entry larger than declared", MakeZip(liar)},
+        {"too many entries", MakeZip(crowd)},
+        {"no document sequence", MakeZip(noSequence)},
+        {"missing piece", MakeZip(missingPiece)},
+        {"too many pages", MakeZip(manyPages)},
+        {"oversized page", MakeZip(XpsParts({{{30000, 1056}}}))},
+        {"empty", ""},
+    };
+    for (const auto& [what, bytes] : cases) {
+        LoadedXps doc(Bytes("hostile.xps", bytes));
+        EXPECT_FALSE(doc.ok) << what;
+        ASSERT_FALSE(doc.events.empty()) << what;
+        const auto* error = std::get_if<DocumentLoadErrorData>(&doc.events.back());
+        ASSERT_NE(error, nullptr) << what;
+        EXPECT_EQ(error->errorMessage, "Failed to load document") << what;
+        EXPECT_TRUE(std::filesystem::is_empty(doc.scratch.Path())) << what << ": copy left behind";
+    }
+}
+
+TEST_F(XpsBackendTest, PagesBeyondTheBitmapLimitAreRefusedBeforeDrawing) {
+    LoadedXps doc(Package("wide.xps", {{{15000, 96}}}));
+    ASSERT_TRUE(doc.ok);
+    LogCapture log;
+    doc.manager.SetTargetParams(Screen, {1.0, 96, 96});
+    EXPECT_TRUE(doc.manager.GetPageImage(1, Screen));
+    doc.manager.SetTargetParams(Thumbnail, {1.0, 300, 300});
+    EXPECT_FALSE(doc.manager.GetPageImage(1, Thumbnail));
+    EXPECT_TRUE(log.Contains("Invalid bitmap dimensions: 46875x300 (must be > 0 and <= 16384)"));
+}
+
+TEST_F(XpsBackendTest, DeeplyNestedMarkupIsDrawnWithoutExhaustingTheStack) {
+    std::vector<ZipEntry> parts = XpsParts({{kXpsLetter}});
+    // Deep enough to overflow the stack of any parser that recursed per element, and small
+    // enough (under 1 MiB) that the compression-ratio rule leaves the part alone.
+    constexpr int kDepth = 50000;
+    for (ZipEntry& entry : parts) {
+        if (entry.name.ends_with("1.fpage")) {
+            std::string nested;
+            for (int i = 0; i < kDepth; ++i) {
+                nested += "<Canvas>";
+            }
+            nested += R"(<Path Data="M 0,0 L 48,0 L 48,48 Z" Fill="#FF000000"/>)";
+            for (int i = 0; i < kDepth; ++i) {
+                nested += "</Canvas>";
+            }
+            entry.data.insert(entry.data.rfind("</FixedPage>"), nested);
+        }
+    }
+    LoadedXps doc(Bytes("deep.xps", MakeZip(parts)));
+    ASSERT_TRUE(doc.ok);
+    doc.manager.SetTargetParams(Screen, {1.0, 96, 96});
+    std::shared_ptr<PageImage> page = doc.manager.GetPageImage(1, Screen);
+    ASSERT_TRUE(page);
+    const Rgb corner = PixelAt(*page->bitmap, 40, 4);
+    EXPECT_EQ(corner.r + corner.g + corner.b, 0) << "the innermost path is drawn";
+}
+
+class XpsPrintTest : public XpsBackendTest {
+protected:
+    void SetUp() override {
+        system->printerName = "Office";
+        doc = std::make_unique<LoadedXps>(
+            Package("print.xps", {{kXpsLetter, kXpsLetterLandscape}, {kXpsLetter}}));
+        ASSERT_TRUE(doc->ok);
+        doc->manager.SetJobWait(std::chrono::milliseconds(200), std::chrono::milliseconds(5));
+    }
+    bool Print() { return doc->manager.RenderDocToPrinter("Office", "job", &device, nullptr); }
+    ScopedPrintSystem system;
+    std::unique_ptr<LoadedXps> doc;
+    RecordingPrintDevice device;
+};
+
+TEST_F(XpsPrintTest, EveryPageIsOneSheetOfItsOwnSizeWhateverTheProgramsLayout) {
+    doc->manager.m_printJobSettings.PagesPerSheet = 2;
+    doc->manager.m_printJobSettings.bReversePages = true;
+    doc->manager.m_printJobSettings.dmCopies = 3;
+    device.statuses = {{PrintJobStatus::Pending, 0},
+                       {PrintJobStatus::Processing, 1},
+                       {PrintJobStatus::Completed, 3}};
+    LogCapture log;
+    ASSERT_TRUE(Print());
+    EXPECT_EQ(device.calls,
+              (std::vector<std::string>{"StartDoc job", "Sheet 1 612x792", "Sheet 2 792x612",
+                                        "Sheet 3 612x792", "EndDoc"}));
+    EXPECT_TRUE(log.Contains("Created Print Ticket ("));
+    EXPECT_TRUE(log.Contains("Job status - In Progress, Current page: 1"));
+    EXPECT_TRUE(log.Contains("Successfully completed XPS print job to: Office"));
+}
+
+TEST_F(XpsPrintTest, JobWaitRestartsOnProgressAndCancelsOnFailure) {
+    // Progress every poll keeps a job alive far beyond one wait.
+    for (int page = 0; page < 100; ++page) {
+        device.statuses.push_back({PrintJobStatus::Processing, page});
+    }
+    device.statuses.push_back({PrintJobStatus::Completed, 100});
+    EXPECT_TRUE(Print());
+    EXPECT_EQ(device.calls.back(), "EndDoc");
+
+    const std::vector<std::pair<PrintJobStatus, std::string>> endings = {
+        {{PrintJobStatus::Processing, 1}, "Timeout waiting for job completion"},
+        {{PrintJobStatus::Held, 0}, "Timeout waiting for job completion"},
+        {{PrintJobStatus::Cancelled, 0},
+         "Print job did not complete successfully (Status: Cancelled)"},
+        {{PrintJobStatus::Aborted, 0}, "Print job did not complete successfully (Status: Failed)"},
+    };
+    for (const auto& [status, words] : endings) {
+        device.calls.clear();
+        device.statuses = {status};
+        LogCapture log;
+        EXPECT_FALSE(Print()) << words;
+        EXPECT_EQ(device.calls.back(), "AbortDoc") << words;
+        EXPECT_TRUE(log.Contains(words)) << log.Text();
+    }
+    device.calls.clear();
+    device.statuses.clear();
+    EXPECT_FALSE(Print()) << "a job whose state cannot be read";
+    EXPECT_EQ(device.calls.back(), "AbortDoc");
+}
+
+TEST_F(XpsPrintTest, AFailedSheetAbortsTheJob) {
+    device.failPlacement = true;
+    EXPECT_FALSE(Print());
+    EXPECT_EQ(device.calls,
+              (std::vector<std::string>{"StartDoc job", "Sheet 1 612x792", "AbortDoc"}));
+}
+
+}  // namespace
