@@ -143,8 +143,9 @@ bool NvrPrintHelper::PrintDocument() {
     }
 
     int error = 0;
-    std::unique_ptr<docmgr::PrintDevice> device =
-        platform::CreatePrintDevice(m_printerName, devMode, &error);
+    std::unique_ptr<docmgr::PrintDevice> device = platform::CreatePrintDevice(
+        m_printerName, devMode,
+        m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter, &error);
     if (!device) {
         NVR_LOG_ERROR("Failed to create printer DC (Error: {})", error);
         return false;
@@ -153,7 +154,8 @@ bool NvrPrintHelper::PrintDocument() {
     NVR_LOG_DEBUG("Setting print job settings for hybrid printing (N-up: {}, Reverse: {})",
                   m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages);
     m_docMgr->m_printJobSettings = m_finalSettings;
-    // Copies keep to sheets of their own where the printer prints both sides.
+    // Copies keep to sheets of their own where the printer prints both sides: the validated
+    // DEVMODE says whether it does, as a one-sided printer must not get blank backs.
     m_docMgr->m_printJobSettings.dmDuplex =
         (devMode->dmFields & DM_DUPLEX) ? devMode->dmDuplex : int16_t{-1};
     NVR_LOG_INFO("Rendering document to printer");

@@ -169,7 +169,8 @@ std::string NearestMedia(const PrinterCapabilities& caps, int width, int length)
     for (const std::string& media : caps.mediaSupported) {
         int w = 0;
         int l = 0;
-        if (!MediaDimensions(media, &w, &l)) {
+        // custom_min_... and custom_max_... bound a range; they are no paper.
+        if (media.starts_with("custom_") || !MediaDimensions(media, &w, &l)) {
             continue;
         }
         const int distance = std::max(std::abs(w - width), std::abs(l - length));
@@ -341,7 +342,8 @@ nlohmann::json WithoutDefaultPpdChoices(nlohmann::json job, const nlohmann::json
 }
 
 std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
-    const nlohmann::json& attributes, const std::map<std::string, std::string>& driverOptions) {
+    const nlohmann::json& attributes, const std::map<std::string, std::string>& driverOptions,
+    SheetLayout layout) {
     static const std::map<std::string, std::string> kQuality = {
         {"draft", "3"}, {"normal", "4"}, {"high", "5"}};
     static const std::map<std::string, std::string> kSources = {
@@ -405,8 +407,10 @@ std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
     }
     // The program lays out copies, N-up and page order itself and sends sheets of the
     // paper's own size; whatever the queue's defaults say, the scheduler must not do it again.
-    for (const auto& [name, value] : kDoneByTheProgram) {
-        options[name] = value;
+    if (layout == SheetLayout::ByProgram) {
+        for (const auto& [name, value] : kDoneByTheProgram) {
+            options[name] = value;
+        }
     }
     return {options.begin(), options.end()};
 }

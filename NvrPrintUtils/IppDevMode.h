@@ -85,9 +85,14 @@ nlohmann::json WithoutDefaultPpdChoices(nlohmann::json job, const nlohmann::json
 
 // Job options for CUPS from an attribute document: IPP attributes in the printer's keywords
 // and PPD choices, leaving out what the sheet geometry carries (orientation). Driver-private
-// options win. Copies, N-up and page order are the program's: the job asks the scheduler for
-// one copy, one page per side, normal order and no scaling, whatever its defaults.
+// options win. Where the program lays out the sheets, the job asks the scheduler for one copy,
+// one page per side, normal order and no scaling, whatever its defaults.
+// Who makes a job's sheets: the program (N-up, order, copies laid out on them), or the
+// printer, which takes the document's pages as they are and its own defaults for the rest.
+enum class SheetLayout { ByProgram, ByPrinter };
+
 std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
-    const nlohmann::json& attributes, const std::map<std::string, std::string>& driverOptions);
+    const nlohmann::json& attributes, const std::map<std::string, std::string>& driverOptions,
+    SheetLayout layout = SheetLayout::ByProgram);
 
 }  // namespace nvrprint

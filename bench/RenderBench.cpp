@@ -1,39 +1,17 @@
 // Renders every page of a generated 50-page document at the Screen target (300 DPI) and
 // compares the rate with pdftoppm on the same file, in the same run.
-#include <spawn.h>
-#include <sys/wait.h>
-
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "PageMgrPdfium.h"
 #include "PdfFixtures.h"
 
-extern char** environ;
-
-namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double Seconds(Clock::time_point from) {
-    return std::chrono::duration<double>(Clock::now() - from).count();
-}
-
-int RunCommand(std::vector<std::string> argv) {
-    std::vector<char*> args;
-    for (std::string& a : argv) args.push_back(a.data());
-    args.push_back(nullptr);
-    pid_t pid;
-    if (posix_spawnp(&pid, args[0], nullptr, nullptr, args.data(), environ) != 0) return -1;
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-}  // namespace
+using bench::Clock;
+using bench::RunCommand;
+using bench::Seconds;
 
 int main() {
     constexpr int kPages = 50;

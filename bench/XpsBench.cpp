@@ -1,41 +1,21 @@
 // XPS on a generated 50-page package: page rendering at the Screen target (300 DPI) beside
 // xpstopng -r 300, and conversion into the job's PDF beside xpstopdf, on the same file in
 // the same run.
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "PageMgrXps.h"
 #include "XpsFixtures.h"
 
-extern char** environ;
-
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double Seconds(Clock::time_point from) {
-    return std::chrono::duration<double>(Clock::now() - from).count();
-}
-
-int RunCommand(std::vector<std::string> argv) {
-    std::vector<char*> args;
-    for (std::string& a : argv)
-        args.push_back(a.data());
-    args.push_back(nullptr);
-    pid_t pid;
-    if (posix_spawnp(&pid, args[0], nullptr, nullptr, args.data(), environ) != 0)
-        return -1;
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using bench::Clock;
+using bench::RunCommand;
+using bench::Seconds;
 
 void Report(const char* what, double seconds, int pages) {
     std::printf("%-52s %6.2f s, %6.1f pages/s\n", what, seconds, pages / seconds);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "DevMode.h"
+#include "IppDevMode.h"
 #include "PrintDevice.h"
 #include "PrintSystem.h"
 
@@ -27,6 +28,7 @@ bool CanOpenPrinter(const std::string& name, int* error);
 // resolution and scale make the sheet, its other fields and driver-private options (stapling
 // among them) the job's options. Null, with an error number, on failure.
 std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const std::string& printerName,
-                                                       const DEVMODEW* devMode, int* error);
+                                                       const DEVMODEW* devMode, SheetLayout layout,
+                                                       int* error);
 
 }  // namespace nvrprint::platform

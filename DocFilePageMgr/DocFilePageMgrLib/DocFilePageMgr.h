@@ -72,6 +72,9 @@ public:
     // 1 PDF, 2 XPS, 3 OXPS.
     virtual int32_t GetDocumentType() = 0;
     virtual DevModePtr GetPrinterSettings(const std::string& printerName);
+    // Whether printing lays out the job's sheets here (N-up, order, copies); a backend that
+    // sends the document's pages as they are leaves those to the printer's defaults.
+    virtual bool LaysOutSheets() const { return true; }
     virtual bool RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
                                     PrintDevice* device, WindowHandle notifyWindow);
 

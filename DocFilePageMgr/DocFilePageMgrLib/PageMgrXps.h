@@ -27,6 +27,8 @@ public:
     static bool CanHandleFile(const std::string& path);
 
     int32_t GetDocumentType() override { return 2; }
+    // The package's pages go to the printer as they are, under the printer's own defaults.
+    bool LaysOutSheets() const override { return false; }
     bool RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
                             PrintDevice* device, WindowHandle notifyWindow) override;
 

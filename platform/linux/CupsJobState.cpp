@@ -15,9 +15,6 @@ constexpr double kAnswerTimeLimitSeconds = 15.0;
 struct HttpClose {
     void operator()(http_t* http) const { httpClose(http); }
 };
-struct IppDelete {
-    void operator()(ipp_t* ipp) const { ippDelete(ipp); }
-};
 
 // The printer's URI and the resource to post requests to.
 bool PrinterUriAndResource(const CupsDestination& destination, std::string* uri,
@@ -26,6 +23,9 @@ bool PrinterUriAndResource(const CupsDestination& destination, std::string* uri,
     const char* value = cupsGetOption("printer-uri-supported", dest->num_options, dest->options);
     if (value == nullptr || *value == '\0') {
         value = cupsGetOption("device-uri", dest->num_options, dest->options);
+    }
+    if ((value == nullptr || *value == '\0') && IsPrinterUri(destination.Name())) {
+        value = destination.Name().c_str();
     }
     if (value == nullptr || *value == '\0') {
         return false;
@@ -53,31 +53,41 @@ http_t* ConnectWithTimeLimit(const CupsDestination& destination, double timeoutS
     return http;
 }
 
-bool JobHasItsDocument(const CupsDestination& destination, int jobId, std::string* reason) {
+IppResponse GetJobAttributes(http_t* http, const CupsDestination& destination, int jobId,
+                             std::initializer_list<const char*> wanted, std::string* reason) {
     std::string uri;
     std::string resource;
     if (!PrinterUriAndResource(destination, &uri, &resource)) {
         *reason = "the printer's address is unknown";
-        return false;
-    }
-    std::unique_ptr<http_t, HttpClose> http(
-        ConnectWithTimeLimit(destination, kAnswerTimeLimitSeconds));
-    if (!http) {
-        *reason = fmt::format("the printer cannot be reached: {}", cupsLastErrorString());
-        return false;
+        return nullptr;
     }
     ipp_t* request = ippNewRequest(IPP_OP_GET_JOB_ATTRIBUTES);
     ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr, uri.c_str());
     ippAddInteger(request, IPP_TAG_OPERATION, IPP_TAG_INTEGER, "job-id", jobId);
     ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
                  cupsUser());
-    static const char* const kWanted[] = {"job-state", "job-state-reasons"};
-    ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", 2, nullptr,
-                  kWanted);
-    std::unique_ptr<ipp_t, IppDelete> response(
-        cupsDoRequest(http.get(), request, resource.c_str()));
+    ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes",
+                  static_cast<int>(wanted.size()), nullptr, wanted.begin());
+    IppResponse response(cupsDoRequest(http, request, resource.c_str()));
     if (!response || cupsLastError() > IPP_STATUS_OK_CONFLICTING) {
-        *reason = fmt::format("the printer did not confirm the job: {}", cupsLastErrorString());
+        *reason = cupsLastErrorString();
+        return nullptr;
+    }
+    return response;
+}
+
+bool JobHasItsDocument(const CupsDestination& destination, int jobId, std::string* reason) {
+    std::unique_ptr<http_t, HttpClose> http(
+        ConnectWithTimeLimit(destination, kAnswerTimeLimitSeconds));
+    if (!http) {
+        *reason = fmt::format("the printer cannot be reached: {}", cupsLastErrorString());
+        return false;
+    }
+    std::string why;
+    IppResponse response =
+        GetJobAttributes(http.get(), destination, jobId, {"job-state", "job-state-reasons"}, &why);
+    if (!response) {
+        *reason = fmt::format("the printer did not confirm the job: {}", why);
         return false;
     }
     ipp_attribute_t* state = ippFindAttribute(response.get(), "job-state", IPP_TAG_ENUM);

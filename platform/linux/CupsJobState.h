@@ -1,10 +1,22 @@
 #pragma once
 
+#include <initializer_list>
+#include <memory>
 #include <string>
 
 #include "CupsDestination.h"
 
 namespace nvrprint::platform {
+
+struct IppDelete {
+    void operator()(ipp_t* ipp) const { ippDelete(ipp); }
+};
+using IppResponse = std::unique_ptr<ipp_t, IppDelete>;
+
+// The wanted attributes of one of the destination's jobs, asked over http; null, with the
+// reason, when the printer's address is unknown or it does not answer.
+IppResponse GetJobAttributes(http_t* http, const CupsDestination& destination, int jobId,
+                             std::initializer_list<const char*> wanted, std::string* reason);
 
 // Whether a job whose document has been sent is really in the printer's hands, asked over a
 // connection of its own with a short time limit. False, with the reason, when the printer

@@ -203,29 +203,12 @@ bool CupsPrintDevice::GetJobStatus(PrintJobStatus* status) {
         Fail(EINVAL, "No job is open");
         return false;
     }
-    const char* printerUri =
-        cupsGetOption("printer-uri-supported", m_destination->Dest()->num_options,
-                      m_destination->Dest()->options);
-    std::string uri = printerUri != nullptr ? printerUri : m_destination->Name();
-    char scheme[32], user[256], host[256], resource[1024];
-    int port = 0;
-    if (httpSeparateURI(HTTP_URI_CODING_ALL, uri.c_str(), scheme, sizeof scheme, user, sizeof user,
-                        host, sizeof host, &port, resource, sizeof resource) < HTTP_URI_STATUS_OK) {
-        std::snprintf(resource, sizeof resource, "/");
-    }
-    ipp_t* request = ippNewRequest(IPP_OP_GET_JOB_ATTRIBUTES);
-    ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr, uri.c_str());
-    ippAddInteger(request, IPP_TAG_OPERATION, IPP_TAG_INTEGER, "job-id", m_jobId);
-    ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
-                 cupsUser());
-    static const char* const kWanted[] = {"job-state", "job-impressions-completed"};
-    ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", 2, nullptr,
-                  kWanted);
-    std::unique_ptr<ipp_t, decltype(&ippDelete)> response(
-        cupsDoRequest(m_destination->Http(), request, resource), &ippDelete);
-    if (!response || cupsLastError() > IPP_STATUS_OK_CONFLICTING) {
+    std::string reason;
+    IppResponse response = GetJobAttributes(m_destination->Http(), *m_destination, m_jobId,
+                                            {"job-state", "job-impressions-completed"}, &reason);
+    if (!response) {
         Fail(static_cast<int>(cupsLastError()),
-             fmt::format("Cannot read the state of job {}: {}", m_jobId, cupsLastErrorString()));
+             fmt::format("Cannot read the state of job {}: {}", m_jobId, reason));
         return false;
     }
     ipp_attribute_t* state = ippFindAttribute(response.get(), "job-state", IPP_TAG_ENUM);

@@ -67,7 +67,8 @@ nlohmann::json JobAttributes(const CupsDestination& destination, const DEVMODEW&
 }  // namespace
 
 std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const std::string& printerName,
-                                                       const DEVMODEW* devMode, int* error) {
+                                                       const DEVMODEW* devMode, SheetLayout layout,
+                                                       int* error) {
     if (devMode == nullptr) {
         *error = EINVAL;
         return nullptr;
@@ -98,7 +99,7 @@ std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const std::string& printe
                   sheet.printableWidth, sheet.printableHeight, dpiX, dpiY, sheet.scale);
 
     CupsPrintDevice::JobOptions options = JobOptionsFromAttributes(
-        JobAttributes(*destination, *devMode, media), ReadDriverOptions(devMode));
+        JobAttributes(*destination, *devMode, media), ReadDriverOptions(devMode), layout);
     return std::make_unique<CupsPrintDevice>(std::move(destination), sheet, std::move(options));
 }
 

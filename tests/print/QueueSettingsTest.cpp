@@ -45,6 +45,8 @@ TEST_F(QueueSettingsTest, SchedulerDefaultsNeverRepeatTheProgramsCopiesOrNup) {
     EXPECT_EQ(PagesOf(plain), (Texts{"Page 1", "Page 2", "Page 3"}));
     EXPECT_TRUE(Has(plain.held, "copies (integer) = 1")) << plain.held;
     EXPECT_TRUE(Has(plain.held, "number-up (integer) = 1")) << plain.held;
+    EXPECT_TRUE(Has(plain.held, "page-delivery (keyword) = same-order")) << plain.held;
+    EXPECT_TRUE(Has(plain.held, "print-scaling (keyword) = none")) << plain.held;
     EXPECT_EQ(plain.job.attributes["IPP_COPIES"], "");
 
     // Two copies are the program's two sets: on the queue's two-sided paper, each on sheets
@@ -64,6 +66,7 @@ TEST_F(QueueSettingsTest, SchedulerDefaultsNeverRepeatTheProgramsCopiesOrNup) {
     }
     for (const char* page : {"Page 5", "Page 6", "Page 7"}) {
         EXPECT_TRUE(Has(sides[1], page)) << sides[1];
+        EXPECT_FALSE(Has(sides[0], page)) << sides[0];
     }
     EXPECT_TRUE(Has(fourUp.held, "number-up (integer) = 1")) << fourUp.held;
 }
@@ -91,6 +94,7 @@ TEST_F(QueueSettingsTest, PpdQueueGetsDriverChoicesOnlyForWhatTheJobAsks) {
     // Grey is the queue's own default: nothing to send, and never the draft grey.
     Outcome grey = PrintOn(s_stack->ppdQueue, "ppd-grey.pdf", 1, R"({"dmColor": 1})");
     EXPECT_FALSE(Has(grey.held, "FastGray")) << grey.held;
+    EXPECT_EQ(grey.job.attributes["IPP_PRINT_COLOR_MODE"], "monochrome");
 
     Outcome bin = PrintOn(s_stack->ppdQueue, "ppd-bin.pdf", 1, R"({"dmDefaultSource": 4})");
     EXPECT_TRUE(Has(bin.held, "InputSlot (nameWithoutLanguage) = Manual")) << bin.held;

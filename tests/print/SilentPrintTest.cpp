@@ -244,7 +244,9 @@ TEST(SchedulerStallTest, SchedulerThatStallsAfterCreateJobNeverCountsAsSuccess) 
     ASSERT_TRUE(stack) << "the stall printer stack did not start";
     ScratchDir tmp;
     const std::string doc = work.File("stalled.pdf");
-    MakePdf(doc, std::vector<FixturePage>(50, kLetter));
+    // Enough pages that the job is still being sent when the test sees it and stops the
+    // scheduler: a short one can be sent and confirmed between two looks.
+    MakePdf(doc, std::vector<FixturePage>(3000, kLetter));
 
     ProcessOptions options;
     options.setEnv["TMPDIR"] = tmp.Path();

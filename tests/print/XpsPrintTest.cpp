@@ -2,21 +2,13 @@
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
-#include <filesystem>
-
 #include "PageRender.h"
-#include "PrinterStack.h"
-#include "Process.h"
-#include "TestSupport.h"
+#include "PrintingTest.h"
 #include "XpsFixtures.h"
 
 using namespace testsupport;
 
 namespace {
-
-bool Has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
 
 struct TiffFrame {
     uint32_t width = 0;
@@ -41,25 +33,12 @@ std::vector<TiffFrame> TiffFrames(const std::string& path) {
     return frames;
 }
 
-class XpsPrintJobTest : public ::testing::Test {
+class XpsPrintJobTest : public PrintingTest {
 protected:
-    static void SetUpTestSuite() { s_stack = PrinterStack::Start(); }
-
     void SetUp() override {
-        ASSERT_TRUE(s_stack) << "the printer stack did not start";
-        std::error_code ec;
-        for (const auto& entry : std::filesystem::directory_iterator(s_stack->recordDir, ec)) {
-            std::filesystem::remove(entry.path(), ec);
-        }
+        PrintingTest::SetUp();
         MakeXps(doc,
                 {{kXpsLetter, kXpsLetterLandscape, kXpsLetter}, {kXpsLetterLandscape, kXpsLetter}});
-    }
-
-    ProcessResult Print(std::vector<std::string> args, ProcessOptions options = {}) {
-        args.insert(args.begin(), {ProgramPath(), "-print", "-usePreviewApp=never", "-logLevel=4"});
-        options.setEnv["TMPDIR"] = tmp.Path();
-        options.setEnv["CUPS_SERVER"] = s_stack->cupsServer;
-        return RunProcess(args, options);
     }
 
     // Every page arrived, in order, each the way round it was made.
@@ -75,17 +54,12 @@ protected:
         }
     }
 
-    static std::optional<PrinterStack> s_stack;
-    ScratchDir tmp;
-    ScratchDir work;
     std::string doc = work.File("report.xps");
 };
 
-std::optional<PrinterStack> XpsPrintJobTest::s_stack;
-
 TEST_F(XpsPrintJobTest, NamedPackageReachesThePrinterWithEveryPageAsMade) {
-    ProcessResult r =
-        Print({"-keepImages", "-imagePath=" + work.File("pages.tif"), doc, s_stack->queue});
+    ProcessResult r = Print(
+        {"-print", "-keepImages", "-imagePath=" + work.File("pages.tif"), doc, s_stack->queue});
     ASSERT_EQ(r.exitCode, 0) << r.out;
     EXPECT_TRUE(Has(r.out, "Native XPS printing to: " + s_stack->queue));
     EXPECT_TRUE(Has(r.out, "Print job completed successfully"));
@@ -111,6 +85,16 @@ TEST_F(XpsPrintJobTest, PipedPackageIsPrintedUnderTheFixedTitleAndTheProgramsLay
     ProcessResult r = Print({"-type=xps", "-settings=" + settings, "-", s_stack->queue}, options);
     ASSERT_EQ(r.exitCode, 0) << r.out;
     ExpectAllPages("Norvan print job");
+}
+
+TEST_F(XpsPrintJobTest, QueueDefaultsApplyToAnXpsJob) {
+    // Two copies by the scheduler's default: the program makes none of its own for XPS.
+    ProcessResult r = Print({"-print", doc, s_stack->defaultsQueue});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, "report.xps");
+    ASSERT_TRUE(job);
+    EXPECT_EQ(job->attributes["IPP_COPIES"], "2");
+    EXPECT_EQ(PageTexts(job->documentPath).size(), 5u);
 }
 
 }  // namespace

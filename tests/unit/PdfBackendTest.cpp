@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "EmbeddedSettings.h"
+#include "LoadedDocument.h"
 #include "PageMgrPdfium.h"
 #include "PdfFixtures.h"
 #include "TestSupport.h"
@@ -27,24 +28,7 @@ protected:
     std::string plain = dir.File("plain.pdf");
 };
 
-// Loads a document through the manager and keeps its events.
-struct LoadedPdf {
-    explicit LoadedPdf(const std::string& path) {
-        ok = manager.LoadDocument(path, false,
-                                  [this](DocMgrEventType kind, const DocMgrEventData& data) {
-                                      std::lock_guard guard(lock);
-                                      kinds.push_back(kind);
-                                      events.push_back(data);
-                                  },
-                                  "") != nullptr &&
-             manager.WaitForDocumentLoad(30000);
-    }
-    PageMgrPdfium manager;
-    std::mutex lock;
-    std::vector<DocMgrEventType> kinds;
-    std::vector<DocMgrEventData> events;
-    bool ok = false;
-};
+using LoadedPdf = LoadedDocument<PageMgrPdfium>;
 
 // Mean brightness (0-255) of a rectangle of a rendered page.
 double MeanLevel(const Bitmap& bitmap, int x0, int y0, int x1, int y1) {
@@ -123,8 +107,8 @@ TEST(PdfBackend, LoadReportsSettingsBeforePagesAndTruePageSizes) {
     ASSERT_TRUE(pdf.ok);
     EXPECT_EQ(pdf.manager.m_pageCount, 3u);
     std::vector<DocMgrEventType> expected{LoadDocumentStart, DocumentSettingsAvailable,
-                                          NewPageAvailable, NewPageAvailable, NewPageAvailable,
-                                          LoadDocumentComplete};
+                                          NewPageAvailable,  NewPageAvailable,
+                                          NewPageAvailable,  LoadDocumentComplete};
     ASSERT_EQ(pdf.kinds, expected);
     EXPECT_EQ(std::get<DocumentSettingsAvailableData>(pdf.events[1]).settingsUtf8, kJson);
     const FixturePage sizes[] = {kLetter, kA4, kLetterLandscape};
@@ -164,8 +148,8 @@ TEST(PdfBackend, RendersRealPixelsAtThePixelSizeRule) {
     double margin = MeanLevel(b, 0, 0, 60, 60);
     double band = MeanLevel(b, 100, 480, 700, 560);
     double text = MeanLevel(b, 96, 110, 300, 160);
-    EXPECT_GT(margin, 250);  // white paper
-    EXPECT_LT(band, 10);     // the black band
+    EXPECT_GT(margin, 250);        // white paper
+    EXPECT_LT(band, 10);           // the black band
     EXPECT_LT(text, margin - 20);  // the "Page 1" text
 }
 
@@ -200,7 +184,8 @@ TEST(PdfBackend, BadFilesFailWithTheirReasons) {
         LoadedPdf pdf(dir.File(c.file));
         EXPECT_FALSE(pdf.ok) << c.file;
         EXPECT_TRUE(log.Contains("Failed to load PDF (" + c.reason + "): " + dir.File(c.file)))
-            << c.file << "\n" << log.Text();
+            << c.file << "\n"
+            << log.Text();
         ASSERT_FALSE(pdf.kinds.empty());
         EXPECT_EQ(pdf.kinds.back(), DocumentLoadError);
     }

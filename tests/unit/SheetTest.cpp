@@ -123,6 +123,8 @@ TEST(JobOptions, SchedulerNeverRepeatsTheProgramsWorkAndDriverOptionsWin) {
     EXPECT_EQ(std::count(plain.begin(), plain.end(),
                          std::pair<std::string, std::string>{"finishings", "none"}),
               0);
+    // Where the printer takes the pages as they are, its own defaults stand.
+    EXPECT_TRUE(JobOptionsFromAttributes({{"copies", "2"}}, {}, SheetLayout::ByPrinter).empty());
 }
 
 TEST(JobOptions, PpdChoicesThatRestateTheDefaultsStayHome) {
@@ -191,6 +193,14 @@ TEST(PrinterDevMode, FormNamesAndCustomSizesChooseThePaper) {
     custom.customMaxLength = 29000;
     CorrectDevMode(*large, custom);
     EXPECT_EQ(large->dmPaperSize, DMPAPER_A4);
+    // The bounds of the custom range are listed as media, yet are no paper to print on.
+    custom.mediaSupported.push_back("custom_min_3x5in");
+    DevModePtr small = DevModeFromCapabilities(custom, "Office");
+    small->dmPaperWidth = 500;
+    small->dmPaperLength = 800;
+    small->dmFields |= DM_PAPERWIDTH | DM_PAPERLENGTH;
+    CorrectDevMode(*small, custom);
+    EXPECT_FALSE(MediaForDevMode(*small).starts_with("custom_")) << MediaForDevMode(*small);
 }
 
 TEST(SheetGeometryTest, PortraitAndLandscapeWithUnevenMargins) {

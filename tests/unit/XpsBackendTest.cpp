@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "FakePrintSystem.h"
+#include "LoadedDocument.h"
 #include "PageMgrXps.h"
 #include "PageRender.h"
 #include "RecordingPrintDevice.h"
@@ -18,36 +19,7 @@ using namespace testsupport;
 
 namespace {
 
-// Loads a package through the manager and keeps its events.
-struct LoadedXps {
-    explicit LoadedXps(const std::string& path) {
-        manager.SetScratchDirectory(scratch.Path());
-        ok = manager.LoadDocument(
-                 path, false,
-                 [this](DocMgrEventType kind, const DocMgrEventData& data) {
-                     std::lock_guard guard(lock);
-                     kinds.push_back(kind);
-                     events.push_back(data);
-                 },
-                 "") != nullptr &&
-             manager.WaitForDocumentLoad(30000);
-    }
-    std::vector<std::pair<double, double>> PageSizes() {
-        std::vector<std::pair<double, double>> sizes;
-        for (const DocMgrEventData& data : events) {
-            if (const auto* page = std::get_if<NewPageAvailableData>(&data)) {
-                sizes.emplace_back(page->widthPoints, page->heightPoints);
-            }
-        }
-        return sizes;
-    }
-    ScratchDir scratch;
-    PageMgrXps manager;
-    std::mutex lock;
-    std::vector<DocMgrEventType> kinds;
-    std::vector<DocMgrEventData> events;
-    bool ok = false;
-};
+using LoadedXps = LoadedDocument<PageMgrXps>;
 
 struct Rgb {
     int r, g, b;
