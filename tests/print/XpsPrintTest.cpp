@@ -88,13 +88,14 @@ TEST_F(XpsPrintJobTest, PipedPackageIsPrintedUnderTheFixedTitleAndTheProgramsLay
 }
 
 TEST_F(XpsPrintJobTest, QueueDefaultsApplyToAnXpsJob) {
-    // Two copies by the scheduler's default: the program makes none of its own for XPS.
+    // Two copies and 2-up by the scheduler's defaults: the program lays out nothing of its own
+    // for XPS.
     ProcessResult r = Print({"-print", doc, s_stack->defaultsQueue});
     ASSERT_EQ(r.exitCode, 0) << r.out;
     std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, "report.xps");
     ASSERT_TRUE(job);
     EXPECT_EQ(job->attributes["IPP_COPIES"], "2");
-    EXPECT_EQ(PageTexts(job->documentPath).size(), 5u);
+    EXPECT_EQ(PageTexts(job->documentPath).size(), 3u);
 }
 
 }  // namespace
