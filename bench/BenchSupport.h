@@ -5,8 +5,11 @@
 #include <sys/wait.h>
 
 #include <chrono>
+#include <cstdio>
 #include <string>
 #include <vector>
+
+#include "DocFilePageMgr.h"
 
 extern char** environ;
 
@@ -30,6 +33,25 @@ inline int RunCommand(std::vector<std::string> argv) {
     int status = 0;
     waitpid(pid, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Loads a document, then times rendering each of its pages at the Screen target (300 DPI);
+// negative, with the cause on standard error, when the load or a page fails.
+inline double TimeScreenRenders(docmgr::DocFilePageMgr& manager, const std::string& path,
+                                size_t pages) {
+    manager.LoadDocument(path, false, nullptr, "");
+    if (!manager.WaitForDocumentLoad(30000)) {
+        std::fprintf(stderr, "load failed\n");
+        return -1;
+    }
+    const auto start = Clock::now();
+    for (size_t page = 1; page <= pages; ++page) {
+        if (!manager.GetPageImage(page, docmgr::Screen)) {
+            std::fprintf(stderr, "render of page %zu failed\n", page);
+            return -1;
+        }
+    }
+    return Seconds(start);
 }
 
 }  // namespace bench

@@ -77,12 +77,9 @@ int SpawnWithLimits(pid_t* pid, const std::string& path, const posix_spawn_file_
     return rc;
 }
 
-}  // namespace
-
-int StartProcess(const std::vector<std::string>& argv, const ProcessOptions& options) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+// Starts argv with the file actions, which it releases, and the options' environment.
+pid_t Spawn(const std::vector<std::string>& argv, posix_spawn_file_actions_t* actions,
+            const ProcessOptions& options) {
     std::vector<char*> args;
     for (const std::string& a : argv)
         args.push_back(const_cast<char*>(a.c_str()));
@@ -93,12 +90,21 @@ int StartProcess(const std::vector<std::string>& argv, const ProcessOptions& opt
         env.push_back(e.data());
     env.push_back(nullptr);
     pid_t pid = -1;
-    int rc = SpawnWithLimits(&pid, argv[0], &actions, args.data(), env.data(), options);
-    posix_spawn_file_actions_destroy(&actions);
+    int rc = SpawnWithLimits(&pid, argv[0], actions, args.data(), env.data(), options);
+    posix_spawn_file_actions_destroy(actions);
     if (rc != 0) {
         throw std::runtime_error(std::string("spawn failed: ") + std::strerror(rc));
     }
     return pid;
+}
+
+}  // namespace
+
+int StartProcess(const std::vector<std::string>& argv, const ProcessOptions& options) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    return Spawn(argv, &actions, options);
 }
 
 int WaitForProcess(int pid) {
@@ -126,22 +132,7 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOpti
         posix_spawn_file_actions_addchdir_np(&actions, options.workingDirectory.c_str());
     }
 
-    std::vector<char*> args;
-    for (const std::string& a : argv)
-        args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    std::vector<std::string> envText = BuildEnvironment(options);
-    std::vector<char*> env;
-    for (std::string& e : envText)
-        env.push_back(e.data());
-    env.push_back(nullptr);
-
-    pid_t pid = -1;
-    int rc = SpawnWithLimits(&pid, argv[0], &actions, args.data(), env.data(), options);
-    posix_spawn_file_actions_destroy(&actions);
-    if (rc != 0) {
-        throw std::runtime_error(std::string("spawn failed: ") + std::strerror(rc));
-    }
+    const pid_t pid = Spawn(argv, &actions, options);
     in.CloseRead();
     out.CloseWrite();
     err.CloseWrite();
