@@ -290,8 +290,8 @@ StapleOption StapleOptionFor(const nlohmann::json& ppdOptions,
     if (PrintJobSettingsHelper::ApplyPPDOption(ppdOptions, chosen,
                                                PrintJobSettingsHelper::kStapleOptionNames,
                                                PrintJobSettingsHelper::kStapleValueAliases, 1)) {
-        const auto& [name, value] = *chosen.items().begin();
-        return {name, value.get<std::string>()};
+        const auto only = chosen.begin();
+        return {only.key(), only.value().get<std::string>()};
     }
     return {};
 }
