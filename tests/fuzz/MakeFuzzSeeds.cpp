@@ -1,6 +1,7 @@
 // Writes the seed corpora of the fuzz targets, made by the tests' own fixture writers:
 //   make_fuzz_seeds <dir>
-// gives <dir>/settings_json, <dir>/embedded_settings and <dir>/command_line.
+// gives <dir>/settings_json, <dir>/embedded_settings, <dir>/command_line and
+// <dir>/xps_package.
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "PdfFixtures.h"
 #include "TestSupport.h"
+#include "XpsFixtures.h"
 
 namespace fs = std::filesystem;
 using namespace testsupport;
@@ -46,7 +48,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     const fs::path root(argv[1]);
-    for (const char* corpus : {"settings_json", "embedded_settings", "command_line"}) {
+    for (const char* corpus :
+         {"settings_json", "embedded_settings", "command_line", "xps_package"}) {
         fs::create_directories(root / corpus);
     }
     for (size_t i = 0; i < kSettings.size(); ++i) {
@@ -76,5 +79,13 @@ int main(int argc, char** argv) {
     PackIntoObjectStreams((pdfs / "literal.pdf").string(), (pdfs / "packed.pdf").string());
     EncryptWithUserPassword((pdfs / "literal.pdf").string(), (pdfs / "encrypted.pdf").string(),
                             "secret");
+
+    const fs::path xps = root / "xps_package";
+    const std::vector<std::vector<XpsPageSize>> documents = {{kXpsLetter, kXpsLetterLandscape},
+                                                             {kXpsLetter}};
+    MakeXps((xps / "plain.xps").string(), documents);
+    MakeXps((xps / "open.oxps").string(), documents, {.openXps = true});
+    MakeXps((xps / "pieces.xps").string(), documents,
+            {.interleaved = true, .dataDescriptors = true});
     return 0;
 }

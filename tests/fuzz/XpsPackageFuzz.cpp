@@ -1,0 +1,22 @@
+// An XPS package as it arrives: checked on its central directory and rewritten as a plain
+// package, the only form the XPS library is ever given.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <span>
+#include <string>
+
+#include <unistd.h>
+
+#include "FuzzSupport.h"
+#include "XpsPackage.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    fuzzsupport::PrepareProcess();
+    static const std::string output = std::string(std::getenv("TMPDIR")) + "/plain.xps";
+    std::string reason;
+    if (docmgr::RewriteXpsPackage(std::span<const unsigned char>(data, size), output, &reason)) {
+        ::unlink(output.c_str());
+    }
+    return 0;
+}
