@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "CairoPtr.h"
 #include "EmbeddedSettings.h"
 #include "FileSignature.h"
 #include "GObjectPtr.h"
@@ -24,13 +25,9 @@ enum LoadError : int {
     kPage = 6,
 };
 
+using nvrprint::platform::CairoPtr;
 using nvrprint::platform::GErrorPtr;
 using nvrprint::platform::GObjectPtr;
-
-struct CairoDestroy {
-    void operator()(cairo_t* cr) const { cairo_destroy(cr); }
-};
-using CairoPtr = std::unique_ptr<cairo_t, CairoDestroy>;
 
 int ClassifyOpenError(const GError* error) {
     if (error == nullptr) {

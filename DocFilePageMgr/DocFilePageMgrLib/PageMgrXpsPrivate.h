@@ -9,21 +9,15 @@
 #include <string>
 #include <vector>
 
+#include "CairoPtr.h"
 #include "GObjectPtr.h"
 #include "PageMgrXps.h"
 #include "ScratchFile.h"
 
 namespace docmgr {
 
-struct CairoDestroy {
-    void operator()(cairo_t* cr) const { cairo_destroy(cr); }
-};
-using CairoPtr = std::unique_ptr<cairo_t, CairoDestroy>;
-
-struct CairoSurfaceDestroy {
-    void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
-};
-using CairoSurfacePtr = std::unique_ptr<cairo_surface_t, CairoSurfaceDestroy>;
+using nvrprint::platform::CairoPtr;
+using nvrprint::platform::CairoSurfacePtr;
 
 struct PageMgrXps::Package {
     std::unique_ptr<ScratchFile> copy;  // the checked, plain package the library reads
