@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "FileSystem.h"
-#include "LogMacros.h"
-#include "NvrPrintHelper.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "logging/LogMacros.h"
+#include "platform/FileSystem.h"
 
 namespace nvrprint {
 namespace {

@@ -4,10 +4,10 @@
 
 #include <cerrno>
 
-#include "LogMacros.h"
-#include "NvrPrintHelper.h"
-#include "PageMgrPdfium.h"
-#include "PageMgrXps.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <cerrno>
 
-#include "Launcher.h"
-#include "LogMacros.h"
-#include "NvrPrintHelper.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "SystemServices/Launcher.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint {
 namespace {

@@ -1,11 +1,11 @@
-#include "NvrPrintHelper.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
 
 #include <filesystem>
 #include <new>
 #include <system_error>
 #include <thread>
 
-#include "LogMacros.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint {
 

@@ -9,13 +9,13 @@
 #include <mutex>
 #include <string>
 
-#include "DevMode.h"
-#include "DocFilePageMgr.h"
-#include "ImageFrameEncoder.h"
-#include "Logger.h"
-#include "Notice.h"
-#include "PrintJobSettings.h"
-#include "TempFileManager.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
+#include "NvrPrintUtils/DevMode.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
+#include "NvrPrintUtils/TempFileManager.h"
+#include "SystemServices/ImageFrameEncoder.h"
+#include "SystemServices/Notice.h"
+#include "logging/Logger.h"
 
 namespace nvrprint {
 

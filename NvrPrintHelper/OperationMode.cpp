@@ -2,8 +2,8 @@
 // events, and awaited by DetermineOperationMode.
 #include <chrono>
 
-#include "LogMacros.h"
-#include "NvrPrintHelper.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint {
 namespace {

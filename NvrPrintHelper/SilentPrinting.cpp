@@ -2,10 +2,10 @@
 // job through a print device.
 #include <memory>
 
-#include "LogMacros.h"
-#include "NvrPrintHelper.h"
-#include "PrinterServices.h"
-#include "TextCodec.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "SystemServices/PrinterServices.h"
+#include "logging/LogMacros.h"
+#include "logging/TextCodec.h"
 
 namespace nvrprint {
 namespace {

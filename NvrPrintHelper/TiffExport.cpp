@@ -1,9 +1,9 @@
 // The diagnostic copy of a job: every page at printer resolution, as frames of one TIFF.
 #include <stdexcept>
 
-#include "FileSystem.h"
-#include "LogMacros.h"
-#include "NvrPrintHelper.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "logging/LogMacros.h"
+#include "platform/FileSystem.h"
 
 namespace nvrprint {
 namespace {

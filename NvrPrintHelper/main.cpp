@@ -4,11 +4,11 @@
 #include <exception>
 #include <memory>
 
-#include "LogMacros.h"
-#include "Notice.h"
-#include "NvrPrintHelper.h"
-#include "PrintSystem.h"
-#include "PrinterServices.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "NvrPrintUtils/PrintSystem.h"
+#include "SystemServices/Notice.h"
+#include "SystemServices/PrinterServices.h"
+#include "logging/LogMacros.h"
 
 namespace {
 

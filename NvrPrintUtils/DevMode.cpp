@@ -1,10 +1,10 @@
-#include "DevMode.h"
+#include "NvrPrintUtils/DevMode.h"
 
 #include <algorithm>
 #include <cstring>
 #include <string_view>
 
-#include "TextCodec.h"
+#include "logging/TextCodec.h"
 
 namespace nvrprint {
 

@@ -1,4 +1,4 @@
-#include "IppDevMode.h"
+#include "NvrPrintUtils/IppDevMode.h"
 
 #include <fmt/format.h>
 
@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "PrintJobSettingsHelper.h"
+#include "NvrPrintUtils/PrintJobSettingsHelper.h"
 
 namespace nvrprint {
 namespace {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "DevMode.h"
+#include "NvrPrintUtils/DevMode.h"
 
 // How a printer described in IPP terms becomes a DEVMODE, how our "driver" corrects a
 // DEVMODE for that printer, and how a DEVMODE's attributes become job options.

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "PrintJobSettingsHelper.h"
-#include "TraceSink.h"
+#include "NvrPrintUtils/PrintJobSettingsHelper.h"
+#include "logging/TraceSink.h"
 
 namespace nvrprint::PrintJobSettingsHelper {
 namespace {

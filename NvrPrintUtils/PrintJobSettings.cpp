@@ -1,10 +1,10 @@
-#include "PrintJobSettings.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
 
 #include <cmath>
 #include <fstream>
 #include <stdexcept>
 
-#include "LogMacros.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "DevMode.h"
+#include "NvrPrintUtils/DevMode.h"
 
 namespace nvrprint {
 

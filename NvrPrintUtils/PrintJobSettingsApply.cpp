@@ -2,10 +2,10 @@
 #include <cstring>
 #include <optional>
 
-#include "LogMacros.h"
-#include "PrintJobSettings.h"
-#include "PrintSystem.h"
-#include "PrintTicket.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
+#include "NvrPrintUtils/PrintSystem.h"
+#include "NvrPrintUtils/PrintTicket.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint {
 namespace {

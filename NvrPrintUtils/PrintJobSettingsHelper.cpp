@@ -1,50 +1,85 @@
-#include "PrintJobSettingsHelper.h"
+#include "NvrPrintUtils/PrintJobSettingsHelper.h"
 
 #include <fmt/format.h>
 
 #include <map>
 #include <optional>
 
-#include "TextCodec.h"
+#include "logging/TextCodec.h"
 
 namespace nvrprint::PrintJobSettingsHelper {
 
 const std::unordered_map<int32_t, std::string> kPaperSizeMediaNames = {
-    {1, "na_letter_8.5x11in"},         {3, "na_ledger_11x17in"},
-    {5, "na_legal_8.5x14in"},          {6, "na_invoice_5.5x8.5in"},
-    {7, "na_executive_7.25x10.5in"},   {8, "iso_a3_297x420mm"},
-    {9, "iso_a4_210x297mm"},           {11, "iso_a5_148x210mm"},
-    {12, "jis_b4_257x364mm"},          {13, "jis_b5_182x257mm"},
-    {14, "na_foolscap_8.5x13in"},      {15, "na_quarto_8.5x10.83in"},
-    {16, "na_10x14_10x14in"},          {17, "na_ledger_11x17in"},
-    {19, "na_number-9_3.875x8.875in"}, {20, "na_number-10_4.125x9.5in"},
-    {21, "na_number-11_4.5x10.375in"}, {22, "na_number-12_4.75x11in"},
-    {23, "na_number-14_5x11.5in"},     {27, "iso_dl_110x220mm"},
-    {28, "iso_c5_162x229mm"},          {29, "iso_c3_324x458mm"},
-    {30, "iso_c4_229x324mm"},          {31, "iso_c6_114x162mm"},
-    {32, "iso_c6c5_114x229mm"},        {33, "iso_b4_250x353mm"},
-    {34, "iso_b5_176x250mm"},          {35, "iso_b6_125x176mm"},
-    {36, "om_italian_110x230mm"},      {37, "na_monarch_3.875x7.5in"},
-    {38, "na_personal_3.625x6.5in"},   {39, "na_fanfold-us_11x14.875in"},
-    {40, "na_fanfold-eur_8.5x12in"},   {41, "na_foolscap_8.5x13in"},
-    {42, "iso_b4_250x353mm"},          {43, "jpn_hagaki_100x148mm"},
-    {44, "na_9x11_9x11in"},            {45, "na_10x11_10x11in"},
-    {46, "na_11x15_11x15in"},          {47, "om_invite_220x220mm"},
-    {50, "na_letter-extra_9.5x12in"},  {51, "na_legal-extra_9.5x15in"},
-    {52, "na_arch-b_12x18in"},         {53, "iso_a4-extra_235.5x322.3mm"},
-    {57, "na_super-a_8.94x14in"},      {58, "na_super-b_13x19in"},
-    {59, "na_letter-plus_8.5x12.69in"}, {60, "om_folio_210x330mm"},
-    {63, "iso_a3-extra_322x445mm"},    {64, "iso_a5-extra_174x235mm"},
-    {65, "iso_b5-extra_201x276mm"},    {66, "iso_a2_420x594mm"},
-    {70, "iso_a6_105x148mm"},          {71, "jpn_kaku2_240x332mm"},
-    {73, "jpn_chou3_120x235mm"},       {74, "jpn_chou4_90x205mm"},
-    {82, "jpn_oufuku_148x200mm"},      {88, "jis_b6_128x182mm"},
-    {91, "jpn_you4_105x235mm"},        {93, "prc_16k_146x215mm"},
-    {94, "prc_32k_97x151mm"},          {96, "prc_1_102x165mm"},
-    {97, "prc_2_102x176mm"},           {98, "prc_3_125x176mm"},
-    {99, "prc_4_110x208mm"},           {100, "prc_5_110x220mm"},
-    {101, "prc_6_120x320mm"},          {102, "prc_7_160x230mm"},
-    {103, "prc_8_120x309mm"},          {105, "prc_10_324x458mm"},
+    {1, "na_letter_8.5x11in"},
+    {3, "na_ledger_11x17in"},
+    {5, "na_legal_8.5x14in"},
+    {6, "na_invoice_5.5x8.5in"},
+    {7, "na_executive_7.25x10.5in"},
+    {8, "iso_a3_297x420mm"},
+    {9, "iso_a4_210x297mm"},
+    {11, "iso_a5_148x210mm"},
+    {12, "jis_b4_257x364mm"},
+    {13, "jis_b5_182x257mm"},
+    {14, "na_foolscap_8.5x13in"},
+    {15, "na_quarto_8.5x10.83in"},
+    {16, "na_10x14_10x14in"},
+    {17, "na_ledger_11x17in"},
+    {19, "na_number-9_3.875x8.875in"},
+    {20, "na_number-10_4.125x9.5in"},
+    {21, "na_number-11_4.5x10.375in"},
+    {22, "na_number-12_4.75x11in"},
+    {23, "na_number-14_5x11.5in"},
+    {27, "iso_dl_110x220mm"},
+    {28, "iso_c5_162x229mm"},
+    {29, "iso_c3_324x458mm"},
+    {30, "iso_c4_229x324mm"},
+    {31, "iso_c6_114x162mm"},
+    {32, "iso_c6c5_114x229mm"},
+    {33, "iso_b4_250x353mm"},
+    {34, "iso_b5_176x250mm"},
+    {35, "iso_b6_125x176mm"},
+    {36, "om_italian_110x230mm"},
+    {37, "na_monarch_3.875x7.5in"},
+    {38, "na_personal_3.625x6.5in"},
+    {39, "na_fanfold-us_11x14.875in"},
+    {40, "na_fanfold-eur_8.5x12in"},
+    {41, "na_foolscap_8.5x13in"},
+    {42, "iso_b4_250x353mm"},
+    {43, "jpn_hagaki_100x148mm"},
+    {44, "na_9x11_9x11in"},
+    {45, "na_10x11_10x11in"},
+    {46, "na_11x15_11x15in"},
+    {47, "om_invite_220x220mm"},
+    {50, "na_letter-extra_9.5x12in"},
+    {51, "na_legal-extra_9.5x15in"},
+    {52, "na_arch-b_12x18in"},
+    {53, "iso_a4-extra_235.5x322.3mm"},
+    {57, "na_super-a_8.94x14in"},
+    {58, "na_super-b_13x19in"},
+    {59, "na_letter-plus_8.5x12.69in"},
+    {60, "om_folio_210x330mm"},
+    {63, "iso_a3-extra_322x445mm"},
+    {64, "iso_a5-extra_174x235mm"},
+    {65, "iso_b5-extra_201x276mm"},
+    {66, "iso_a2_420x594mm"},
+    {70, "iso_a6_105x148mm"},
+    {71, "jpn_kaku2_240x332mm"},
+    {73, "jpn_chou3_120x235mm"},
+    {74, "jpn_chou4_90x205mm"},
+    {82, "jpn_oufuku_148x200mm"},
+    {88, "jis_b6_128x182mm"},
+    {91, "jpn_you4_105x235mm"},
+    {93, "prc_16k_146x215mm"},
+    {94, "prc_32k_97x151mm"},
+    {96, "prc_1_102x165mm"},
+    {97, "prc_2_102x176mm"},
+    {98, "prc_3_125x176mm"},
+    {99, "prc_4_110x208mm"},
+    {100, "prc_5_110x220mm"},
+    {101, "prc_6_120x320mm"},
+    {102, "prc_7_160x230mm"},
+    {103, "prc_8_120x309mm"},
+    {105, "prc_10_324x458mm"},
 };
 
 const std::vector<std::string> kColorOptionNames = {"SelectColor", "ColorModel", "CMAndResolution",
@@ -56,8 +91,8 @@ const std::vector<std::string> kQualityOptionNames = {
     "cupsPrintQuality", "HPPrintQuality", "HPOutputQuality", "PrintoutMode",
     "Quality",          "FFOutputMode",   "BRResolution"};
 const std::vector<std::string> kStapleOptionNames = {
-    "StapleSet", "HPStaplerOptions", "cupsFinishingTemplate", "StapleOption",
-    "Staple",    "StapleLocation",   "FFStaple"};
+    "StapleSet",      "HPStaplerOptions", "cupsFinishingTemplate", "StapleOption", "Staple",
+    "StapleLocation", "FFStaple"};
 
 const AliasTable kColorValueAliases = {
     {1, {"Gray", "Grayscale", "GrayscalePrint", "DeviceGray", "BlackAndWhitPrint", "Black"}},
@@ -128,8 +163,8 @@ void GetIntOrDefault(const Json& settings, const char* key, const char* /*messag
 }
 
 template <typename Fn>
-void GetBoolOrDefault(const Json& settings, const char* key, const char* /*message*/,
-                      bool fallback, Fn&& fn) {
+void GetBoolOrDefault(const Json& settings, const char* key, const char* /*message*/, bool fallback,
+                      Fn&& fn) {
     if (settings.is_object()) {
         auto found = settings.find(key);
         if (found != settings.end() && found->is_boolean()) {
@@ -197,9 +232,8 @@ void WriteMediaSource(const Json& settings, Json& attributes, const Json& caps, 
     } else if (HasCustomDeviceName(settings, "BinName", v, 256)) {
         std::string name = settings.at("BinName").get<std::string>();
         attributes["media-source"] = name;
-        if (InternalHelpers::ProcessCustomDeviceCapability(name, attributes, caps,
-                                                           kInputSlotOptionNames,
-                                                           "dmDefaultSource", v)) {
+        if (InternalHelpers::ProcessCustomDeviceCapability(
+                name, attributes, caps, kInputSlotOptionNames, "dmDefaultSource", v)) {
             return;
         }
     }
@@ -240,25 +274,33 @@ void WriteMediaType(const Json& settings, Json& attributes, const Json& caps, in
 }  // namespace
 
 const std::unordered_map<std::string, FieldExtractor> kDevModeFieldExtractors = {
-    {"dmOrientation",
-     ShortField("dmOrientation", DM_ORIENTATION, &DEVMODEW::dmOrientation,
-                [](int16_t v) { return v == 1 || v == 2; }, 1)},
-    {"dmColor", ShortField("dmColor", DM_COLOR, &DEVMODEW::dmColor,
-                           [](int16_t v) { return v == 1 || v == 2; }, 2)},
-    {"dmDuplex", ShortField("dmDuplex", DM_DUPLEX, &DEVMODEW::dmDuplex,
-                            [](int16_t v) { return v >= 1 && v <= 3; }, 1)},
-    {"dmScale", ShortField("dmScale", DM_SCALE, &DEVMODEW::dmScale,
-                           [](int16_t v) { return v >= 1 && v <= 1000; }, 100)},
-    {"dmPrintQuality", ShortField("dmPrintQuality", DM_PRINTQUALITY, &DEVMODEW::dmPrintQuality,
-                                  [](int16_t v) { return v >= -4 && v != 0; }, -4)},
-    {"dmYResolution", ShortField("dmYResolution", DM_YRESOLUTION, &DEVMODEW::dmYResolution,
-                                 [](int16_t v) { return v >= 1; }, std::nullopt)},
-    {"dmCopies", ShortField("dmCopies", DM_COPIES, &DEVMODEW::dmCopies,
-                            [](int16_t v) { return v >= 1; }, 1)},
-    {"dmCollate", ShortField("dmCollate", DM_COLLATE, &DEVMODEW::dmCollate,
-                             [](int16_t v) { return v == 0 || v == 1; }, 1)},
-    {"dmPaperSize", ShortField("dmPaperSize", DM_PAPERSIZE, &DEVMODEW::dmPaperSize,
-                               [](int16_t v) { return v >= 0; }, 1)},
+    {"dmOrientation", ShortField(
+                          "dmOrientation", DM_ORIENTATION, &DEVMODEW::dmOrientation,
+                          [](int16_t v) { return v == 1 || v == 2; }, 1)},
+    {"dmColor",
+     ShortField(
+         "dmColor", DM_COLOR, &DEVMODEW::dmColor, [](int16_t v) { return v == 1 || v == 2; }, 2)},
+    {"dmDuplex", ShortField(
+                     "dmDuplex", DM_DUPLEX, &DEVMODEW::dmDuplex,
+                     [](int16_t v) { return v >= 1 && v <= 3; }, 1)},
+    {"dmScale", ShortField(
+                    "dmScale", DM_SCALE, &DEVMODEW::dmScale,
+                    [](int16_t v) { return v >= 1 && v <= 1000; }, 100)},
+    {"dmPrintQuality", ShortField(
+                           "dmPrintQuality", DM_PRINTQUALITY, &DEVMODEW::dmPrintQuality,
+                           [](int16_t v) { return v >= -4 && v != 0; }, -4)},
+    {"dmYResolution", ShortField(
+                          "dmYResolution", DM_YRESOLUTION, &DEVMODEW::dmYResolution,
+                          [](int16_t v) { return v >= 1; }, std::nullopt)},
+    {"dmCopies",
+     ShortField(
+         "dmCopies", DM_COPIES, &DEVMODEW::dmCopies, [](int16_t v) { return v >= 1; }, 1)},
+    {"dmCollate", ShortField(
+                      "dmCollate", DM_COLLATE, &DEVMODEW::dmCollate,
+                      [](int16_t v) { return v == 0 || v == 1; }, 1)},
+    {"dmPaperSize",
+     ShortField(
+         "dmPaperSize", DM_PAPERSIZE, &DEVMODEW::dmPaperSize, [](int16_t v) { return v >= 0; }, 1)},
     {"dmFormName",
      [](const DEVMODEW* devMode, Json& settings) {
          if (devMode == nullptr || (devMode->dmFields & DM_FORMNAME) == 0) {
@@ -266,13 +308,15 @@ const std::unordered_map<std::string, FieldExtractor> kDevModeFieldExtractors = 
          }
          settings["dmFormName"] = GetDevModeText(devMode->dmFormName);
      }},
-    {"dmPaperWidth", ShortField("dmPaperWidth", DM_PAPERWIDTH, &DEVMODEW::dmPaperWidth,
-                                [](int16_t v) { return v >= 1; }, std::nullopt)},
-    {"dmPaperLength", ShortField("dmPaperLength", DM_PAPERLENGTH, &DEVMODEW::dmPaperLength,
-                                 [](int16_t v) { return v >= 1; }, std::nullopt)},
-    {"dmDefaultSource", ShortField("dmDefaultSource", DM_DEFAULTSOURCE,
-                                   &DEVMODEW::dmDefaultSource, [](int16_t v) { return v >= 1; },
-                                   15)},
+    {"dmPaperWidth", ShortField(
+                         "dmPaperWidth", DM_PAPERWIDTH, &DEVMODEW::dmPaperWidth,
+                         [](int16_t v) { return v >= 1; }, std::nullopt)},
+    {"dmPaperLength", ShortField(
+                          "dmPaperLength", DM_PAPERLENGTH, &DEVMODEW::dmPaperLength,
+                          [](int16_t v) { return v >= 1; }, std::nullopt)},
+    {"dmDefaultSource", ShortField(
+                            "dmDefaultSource", DM_DEFAULTSOURCE, &DEVMODEW::dmDefaultSource,
+                            [](int16_t v) { return v >= 1; }, 15)},
     {"dmMediaType",
      [](const DEVMODEW* devMode, Json& settings) {
          if (devMode == nullptr || (devMode->dmFields & DM_MEDIATYPE) == 0) {
@@ -361,8 +405,9 @@ const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters 
      }},
     {"bReversePages",
      [](const Json& s, Json& a, const Json&, const Json&) {
-         GetBoolOrDefault(s, "bReversePages", "Setting bReversePages to same-order.", false,
-                          [&](bool on) { a["page-delivery"] = on ? "reverse-order" : "same-order"; });
+         GetBoolOrDefault(
+             s, "bReversePages", "Setting bReversePages to same-order.", false,
+             [&](bool on) { a["page-delivery"] = on ? "reverse-order" : "same-order"; });
      }},
     {"PagesPerSheet",
      [](const Json& s, Json& a, const Json&, const Json&) {
@@ -374,13 +419,13 @@ const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters 
 };
 
 const std::vector<std::string> kExtractorOrder = {
-    "dmOrientation", "dmColor",     "dmDuplex",     "dmScale",       "dmPrintQuality",
-    "dmYResolution", "dmCopies",    "dmCollate",    "dmPaperSize",   "dmFormName",
+    "dmOrientation", "dmColor",       "dmDuplex",        "dmScale",     "dmPrintQuality",
+    "dmYResolution", "dmCopies",      "dmCollate",       "dmPaperSize", "dmFormName",
     "dmPaperWidth",  "dmPaperLength", "dmDefaultSource", "dmMediaType"};
 
 const std::vector<std::string> kWriterOrder = {
-    "dmOrientation", "dmColor",   "dmDuplex",        "dmScale",     "dmPrintQuality",
-    "dmYResolution", "dmCopies",  "dmCollate",       "dmDefaultSource", "dmMediaType",
+    "dmOrientation", "dmColor",       "dmDuplex",     "dmScale",         "dmPrintQuality",
+    "dmYResolution", "dmCopies",      "dmCollate",    "dmDefaultSource", "dmMediaType",
     "bStapled",      "bReversePages", "PagesPerSheet"};
 
 Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,

@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "DevMode.h"
+#include "NvrPrintUtils/DevMode.h"
 
 // The bridge between three vocabularies: the DEVMODE, the settings JSON and printer-neutral
 // attributes named as in IPP, with the choices of a printer's PPD matched alongside.

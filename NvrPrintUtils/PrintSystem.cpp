@@ -1,4 +1,4 @@
-#include "PrintSystem.h"
+#include "NvrPrintUtils/PrintSystem.h"
 
 #include <cerrno>
 #include <mutex>

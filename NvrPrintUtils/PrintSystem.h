@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "DevMode.h"
+#include "NvrPrintUtils/DevMode.h"
 
 // What the settings code needs of the print system: a printer's DEVMODE size, its defaults,
 // the driver's validation of a DEVMODE, and a Print Ticket provider. The CUPS implementation
@@ -34,8 +34,8 @@ public:
     virtual ~PrintTicketProvider() = default;
     virtual int32_t ConvertDevModeToPrintTicket(const DEVMODEW* devMode, size_t size,
                                                 std::string* ticketUtf8) = 0;
-    virtual int32_t ConvertPrintTicketToDevMode(const std::string& ticketUtf8,
-                                                DevModePtr* devMode, std::string* errorText) = 0;
+    virtual int32_t ConvertPrintTicketToDevMode(const std::string& ticketUtf8, DevModePtr* devMode,
+                                                std::string* errorText) = 0;
 };
 
 class PrintSystem {

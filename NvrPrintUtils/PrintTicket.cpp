@@ -1,10 +1,10 @@
-#include "PrintTicket.h"
+#include "NvrPrintUtils/PrintTicket.h"
 
 #include <cstring>
 #include <sstream>
 
-#include "LogMacros.h"
-#include "PrintSystem.h"
+#include "NvrPrintUtils/PrintSystem.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint {
 namespace {
@@ -32,18 +32,30 @@ void OptionFeature(std::ostream& out, const char* feature, const char* option) {
 const char* MediaSizeOption(int16_t paperSize) {
     switch (paperSize) {
         case 3:
-        case 4: return "psk:NorthAmericaTabloid";
-        case 5: return "psk:NorthAmericaLegal";
-        case 6: return "psk:NorthAmericaStatement";
-        case 7: return "psk:NorthAmericaExecutive";
-        case 8: return "psk:ISOA3";
-        case 9: return "psk:ISOA4";
-        case 11: return "psk:ISOA5";
-        case 13: return "psk:JISB5";
-        case 20: return "psk:NorthAmericaNumber10Envelope";
-        case 27: return "psk:ISODLEnvelope";
-        case 28: return "psk:ISOC5Envelope";
-        default: return "psk:NorthAmericaLetter";
+        case 4:
+            return "psk:NorthAmericaTabloid";
+        case 5:
+            return "psk:NorthAmericaLegal";
+        case 6:
+            return "psk:NorthAmericaStatement";
+        case 7:
+            return "psk:NorthAmericaExecutive";
+        case 8:
+            return "psk:ISOA3";
+        case 9:
+            return "psk:ISOA4";
+        case 11:
+            return "psk:ISOA5";
+        case 13:
+            return "psk:JISB5";
+        case 20:
+            return "psk:NorthAmericaNumber10Envelope";
+        case 27:
+            return "psk:ISODLEnvelope";
+        case 28:
+            return "psk:ISOC5Envelope";
+        default:
+            return "psk:NorthAmericaLetter";
     }
 }
 
@@ -64,9 +76,9 @@ std::string PrintTicket::DevModeToXml(const DEVMODEW* devMode) {
         << "\" xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
            "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" version=\"1\">\n";
     if (fields & DM_ORIENTATION) {
-        OptionFeature(out, "psk:PageOrientation",
-                      devMode->dmOrientation == DMORIENT_LANDSCAPE ? "psk:Landscape"
-                                                                   : "psk:Portrait");
+        OptionFeature(
+            out, "psk:PageOrientation",
+            devMode->dmOrientation == DMORIENT_LANDSCAPE ? "psk:Landscape" : "psk:Portrait");
     }
     if (fields & DM_DUPLEX) {
         const char* option = devMode->dmDuplex == DMDUP_VERTICAL     ? "psk:TwoSidedLongEdge"
@@ -108,8 +120,8 @@ std::string PrintTicket::DevModeToXml(const DEVMODEW* devMode) {
 
 std::vector<unsigned char> PrintTicket::CreateFromSettings(const DEVMODEW* devMode,
                                                            const PrintJobSettings& settings) {
-    NVR_LOG_ENTRY("Entered: PagesPerSheet={}, ReversePages={}, Stapled={}",
-                  settings.PagesPerSheet, settings.bReversePages, settings.bStapled);
+    NVR_LOG_ENTRY("Entered: PagesPerSheet={}, ReversePages={}, Stapled={}", settings.PagesPerSheet,
+                  settings.bReversePages, settings.bStapled);
     std::string base = DevModeToXml(devMode);
     if (base.empty()) {
         NVR_LOG_WARNING("Empty base Print Ticket");

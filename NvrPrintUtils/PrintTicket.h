@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "DevMode.h"
-#include "PrintJobSettings.h"
+#include "NvrPrintUtils/DevMode.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
 
 namespace nvrprint {
 

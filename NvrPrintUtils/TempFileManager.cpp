@@ -1,4 +1,4 @@
-#include "TempFileManager.h"
+#include "NvrPrintUtils/TempFileManager.h"
 
 #include <fmt/format.h>
 
@@ -9,8 +9,8 @@
 #include <system_error>
 #include <vector>
 
-#include "FileSystem.h"
-#include "LogMacros.h"
+#include "logging/LogMacros.h"
+#include "platform/FileSystem.h"
 
 namespace fs = std::filesystem;
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "DocFilePageMgr.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 
 extern char** environ;
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "BenchSupport.h"
-#include "PageMgrPdfium.h"
-#include "PdfFixtures.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
+#include "bench/BenchSupport.h"
+#include "tests/support/PdfFixtures.h"
 
 using bench::Clock;
 using bench::RunCommand;

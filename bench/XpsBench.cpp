@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "BenchSupport.h"
-#include "PageMgrXps.h"
-#include "XpsFixtures.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
+#include "bench/BenchSupport.h"
+#include "tests/support/XpsFixtures.h"
 
 namespace {
 

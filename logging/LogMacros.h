@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "Logger.h"
+#include "logging/Logger.h"
 
 namespace nvrprint::logdetail {
 

@@ -1,4 +1,4 @@
-#include "Logger.h"
+#include "logging/Logger.h"
 
 #include <fcntl.h>
 
@@ -11,8 +11,8 @@
 #include <ctime>
 #include <vector>
 
-#include "TextCodec.h"
-#include "TraceSink.h"
+#include "logging/TextCodec.h"
+#include "logging/TraceSink.h"
 
 namespace nvrprint {
 namespace {

@@ -1,4 +1,4 @@
-#include "TextCodec.h"
+#include "logging/TextCodec.h"
 
 namespace nvrprint::text {
 namespace {

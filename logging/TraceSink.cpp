@@ -1,4 +1,4 @@
-#include "TraceSink.h"
+#include "logging/TraceSink.h"
 
 #include <atomic>
 

@@ -1,4 +1,4 @@
-#include "DocFilePageMgr.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 
 #include <sys/eventfd.h>
 
@@ -6,8 +6,8 @@
 #include <cstring>
 #include <filesystem>
 
-#include "LogMacros.h"
-#include "PrintSystem.h"
+#include "NvrPrintUtils/PrintSystem.h"
+#include "logging/LogMacros.h"
 
 namespace docmgr {
 

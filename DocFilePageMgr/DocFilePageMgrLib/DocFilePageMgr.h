@@ -9,12 +9,12 @@
 #include <thread>
 #include <vector>
 
-#include "Bitmap.h"
-#include "DevMode.h"
-#include "DocMgrTypes.h"
-#include "FileSystem.h"
-#include "PageImage.h"
-#include "PrintJobSettings.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocMgrTypes.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
+#include "NvrPrintUtils/DevMode.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
+#include "platform/Bitmap.h"
+#include "platform/FileSystem.h"
 
 namespace docmgr {
 

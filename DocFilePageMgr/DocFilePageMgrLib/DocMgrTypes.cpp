@@ -1,14 +1,17 @@
-#include "DocMgrTypes.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocMgrTypes.h"
 
 namespace docmgr {
 
 const char* DocMgrEventTypeName(DocMgrEventType kind) {
     static constexpr const char* kNames[kDocMgrEventTypeCount] = {
-        "InputCaptureStart",    "InputCaptureComplete", "LoadDocumentStart",
-        "DocumentSettingsAvailable", "DocumentLoadError", "NewPageAvailable",
-        "PageImageAvailable",   "LoadDocumentComplete", "PrintJobStarting",
-        "PrintJobPageSent",     "PrintJobAllPagesSent", "PrintJobError",
-        "PrintJobPaused",       "PrintJobResumed",      "PrintJobFinished",
+        "InputCaptureStart",    "InputCaptureComplete",
+        "LoadDocumentStart",    "DocumentSettingsAvailable",
+        "DocumentLoadError",    "NewPageAvailable",
+        "PageImageAvailable",   "LoadDocumentComplete",
+        "PrintJobStarting",     "PrintJobPageSent",
+        "PrintJobAllPagesSent", "PrintJobError",
+        "PrintJobPaused",       "PrintJobResumed",
+        "PrintJobFinished",
     };
     int32_t index = static_cast<int32_t>(kind);
     return index >= 0 && index < kDocMgrEventTypeCount ? kNames[index] : "Unknown";
@@ -16,10 +19,14 @@ const char* DocMgrEventTypeName(DocMgrEventType kind) {
 
 const char* RenderTargetName(RenderTarget target) {
     switch (target) {
-        case Thumbnail: return "Thumbnail";
-        case Screen: return "Screen";
-        case Printer: return "Printer";
-        default: return "Unknown";
+        case Thumbnail:
+            return "Thumbnail";
+        case Screen:
+            return "Screen";
+        case Printer:
+            return "Printer";
+        default:
+            return "Unknown";
     }
 }
 

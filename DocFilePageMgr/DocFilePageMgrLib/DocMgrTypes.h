@@ -94,8 +94,7 @@ using DocMgrEventData =
                  LoadDocumentStartData, DocumentSettingsAvailableData, DocumentLoadErrorData,
                  NewPageAvailableData, PageImageAvailableData, LoadDocumentCompleteData,
                  PrintJobStartingData, PrintJobPageSentData, PrintJobAllPagesSentData,
-                 PrintJobErrorData, PrintJobPausedData, PrintJobResumedData,
-                 PrintJobFinishedData>;
+                 PrintJobErrorData, PrintJobPausedData, PrintJobResumedData, PrintJobFinishedData>;
 
 using DocMgrEventCallback = std::function<void(DocMgrEventType, const DocMgrEventData&)>;
 

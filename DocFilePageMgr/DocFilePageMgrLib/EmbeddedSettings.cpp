@@ -1,4 +1,4 @@
-#include "EmbeddedSettings.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/EmbeddedSettings.h"
 
 #include <qpdf/Buffer.hh>
 #include <qpdf/BufferInputSource.hh>
@@ -11,8 +11,8 @@
 #include <optional>
 #include <sstream>
 
-#include "TextCodec.h"
-#include "TraceSink.h"
+#include "logging/TextCodec.h"
+#include "logging/TraceSink.h"
 
 namespace docmgr {
 namespace {
@@ -108,12 +108,14 @@ std::optional<QPDFTokenizer::Token> RawTokenAfterKey(QPDF& pdf, const std::strin
         }
         // A name equal to the key may also stand as a value; callers know from qpdf what
         // kind of value the key has and check the token against it.
-        afterKey = depth == 1 && token.getType() == QPDFTokenizer::tt_name &&
-                   token.getValue() == key;
+        afterKey =
+            depth == 1 && token.getType() == QPDFTokenizer::tt_name && token.getValue() == key;
     }
 }
 
-EmbeddedSettingsResult Fail(uint16_t event) { return {std::string(), event}; }
+EmbeddedSettingsResult Fail(uint16_t event) {
+    return {std::string(), event};
+}
 
 }  // namespace
 

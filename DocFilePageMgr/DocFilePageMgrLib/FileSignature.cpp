@@ -1,4 +1,4 @@
-#include "FileSignature.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/FileSignature.h"
 
 #include <fstream>
 

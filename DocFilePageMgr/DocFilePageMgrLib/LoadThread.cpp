@@ -10,9 +10,9 @@
 #include <filesystem>
 #include <system_error>
 
-#include "DocFilePageMgr.h"
-#include "FileSystem.h"
-#include "LogMacros.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
+#include "logging/LogMacros.h"
+#include "platform/FileSystem.h"
 
 namespace docmgr {
 namespace {

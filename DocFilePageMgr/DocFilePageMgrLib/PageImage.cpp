@@ -1,12 +1,15 @@
-#include "PageImage.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
 
-#include "LogMacros.h"
+#include "logging/LogMacros.h"
 
 namespace docmgr {
 
 PageImage::PageImage(uint64_t pageIndex, RenderTarget target, BitmapPtr bitmap, int32_t width,
                      int32_t height)
-    : pageIndex(pageIndex), target(target), bitmap(std::move(bitmap)), width(width),
+    : pageIndex(pageIndex),
+      target(target),
+      bitmap(std::move(bitmap)),
+      width(width),
       height(height) {
     NVR_LOG_VERBOSE("PageImage: Created for page {} ({}x{})", pageIndex + 1, width, height);
 }

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "Bitmap.h"
-#include "DocMgrTypes.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocMgrTypes.h"
+#include "platform/Bitmap.h"
 
 namespace docmgr {
 

@@ -1,28 +1,38 @@
 // Page images: target parameters, the weak page cache, page sizes and blank bitmaps.
 #include <cerrno>
 
-#include "DocFilePageMgr.h"
-#include "LogMacros.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
+#include "logging/LogMacros.h"
 
 namespace docmgr {
 
 const TargetParams& DocFilePageMgr::ParamsFor(RenderTarget target) const {
     switch (target) {
-        case Thumbnail: return m_thumbnailParams;
-        case Printer: return m_printerParams;
-        default: return m_screenParams;
+        case Thumbnail:
+            return m_thumbnailParams;
+        case Printer:
+            return m_printerParams;
+        default:
+            return m_screenParams;
     }
 }
 
 void DocFilePageMgr::SetTargetParams(RenderTarget target, const TargetParams& params) {
     switch (target) {
-        case Thumbnail: m_thumbnailParams = params; break;
-        case Screen: m_screenParams = params; break;
-        case Printer: m_printerParams = params; break;
-        default: break;
+        case Thumbnail:
+            m_thumbnailParams = params;
+            break;
+        case Screen:
+            m_screenParams = params;
+            break;
+        case Printer:
+            m_printerParams = params;
+            break;
+        default:
+            break;
     }
-    NVR_LOG_VERBOSE("Set {} params - DPI: {}x{}, Scale: {}", RenderTargetName(target),
-                    params.dpiX, params.dpiY, params.scale);
+    NVR_LOG_VERBOSE("Set {} params - DPI: {}x{}, Scale: {}", RenderTargetName(target), params.dpiX,
+                    params.dpiY, params.scale);
 }
 
 std::shared_ptr<PageImage> DocFilePageMgr::GetPageImage(size_t pageNumber, RenderTarget target) {
@@ -62,8 +72,7 @@ std::shared_ptr<PageImage> DocFilePageMgr::GetPageImage(size_t pageNumber, Rende
         NVR_LOG_ENTRY("Returning nullptr (render failed)");
         return nullptr;
     }
-    NVR_LOG_VERBOSE("Successfully rendered page {} ({}x{})", pageNumber, pixelWidth,
-                    pixelHeight);
+    NVR_LOG_VERBOSE("Successfully rendered page {} ({}x{})", pageNumber, pixelWidth, pixelHeight);
     if (m_eventCallback) {
         FireEvent(PageImageAvailable, PageImageAvailableData{pageNumber});
     }
@@ -88,8 +97,7 @@ BitmapPtr DocFilePageMgr::CreateDIBSectionBitmap(int32_t width, int32_t height, 
         *bits = bitmap ? bitmap->Bits() : nullptr;
     }
     if (!bitmap) {
-        NVR_LOG_ERROR("Failed to create DIB section ({}x{}) - Error: {}", width, height,
-                      ENOMEM);
+        NVR_LOG_ERROR("Failed to create DIB section ({}x{}) - Error: {}", width, height, ENOMEM);
         return nullptr;
     }
     NVR_LOG_VERBOSE("Created DIB section {}x{}", width, height);

@@ -1,15 +1,15 @@
-#include "PageMgrPdfium.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
 
 #include <cairo.h>
 #include <poppler.h>
 
 #include <filesystem>
 
-#include "CairoPtr.h"
-#include "EmbeddedSettings.h"
-#include "FileSignature.h"
-#include "GObjectPtr.h"
-#include "LogMacros.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/EmbeddedSettings.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/FileSignature.h"
+#include "logging/LogMacros.h"
+#include "platform/CairoPtr.h"
+#include "platform/GObjectPtr.h"
 
 namespace docmgr {
 namespace {

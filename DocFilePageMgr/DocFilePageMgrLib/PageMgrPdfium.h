@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "DocFilePageMgr.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 
 namespace docmgr {
 

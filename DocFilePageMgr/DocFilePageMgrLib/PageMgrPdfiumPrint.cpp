@@ -1,8 +1,8 @@
 // Printing of the PDF backend. Pages reach the device as the source file's own pages,
 // placed where a rendered bitmap would land and at its size, so nothing is rasterised.
-#include "LogMacros.h"
-#include "PageMgrPdfium.h"
-#include "PrintDevice.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+#include "logging/LogMacros.h"
 
 namespace docmgr {
 

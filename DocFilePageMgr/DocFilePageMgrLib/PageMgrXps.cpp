@@ -1,15 +1,15 @@
-#include "PageMgrXps.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
 
 #include <cairo.h>
 #include <libgxps/gxps.h>
 
 #include <mutex>
 
-#include "FileSignature.h"
-#include "GObjectPtr.h"
-#include "LogMacros.h"
-#include "PageMgrXpsPrivate.h"
-#include "XpsPackage.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/FileSignature.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/XpsPackage.h"
+#include "logging/LogMacros.h"
+#include "platform/GObjectPtr.h"
 
 namespace docmgr {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "DocFilePageMgr.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 
 namespace docmgr {
 

@@ -7,10 +7,10 @@
 
 #include <thread>
 
-#include "LogMacros.h"
-#include "PageMgrXpsPrivate.h"
-#include "PrintDevice.h"
-#include "PrintTicket.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+#include "NvrPrintUtils/PrintTicket.h"
+#include "logging/LogMacros.h"
 
 namespace docmgr {
 namespace {

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "CairoPtr.h"
-#include "GObjectPtr.h"
-#include "PageMgrXps.h"
-#include "ScratchFile.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/ScratchFile.h"
+#include "platform/CairoPtr.h"
+#include "platform/GObjectPtr.h"
 
 namespace docmgr {
 

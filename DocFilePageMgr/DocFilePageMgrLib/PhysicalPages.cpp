@@ -4,9 +4,9 @@
 #include <atomic>
 #include <numeric>
 
-#include "DocFilePageMgr.h"
-#include "LogMacros.h"
-#include "PrintDevice.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+#include "logging/LogMacros.h"
 
 namespace docmgr {
 namespace {

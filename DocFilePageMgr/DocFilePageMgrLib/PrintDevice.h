@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-#include "Bitmap.h"
+#include "platform/Bitmap.h"
 
 namespace docmgr {
 

@@ -1,11 +1,11 @@
-#include "ScratchFile.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/ScratchFile.h"
 
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <cerrno>
 
-#include "FileSystem.h"
+#include "platform/FileSystem.h"
 
 namespace docmgr {
 

@@ -1,4 +1,4 @@
-#include "XpsPackage.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/XpsPackage.h"
 
 #include <zip.h>
 

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "FileSystem.h"
+#include "platform/FileSystem.h"
 
 namespace nvrprint::platform {
 

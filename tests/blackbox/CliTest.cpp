@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <regex>
 
-#include "NvrPrintHelper.h"
-#include "Process.h"
-#include "TestSupport.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestSupport.h"
 
 using testsupport::ProcessOptions;
 using testsupport::ProcessResult;

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <thread>
 
-#include "PdfFixtures.h"
-#include "Process.h"
-#include "TestSupport.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestSupport.h"
 
 using namespace testsupport;
 

@@ -1,9 +1,9 @@
 // Real PDFs through the real program: loading, embedded settings and the mode decision.
 #include <gtest/gtest.h>
 
-#include "PdfFixtures.h"
-#include "Process.h"
-#include "TestSupport.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestSupport.h"
 
 using namespace testsupport;
 

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "PdfFixtures.h"
-#include "Process.h"
-#include "TestSupport.h"
-#include "XpsFixtures.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestSupport.h"
+#include "tests/support/XpsFixtures.h"
 
 using namespace testsupport;
 

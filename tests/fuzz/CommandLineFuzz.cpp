@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "FuzzSupport.h"
-#include "Logger.h"
-#include "Notice.h"
-#include "NvrPrintHelper.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "SystemServices/Notice.h"
+#include "logging/Logger.h"
+#include "tests/fuzz/FuzzSupport.h"
 
 namespace {
 

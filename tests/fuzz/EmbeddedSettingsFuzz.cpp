@@ -2,9 +2,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "EmbeddedSettings.h"
-#include "FuzzSupport.h"
-#include "PrintJobSettings.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/EmbeddedSettings.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
+#include "tests/fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzzsupport::PrepareProcess();

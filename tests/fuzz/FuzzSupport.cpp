@@ -1,4 +1,4 @@
-#include "FuzzSupport.h"
+#include "tests/fuzz/FuzzSupport.h"
 
 #include <stdlib.h>
 #include <sys/mman.h>
@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <string>
 
-#include "Logger.h"
+#include "logging/Logger.h"
 
 namespace fuzzsupport {
 

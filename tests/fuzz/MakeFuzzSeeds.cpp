@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "PdfFixtures.h"
-#include "TestSupport.h"
-#include "XpsFixtures.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/TestSupport.h"
+#include "tests/support/XpsFixtures.h"
 
 namespace fs = std::filesystem;
 using namespace testsupport;

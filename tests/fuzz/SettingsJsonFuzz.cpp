@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "FuzzSupport.h"
-#include "PrintJobSettings.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
+#include "tests/fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzzsupport::PrepareProcess();

@@ -8,8 +8,8 @@
 
 #include <unistd.h>
 
-#include "FuzzSupport.h"
-#include "XpsPackage.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/XpsPackage.h"
+#include "tests/fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzzsupport::PrepareProcess();

@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <optional>
 
-#include "PdfFixtures.h"
-#include "PrinterStack.h"
-#include "Process.h"
-#include "TestSupport.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/PrinterStack.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestSupport.h"
 
 using namespace testsupport;
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "PrinterStack.h"
-#include "Process.h"
-#include "TestSupport.h"
+#include "tests/support/PrinterStack.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestSupport.h"
 
 namespace testsupport {
 

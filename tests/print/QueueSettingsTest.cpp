@@ -3,9 +3,9 @@
 // scheduler holds of the job, never only the program's log.
 #include <gtest/gtest.h>
 
-#include "PageRender.h"
-#include "PdfFixtures.h"
-#include "PrintingTest.h"
+#include "tests/print/PrintingTest.h"
+#include "tests/support/PageRender.h"
+#include "tests/support/PdfFixtures.h"
 
 using namespace testsupport;
 

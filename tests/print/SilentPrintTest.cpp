@@ -9,12 +9,12 @@
 #include <future>
 #include <regex>
 
-#include "PageRender.h"
-#include "PdfFixtures.h"
-#include "PrinterStack.h"
-#include "PrintingTest.h"
-#include "Process.h"
-#include "TestSupport.h"
+#include "tests/print/PrintingTest.h"
+#include "tests/support/PageRender.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/PrinterStack.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestSupport.h"
 
 using namespace testsupport;
 

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
-#include "PageRender.h"
-#include "PrintingTest.h"
-#include "XpsFixtures.h"
+#include "tests/print/PrintingTest.h"
+#include "tests/support/PageRender.h"
+#include "tests/support/XpsFixtures.h"
 
 using namespace testsupport;
 

@@ -1,4 +1,4 @@
-#include "FakePrintSystem.h"
+#include "tests/support/FakePrintSystem.h"
 
 #include <cerrno>
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "PrintSystem.h"
+#include "NvrPrintUtils/PrintSystem.h"
 
 namespace testsupport {
 
@@ -17,8 +17,8 @@ public:
     std::function<void(nvrprint::DEVMODEW&)> correct = [](nvrprint::DEVMODEW&) {};
     int32_t validateResult = nvrprint::kIdOk;
     bool hasProvider = false;
-    std::string driverTicket;     // what the driver answers for any DEVMODE
-    std::string lastTicketIn;     // what was handed back for conversion
+    std::string driverTicket;  // what the driver answers for any DEVMODE
+    std::string lastTicketIn;  // what was handed back for conversion
     int opens = 0;
     int validations = 0;
 

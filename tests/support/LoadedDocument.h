@@ -6,8 +6,8 @@
 #include <variant>
 #include <vector>
 
-#include "DocMgrTypes.h"
-#include "TestSupport.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocMgrTypes.h"
+#include "tests/support/TestSupport.h"
 
 namespace testsupport {
 

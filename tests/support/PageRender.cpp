@@ -1,4 +1,4 @@
-#include "PageRender.h"
+#include "tests/support/PageRender.h"
 
 #include <cairo.h>
 #include <poppler.h>

@@ -1,4 +1,4 @@
-#include "PdfFixtures.h"
+#include "tests/support/PdfFixtures.h"
 
 #include <cairo-pdf.h>
 #include <cairo.h>
@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "TestSupport.h"
+#include "tests/support/TestSupport.h"
 
 namespace testsupport {
 namespace {
@@ -18,7 +18,8 @@ namespace {
 std::string LiteralString(const std::string& bytes) {
     std::string out = "(";
     for (char c : bytes) {
-        if (c == '(' || c == ')' || c == '\\') out += '\\';
+        if (c == '(' || c == ')' || c == '\\')
+            out += '\\';
         out += c;
     }
     return out + ")";
@@ -26,7 +27,8 @@ std::string LiteralString(const std::string& bytes) {
 
 std::string HexString(const std::string& bytes) {
     std::string out = "<";
-    for (unsigned char c : bytes) out += fmt::format("{:02X}", c);
+    for (unsigned char c : bytes)
+        out += fmt::format("{:02X}", c);
     return out + ">";
 }
 
@@ -81,8 +83,9 @@ void AddSettingsCarrier(const std::string& in, const std::string& out, const std
             break;
         default:
             carrierValue = fmt::format("{} 0 R", carrierId);
-            carrierObject = fmt::format("{} 0 obj\n<< /Type /NvrSettings /NvrPrintJobSettings {} >>\nendobj\n",
-                                        carrierId, settings);
+            carrierObject =
+                fmt::format("{} 0 obj\n<< /Type /NvrSettings /NvrPrintJobSettings {} >>\nendobj\n",
+                            carrierId, settings);
     }
 
     std::string pageText = "<<";
@@ -92,10 +95,11 @@ void AddSettingsCarrier(const std::string& in, const std::string& out, const std
     pageText += " /Norvan " + carrierValue + " >>";
 
     std::string update = bytes;
-    if (update.back() != '\n') update += '\n';
+    if (update.back() != '\n')
+        update += '\n';
     size_t pageOffset = update.size();
-    update += fmt::format("{} {} obj\n{}\nendobj\n", page.getObjectID(), page.getGeneration(),
-                          pageText);
+    update +=
+        fmt::format("{} {} obj\n{}\nendobj\n", page.getObjectID(), page.getGeneration(), pageText);
     size_t carrierOffset = update.size();
     update += carrierObject;
     size_t xrefOffset = update.size();

@@ -1,4 +1,4 @@
-#include "PrinterStack.h"
+#include "tests/support/PrinterStack.h"
 
 #include <chrono>
 #include <filesystem>
@@ -6,8 +6,8 @@
 #include <sstream>
 #include <thread>
 
-#include "Process.h"
-#include "TestSupport.h"
+#include "tests/support/Process.h"
+#include "tests/support/TestSupport.h"
 
 namespace testsupport {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "PrintDevice.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 
 namespace testsupport {
 

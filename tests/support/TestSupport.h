@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "Notice.h"
+#include "SystemServices/Notice.h"
 
 namespace testsupport {
 

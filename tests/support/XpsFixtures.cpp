@@ -1,4 +1,4 @@
-#include "XpsFixtures.h"
+#include "tests/support/XpsFixtures.h"
 
 #include <cairo.h>
 #include <fmt/format.h>
@@ -6,7 +6,7 @@
 
 #include <stdexcept>
 
-#include "TestSupport.h"
+#include "tests/support/TestSupport.h"
 
 namespace testsupport {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "PdfFixtures.h"
+#include "tests/support/PdfFixtures.h"
 
 int main(int argc, char** argv) {
     if (argc < 2) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "XpsFixtures.h"
+#include "tests/support/XpsFixtures.h"
 
 int main(int argc, char** argv) {
     if (argc < 2) {

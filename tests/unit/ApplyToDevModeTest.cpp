@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "FakePrintSystem.h"
-#include "PrintJobSettings.h"
-#include "TestSupport.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
+#include "tests/support/FakePrintSystem.h"
+#include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
 using testsupport::LogCapture;
@@ -66,15 +66,16 @@ TEST(ApplyToDevMode, StaplingAloneTriesThePrintTicketButSkipsValidation) {
     EXPECT_EQ(system->validations, 0);
     EXPECT_TRUE(log.Contains(
         "PTOpenProvider failed (HRESULT: 0x80004001). Printer may not support Print Tickets."));
-    EXPECT_TRUE(log.Contains("Failed to merge Print Ticket settings with DEVMODE (driver may not "
-                             "support Print Tickets)"));
+    EXPECT_TRUE(
+        log.Contains("Failed to merge Print Ticket settings with DEVMODE (driver may not "
+                     "support Print Tickets)"));
 }
 
 TEST(ApplyToDevMode, DriverCorrectionsAreAppliedAndLogged) {
     ScopedPrintSystem system;
     system->correct = [](DEVMODEW& dm) {
-        dm.dmDuplex = DMDUP_SIMPLEX;      // a one-sided printer
-        dm.dmFields &= ~DM_COLLATE;       // drops collation
+        dm.dmDuplex = DMDUP_SIMPLEX;  // a one-sided printer
+        dm.dmFields &= ~DM_COLLATE;   // drops collation
     };
     LogCapture log;
     DevModePtr dm = AllocateDevMode();
@@ -84,8 +85,9 @@ TEST(ApplyToDevMode, DriverCorrectionsAreAppliedAndLogged) {
     EXPECT_EQ(dm->dmDuplex, DMDUP_SIMPLEX);
     EXPECT_TRUE(log.Contains("dmDuplex corrected from 2 to 1"));
     EXPECT_TRUE(log.Contains("dmCollate corrected from 1 to -1"));
-    EXPECT_TRUE(log.Contains("dmFormName corrected from 'ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789abcd' "
-                             "to 'ABCDEFGHIJKLMNOPQRSTUVWXYZ01234'"));
+    EXPECT_TRUE(
+        log.Contains("dmFormName corrected from 'ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789abcd' "
+                     "to 'ABCDEFGHIJKLMNOPQRSTUVWXYZ01234'"));
     EXPECT_TRUE(log.Contains("3 standard DEVMODE setting(s) were corrected"));
     EXPECT_FALSE(log.Contains("dmCopies corrected"));
 }
@@ -110,10 +112,12 @@ TEST(ApplyToDevMode, StaplingSurvivalIsCheckedThroughTheProvider) {
         "    <psf:Option name=\"psk:None\" />\n  </psf:Feature>\n</psf:PrintTicket>\n";
     LogCapture log;
     DevModePtr dm = AllocateDevMode();
-    ASSERT_TRUE(Settings(R"({"bStapled": true, "dmCopies": 1})").ApplyToDevMode(dm.get(), "Office"));
+    ASSERT_TRUE(
+        Settings(R"({"bStapled": true, "dmCopies": 1})").ApplyToDevMode(dm.get(), "Office"));
     EXPECT_TRUE(log.Contains("Successfully merged Print Ticket settings with DEVMODE"));
-    EXPECT_TRUE(log.Contains("\xC3\xA2\xC5\x93\xE2\x80\x9C Stapling setting survived "
-                             "DocumentProperties validation"));
+    EXPECT_TRUE(
+        log.Contains("\xC3\xA2\xC5\x93\xE2\x80\x9C Stapling setting survived "
+                     "DocumentProperties validation"));
     EXPECT_TRUE(log.Contains("1 Print Ticket extended setting(s) preserved through validation"));
 
     system->driverTicket = "<psf:PrintTicket>\n</psf:PrintTicket>\n";
@@ -122,7 +126,9 @@ TEST(ApplyToDevMode, StaplingSurvivalIsCheckedThroughTheProvider) {
     LogCapture lostLog;
     DevModePtr again = AllocateDevMode();
     system->correct = [&](DEVMODEW&) { system->driverTicket = "<psf:PrintTicket/>"; };
-    ASSERT_TRUE(Settings(R"({"bStapled": true, "dmCopies": 1})").ApplyToDevMode(again.get(), "Office"));
-    EXPECT_TRUE(lostLog.Contains("\xC3\xA2\xC5\x93\xE2\x80\x94 Stapling setting was removed by "
-                                 "DocumentProperties validation"));
+    ASSERT_TRUE(
+        Settings(R"({"bStapled": true, "dmCopies": 1})").ApplyToDevMode(again.get(), "Office"));
+    EXPECT_TRUE(
+        lostLog.Contains("\xC3\xA2\xC5\x93\xE2\x80\x94 Stapling setting was removed by "
+                         "DocumentProperties validation"));
 }

@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <initializer_list>
 
-#include "NvrPrintHelper.h"
-#include "TestSupport.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
 using testsupport::RecordedNotice;
@@ -21,7 +21,8 @@ protected:
         std::vector<std::string> all{"NvrPrintHelper"};
         all.insert(all.end(), args);
         std::vector<const char*> argv;
-        for (const std::string& a : all) argv.push_back(a.c_str());
+        for (const std::string& a : all)
+            argv.push_back(a.c_str());
         return app->ParseCommandLine(static_cast<int>(argv.size()), argv.data());
     }
     std::string OnlyNotice() {
@@ -64,8 +65,9 @@ TEST_F(CommandLineTest, ValueIsTheNextArgumentWhateverItLooksLike) {
 
 TEST_F(CommandLineTest, EmptyValueAfterEqualsDoesNotSwallowTheNextArgument) {
     EXPECT_FALSE(Parse({"-printer=", "doc.pdf"}));
-    EXPECT_EQ(OnlyNotice().rfind("Error: -printer option requires a printer name value\n\nUsage:", 0),
-              0u);
+    EXPECT_EQ(
+        OnlyNotice().rfind("Error: -printer option requires a printer name value\n\nUsage:", 0),
+        0u);
 }
 
 TEST_F(CommandLineTest, OptionsWithoutValuesIgnoreTheEqualsPart) {
@@ -105,8 +107,8 @@ TEST_F(CommandLineTest, UsePreviewAppWords) {
 
 TEST_F(CommandLineTest, TempDirAndPreviewAppPathChecks) {
     WriteFile(dir.File("app"), "");
-    ASSERT_TRUE(Parse({"-tempDir=\"" + dir.Path() + "\"", "-previewApp", dir.File("app"),
-                       "doc.pdf"}));
+    ASSERT_TRUE(
+        Parse({"-tempDir=\"" + dir.Path() + "\"", "-previewApp", dir.File("app"), "doc.pdf"}));
     EXPECT_EQ(app->PreviewApp(), dir.File("app"));
 
     struct Case {
@@ -114,12 +116,18 @@ TEST_F(CommandLineTest, TempDirAndPreviewAppPathChecks) {
         std::string box;
     };
     const std::vector<Case> cases = {
-        {"-tempDir=temp", "Error: -TempDir path must be fully qualified (e.g., /path/to/dir): temp"},
-        {"-tempDir=" + dir.File("none"), "Error: -TempDir directory does not exist: " + dir.File("none")},
-        {"-tempDir=" + dir.File("app"), "Error: -TempDir path must be a directory, not a file: " + dir.File("app")},
-        {"-previewApp=app", "Error: -PreviewApp path must be fully qualified (e.g., /path/to/app): app"},
-        {"-previewApp=" + dir.File("none"), "Error: -PreviewApp file does not exist: " + dir.File("none")},
-        {"-previewApp=" + dir.Path(), "Error: -PreviewApp path must be a file, not a directory: " + dir.Path()},
+        {"-tempDir=temp",
+         "Error: -TempDir path must be fully qualified (e.g., /path/to/dir): temp"},
+        {"-tempDir=" + dir.File("none"),
+         "Error: -TempDir directory does not exist: " + dir.File("none")},
+        {"-tempDir=" + dir.File("app"),
+         "Error: -TempDir path must be a directory, not a file: " + dir.File("app")},
+        {"-previewApp=app",
+         "Error: -PreviewApp path must be fully qualified (e.g., /path/to/app): app"},
+        {"-previewApp=" + dir.File("none"),
+         "Error: -PreviewApp file does not exist: " + dir.File("none")},
+        {"-previewApp=" + dir.Path(),
+         "Error: -PreviewApp path must be a file, not a directory: " + dir.Path()},
     };
     for (const Case& c : cases) {
         notices.clear();

@@ -4,8 +4,8 @@
 #include <mutex>
 #include <sstream>
 
-#include "FakeDocument.h"
-#include "TestSupport.h"
+#include "tests/support/FakeDocument.h"
+#include "tests/support/TestSupport.h"
 
 using namespace docmgr;
 using testsupport::FakeDocument;

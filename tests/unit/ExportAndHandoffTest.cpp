@@ -9,9 +9,9 @@
 #include <sstream>
 #include <thread>
 
-#include "NvrPrintHelper.h"
-#include "PdfFixtures.h"
-#include "TestSupport.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
 using namespace testsupport;

@@ -7,12 +7,12 @@
 #include <filesystem>
 #include <string>
 
-#include "FakeDocument.h"
-#include "FakePrintSystem.h"
-#include "NvrPrintHelper.h"
-#include "PdfFixtures.h"
-#include "PrintJobSettings.h"
-#include "TestSupport.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
+#include "tests/support/FakeDocument.h"
+#include "tests/support/FakePrintSystem.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
 using namespace testsupport;

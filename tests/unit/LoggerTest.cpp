@@ -4,9 +4,9 @@
 #include <regex>
 #include <string>
 
-#include "LogMacros.h"
-#include "Logger.h"
-#include "TestSupport.h"
+#include "logging/LogMacros.h"
+#include "logging/Logger.h"
+#include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
 using testsupport::ReadFile;
@@ -57,7 +57,8 @@ TEST_F(LoggerTest, LineCarriesTimestampLevelAndPrefix) {
 
     std::string out = Console();
     std::regex stamp(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} )");
-    EXPECT_TRUE(std::regex_search(out, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[INFO\] ns::Fn: hello\n)")));
+    EXPECT_TRUE(std::regex_search(
+        out, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[INFO\] ns::Fn: hello\n)")));
     EXPECT_NE(out.find("[INFO] ns::Fn(File.cpp:12): located\n"), std::string::npos);
     EXPECT_NE(out.find("[INFO] ns::Fn: no line\n"), std::string::npos);
     EXPECT_NE(out.find("[INFO] no function\n"), std::string::npos);

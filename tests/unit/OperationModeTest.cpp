@@ -2,8 +2,8 @@
 
 #include <thread>
 
-#include "NvrPrintHelper.h"
-#include "TestSupport.h"
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
 using namespace docmgr;
@@ -40,12 +40,16 @@ protected:
         } else {
             args.push_back(dir.File("doc.pdf"));
         }
-        if (in.printer) args.push_back("PrinterA");
-        if (in.forceSilent) args.push_back("-silent");
-        if (in.forceInteractive) args.push_back("-interactive");
+        if (in.printer)
+            args.push_back("PrinterA");
+        if (in.forceSilent)
+            args.push_back("-silent");
+        if (in.forceInteractive)
+            args.push_back("-interactive");
         args.push_back("-settings=" + dir.File("override.json"));
         std::vector<const char*> argv;
-        for (const std::string& a : args) argv.push_back(a.c_str());
+        for (const std::string& a : args)
+            argv.push_back(a.c_str());
         app = std::make_unique<NvrPrintHelper>(std::make_unique<RecordingNotices>(&notices));
         ASSERT_TRUE(app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()));
         ASSERT_TRUE(app->ProcessInputFile());
@@ -53,12 +57,11 @@ protected:
     void Settings(const std::string& json) {
         app->OnDocumentEvent(DocumentSettingsAvailable, DocumentSettingsAvailableData{json});
     }
-    void Complete() {
-        app->OnDocumentEvent(LoadDocumentComplete, LoadDocumentCompleteData{1});
-    }
+    void Complete() { app->OnDocumentEvent(LoadDocumentComplete, LoadDocumentCompleteData{1}); }
     // "interactive", "silent" or "open".
     std::string Mode() {
-        if (!app->IsModeDetermined()) return "open";
+        if (!app->IsModeDetermined())
+            return "open";
         EXPECT_TRUE(app->DetermineOperationMode());
         return app->IsInteractive() ? "interactive" : "silent";
     }
@@ -158,7 +161,8 @@ TEST_F(ModeTest, LoadErrorEndsTheWaitWithFailure) {
     Start({.printer = true});
     std::thread loader([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        app->OnDocumentEvent(DocumentLoadError, DocumentLoadErrorData{"Failed to load document", 0});
+        app->OnDocumentEvent(DocumentLoadError,
+                             DocumentLoadErrorData{"Failed to load document", 0});
     });
     EXPECT_FALSE(app->DetermineOperationMode());
     loader.join();

@@ -2,11 +2,11 @@
 
 #include <mutex>
 
-#include "EmbeddedSettings.h"
-#include "LoadedDocument.h"
-#include "PageMgrPdfium.h"
-#include "PdfFixtures.h"
-#include "TestSupport.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/EmbeddedSettings.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
+#include "tests/support/LoadedDocument.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/TestSupport.h"
 
 using namespace docmgr;
 using namespace testsupport;

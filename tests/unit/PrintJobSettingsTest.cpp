@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "PrintJobSettings.h"
-#include "TestSupport.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
+#include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
 using testsupport::ScratchDir;

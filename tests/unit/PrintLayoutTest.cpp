@@ -2,11 +2,11 @@
 // grid; and the printing loops as a device sees them.
 #include <gtest/gtest.h>
 
-#include "FakeDocument.h"
-#include "PageMgrPdfium.h"
-#include "PdfFixtures.h"
-#include "RecordingPrintDevice.h"
-#include "TestSupport.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
+#include "tests/support/FakeDocument.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/RecordingPrintDevice.h"
+#include "tests/support/TestSupport.h"
 
 using namespace testsupport;
 using docmgr::PhysicalPage;

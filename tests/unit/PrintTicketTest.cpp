@@ -2,10 +2,10 @@
 
 #include <sstream>
 
-#include "CupsPrintTicketProvider.h"
-#include "FakePrintSystem.h"
-#include "IppDevMode.h"
-#include "PrintTicket.h"
+#include "NvrPrintUtils/IppDevMode.h"
+#include "NvrPrintUtils/PrintTicket.h"
+#include "SystemServices/CupsPrintTicketProvider.h"
+#include "tests/support/FakePrintSystem.h"
 
 using namespace nvrprint;
 using testsupport::ScopedPrintSystem;

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "PrintJobSettingsHelper.h"
+#include "NvrPrintUtils/PrintJobSettingsHelper.h"
 
 using namespace nvrprint;
 using namespace nvrprint::PrintJobSettingsHelper;

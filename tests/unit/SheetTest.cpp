@@ -9,13 +9,13 @@
 #include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 
-#include "Bitmap.h"
-#include "IppDevMode.h"
-#include "PageRender.h"
-#include "PdfFixtures.h"
-#include "PdfSheetWriter.h"
-#include "SheetGeometry.h"
-#include "TestSupport.h"
+#include "NvrPrintUtils/IppDevMode.h"
+#include "SystemServices/JobPdf/PdfSheetWriter.h"
+#include "SystemServices/JobPdf/SheetGeometry.h"
+#include "platform/Bitmap.h"
+#include "tests/support/PageRender.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
 using namespace nvrprint::platform;

@@ -6,8 +6,8 @@
 
 #include <filesystem>
 
-#include "TempFileManager.h"
-#include "TestSupport.h"
+#include "NvrPrintUtils/TempFileManager.h"
+#include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
 using testsupport::ScratchDir;

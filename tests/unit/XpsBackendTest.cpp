@@ -6,13 +6,13 @@
 #include <mutex>
 #include <regex>
 
-#include "FakePrintSystem.h"
-#include "LoadedDocument.h"
-#include "PageMgrXps.h"
-#include "PageRender.h"
-#include "RecordingPrintDevice.h"
-#include "TestSupport.h"
-#include "XpsFixtures.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
+#include "tests/support/FakePrintSystem.h"
+#include "tests/support/LoadedDocument.h"
+#include "tests/support/PageRender.h"
+#include "tests/support/RecordingPrintDevice.h"
+#include "tests/support/TestSupport.h"
+#include "tests/support/XpsFixtures.h"
 
 using namespace docmgr;
 using namespace testsupport;

@@ -1,4 +1,4 @@
-#include "PdfSheetWriter.h"
+#include "SystemServices/JobPdf/PdfSheetWriter.h"
 
 #include <fmt/format.h>
 #include <qpdf/Constants.h>

@@ -1,6 +1,6 @@
 // Asking the printer about a job after its document went out: a scheduler can take the bytes
 // into its socket and then never answer, and a job left "incoming" prints nothing.
-#include "CupsJobState.h"
+#include "SystemServices/linux/CupsJobState.h"
 
 #include <fmt/format.h>
 

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "IppDevMode.h"
-#include "PrintSystem.h"
+#include "NvrPrintUtils/IppDevMode.h"
+#include "NvrPrintUtils/PrintSystem.h"
 
 namespace nvrprint::platform {
 

@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "CupsDestination.h"
-#include "PdfSheetWriter.h"
-#include "PrintDevice.h"
-#include "SheetGeometry.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+#include "SystemServices/JobPdf/PdfSheetWriter.h"
+#include "SystemServices/JobPdf/SheetGeometry.h"
+#include "SystemServices/linux/CupsDestination.h"
 
 namespace nvrprint::platform {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "CupsDestination.h"
+#include "SystemServices/linux/CupsDestination.h"
 
 namespace nvrprint::platform {
 

@@ -8,8 +8,8 @@
 #include <mutex>
 #include <vector>
 
-#include "ImageFrameEncoder.h"
-#include "LogMacros.h"
+#include "SystemServices/ImageFrameEncoder.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint::platform {
 namespace {

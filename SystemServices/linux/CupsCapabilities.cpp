@@ -1,4 +1,4 @@
-#include "CupsCapabilities.h"
+#include "SystemServices/linux/CupsCapabilities.h"
 
 // The PPD interface is deprecated in libcups but remains the only way to read a queue's
 // PPD options.

@@ -1,8 +1,8 @@
-#include "CupsPrintTicketProvider.h"
+#include "SystemServices/CupsPrintTicketProvider.h"
 
 #include <sstream>
 
-#include "PrintTicket.h"
+#include "NvrPrintUtils/PrintTicket.h"
 
 namespace nvrprint::platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "CupsDestination.h"
+#include "SystemServices/linux/CupsDestination.h"
 
 #include <cerrno>
 

@@ -2,8 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "CupsDestination.h"
-#include "IppDevMode.h"
+#include "NvrPrintUtils/IppDevMode.h"
+#include "SystemServices/linux/CupsDestination.h"
 
 namespace nvrprint::platform {
 

@@ -3,11 +3,11 @@
 #include <cerrno>
 #include <cstring>
 
-#include "CupsCapabilities.h"
-#include "CupsDestination.h"
-#include "CupsPrintTicketProvider.h"
-#include "LogMacros.h"
-#include "PrinterServices.h"
+#include "SystemServices/CupsPrintTicketProvider.h"
+#include "SystemServices/PrinterServices.h"
+#include "SystemServices/linux/CupsCapabilities.h"
+#include "SystemServices/linux/CupsDestination.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint::platform {
 namespace {

@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "DevMode.h"
-#include "IppDevMode.h"
-#include "PrintDevice.h"
-#include "PrintSystem.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+#include "NvrPrintUtils/DevMode.h"
+#include "NvrPrintUtils/IppDevMode.h"
+#include "NvrPrintUtils/PrintSystem.h"
 
 // The printing services of the operating system: printers, their settings, and jobs.
 namespace nvrprint::platform {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "Bitmap.h"
+#include "platform/Bitmap.h"
 
 namespace nvrprint::platform {
 

@@ -1,11 +1,11 @@
-#include "CupsPrintDevice.h"
+#include "SystemServices/linux/CupsPrintDevice.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
-#include "CupsJobState.h"
-#include "LogMacros.h"
+#include "SystemServices/linux/CupsJobState.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint::platform {
 

@@ -7,8 +7,8 @@
 #include <memory>
 #include <thread>
 
-#include "GObjectPtr.h"
-#include "Launcher.h"
+#include "SystemServices/Launcher.h"
+#include "platform/GObjectPtr.h"
 
 extern char** environ;
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "Bitmap.h"
+#include "platform/Bitmap.h"
 
 // Writes bitmaps as the frames of one multi-page image file, in three steps as image codecs
 // of desktop systems do: the first frame creates the file, each further frame is added, a

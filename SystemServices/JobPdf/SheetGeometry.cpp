@@ -1,4 +1,4 @@
-#include "SheetGeometry.h"
+#include "SystemServices/JobPdf/SheetGeometry.h"
 
 #include <cmath>
 #include <utility>

@@ -2,12 +2,12 @@
 // options from the DEVMODE's attributes.
 #include <cerrno>
 
-#include "CupsCapabilities.h"
-#include "CupsPrintDevice.h"
-#include "IppDevMode.h"
-#include "LogMacros.h"
-#include "PrintJobSettingsHelper.h"
-#include "PrinterServices.h"
+#include "NvrPrintUtils/IppDevMode.h"
+#include "NvrPrintUtils/PrintJobSettingsHelper.h"
+#include "SystemServices/PrinterServices.h"
+#include "SystemServices/linux/CupsCapabilities.h"
+#include "SystemServices/linux/CupsPrintDevice.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint::platform {
 namespace {

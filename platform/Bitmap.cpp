@@ -1,4 +1,4 @@
-#include "Bitmap.h"
+#include "platform/Bitmap.h"
 
 #include <cairo.h>
 
@@ -20,7 +20,9 @@ std::unique_ptr<Bitmap> Bitmap::Create(int32_t width, int32_t height) {
 Bitmap::Bitmap(CreateKey, cairo_surface_t* surface, int32_t width, int32_t height)
     : m_surface(surface), m_width(width), m_height(height) {}
 
-Bitmap::~Bitmap() { cairo_surface_destroy(m_surface); }
+Bitmap::~Bitmap() {
+    cairo_surface_destroy(m_surface);
+}
 
 uint8_t* Bitmap::Bits() {
     cairo_surface_flush(m_surface);

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "Notice.h"
+#include "SystemServices/Notice.h"
 
 namespace nvrprint::platform {
 namespace {
