@@ -124,6 +124,8 @@ protected:
     void JoinLoadThread();
 
     const TargetParams& ParamsFor(RenderTarget target) const;
+    // Held while a backend's engine draws a page: the preview and a print may both ask.
+    std::mutex& RenderLock() { return m_renderLock; }
     const std::string& ScratchDirectory() const { return m_scratchDirectory; }
 
 private:
@@ -131,6 +133,12 @@ private:
     static void LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> context);
     void MarkThreadFinished();
 
+    std::shared_ptr<PageImage> FindCachedImage(size_t index, RenderTarget target);
+
+    // The weak page cache and the targets' parameters, shared by the threads that ask for
+    // pages; rendering itself goes one page at a time.
+    std::mutex m_cacheLock;
+    std::mutex m_renderLock;
     std::vector<PageCacheEntry> m_pageCache;
     TargetParams m_thumbnailParams{0.75, 200, 200};
     TargetParams m_screenParams{1.0, 300, 300};
