@@ -141,6 +141,13 @@ protected:
     const std::string& ScratchDirectory() const { return m_scratchDirectory; }
 
 private:
+    // The sides of a print, and how each takes its pages: every page on a side of its own,
+    // at natural size on the job's paper or on a sheet of its own size, or the program's
+    // layout fitted into the grid's cells.
+    PageCell::Fit PlanSides(uint64_t pageCount, std::vector<PhysicalPage>* sides) const;
+    // One side from StartPage to EndPage; a failure aborts the job. number counts from 1.
+    bool PrintSide(PrintDevice* device, const PhysicalPage& side, PageCell::Fit fit,
+                   uint64_t number);
     bool CaptureInputFileFromPipe(const std::string& inputPath, const std::string& tempFilePath);
     static void LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> context);
     void MarkThreadFinished();

@@ -175,6 +175,76 @@ bool DocFilePageMgr::RenderNUpPage(PrintDevice* device, const PhysicalPage& page
     return true;
 }
 
+PageCell::Fit DocFilePageMgr::PlanSides(uint64_t pageCount,
+                                        std::vector<PhysicalPage>* sides) const {
+    const PrintJobSettingsView view{m_printJobSettings};
+    if (LaysOutSheets() && view.Transformed()) {
+        NVR_LOG_INFO(
+            "Applying application-level transformations (N-up: {}, Reverse: {}, Copies: "
+            "{}, Collate: {})",
+            m_printJobSettings.PagesPerSheet, m_printJobSettings.bReversePages, view.Copies(),
+            view.Collated());
+        *sides = BuildPhysicalPageList(static_cast<size_t>(pageCount));
+        return PageCell::FitCell;
+    }
+    sides->clear();
+    for (uint64_t i = 0; i < pageCount; ++i) {
+        sides->push_back(PhysicalPage{{i}});
+    }
+    if (LaysOutSheets()) {
+        NVR_LOG_DEBUG("Standard page-by-page rendering");
+        return PageCell::NaturalSize;
+    }
+    NVR_LOG_DEBUG("Every page on a sheet of its own size: {} page(s)", pageCount);
+    return PageCell::WholeSheet;
+}
+
+bool DocFilePageMgr::PrintSide(PrintDevice* device, const PhysicalPage& side, PageCell::Fit fit,
+                               uint64_t number) {
+    const char* what = fit == PageCell::FitCell ? "physical page" : "page";
+    int started = 0;
+    if (fit == PageCell::WholeSheet) {
+        double width = 0.0;
+        double height = 0.0;
+        OnGetPageSizePoints(static_cast<size_t>(side.logicalPages.front()), &width, &height);
+        started = device->StartPageOfSize(width, height);
+    } else {
+        started = device->StartPage();
+    }
+    if (started <= 0) {
+        NVR_LOG_ERROR("Failed to start {} {} (Error: {})", what, number, device->LastError());
+        device->AbortDoc();
+        return false;
+    }
+    bool placed = false;
+    if (fit == PageCell::FitCell) {
+        placed = RenderSide(device, side);
+    } else {
+        // One page, from the printable area's corner or filling its own sheet.
+        PageCell cell;
+        cell.fit = fit;
+        cell.width = device->GetDeviceCaps(HORZRES);
+        cell.height = device->GetDeviceCaps(VERTRES);
+        placed = OnPlacePage(device, static_cast<size_t>(side.logicalPages.front()), cell);
+    }
+    if (!placed) {
+        if (fit == PageCell::FitCell) {
+            NVR_LOG_ERROR("Failed to render physical page {}", number);
+        } else {
+            NVR_LOG_ERROR("Failed to load page {}", number);
+        }
+        device->EndPage();
+        device->AbortDoc();
+        return false;
+    }
+    if (device->EndPage() <= 0) {
+        NVR_LOG_ERROR("Failed to end {} {} (Error: {})", what, number, device->LastError());
+        device->AbortDoc();
+        return false;
+    }
+    return true;
+}
+
 bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
                                         PrintDevice* device, WindowHandle notifyWindow) {
     struct Ended {
@@ -194,74 +264,13 @@ bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const st
     NVR_LOG_DEBUG("Printer DPI: {}x{}", device->GetDeviceCaps(LOGPIXELSX),
                   device->GetDeviceCaps(LOGPIXELSY));
 
-    // The sides of the job and how each takes its pages: every page on a side of its own, at
-    // natural size on the job's paper or on a sheet of its own size; or the program's layout
-    // fitted into the grid's cells.
-    const PrintJobSettingsView view{m_printJobSettings};
-    PageCell::Fit fit = PageCell::NaturalSize;
     std::vector<PhysicalPage> sides;
-    if (LaysOutSheets() && view.Transformed()) {
-        NVR_LOG_INFO(
-            "Applying application-level transformations (N-up: {}, Reverse: {}, Copies: "
-            "{}, Collate: {})",
-            m_printJobSettings.PagesPerSheet, m_printJobSettings.bReversePages, view.Copies(),
-            view.Collated());
-        fit = PageCell::FitCell;
-        sides = BuildPhysicalPageList(static_cast<size_t>(pageCount));
-    } else {
-        if (LaysOutSheets()) {
-            NVR_LOG_DEBUG("Standard page-by-page rendering");
-        } else {
-            NVR_LOG_DEBUG("Every page on a sheet of its own size: {} page(s)", pageCount);
-            fit = PageCell::WholeSheet;
-        }
-        for (uint64_t i = 0; i < pageCount; ++i) {
-            sides.push_back(PhysicalPage{{i}});
-        }
-    }
-    const char* side = fit == PageCell::FitCell ? "physical page" : "page";
-
+    const PageCell::Fit fit = PlanSides(pageCount, &sides);
     for (size_t k = 0; k < sides.size(); ++k) {
         const uint64_t n = k + 1;
-        const std::vector<uint64_t>& pages = sides[k].logicalPages;
-        NVR_LOG_DEBUG("Printing {} {} of {}", side, n, sides.size());
-        int started = 0;
-        if (fit == PageCell::WholeSheet) {
-            double width = 0.0;
-            double height = 0.0;
-            OnGetPageSizePoints(static_cast<size_t>(pages.front()), &width, &height);
-            started = device->StartPageOfSize(width, height);
-        } else {
-            started = device->StartPage();
-        }
-        if (started <= 0) {
-            NVR_LOG_ERROR("Failed to start {} {} (Error: {})", side, n, device->LastError());
-            device->AbortDoc();
-            return false;
-        }
-        bool placed = true;
-        if (fit == PageCell::FitCell) {
-            placed = RenderSide(device, sides[k]);
-        } else {
-            PageCell cell;
-            cell.fit = fit;
-            cell.width = device->GetDeviceCaps(HORZRES);
-            cell.height = device->GetDeviceCaps(VERTRES);
-            placed = OnPlacePage(device, static_cast<size_t>(pages.front()), cell);
-        }
-        if (!placed) {
-            if (fit == PageCell::FitCell) {
-                NVR_LOG_ERROR("Failed to render physical page {}", n);
-            } else {
-                NVR_LOG_ERROR("Failed to load page {}", n);
-            }
-            device->EndPage();
-            device->AbortDoc();
-            return false;
-        }
-        if (device->EndPage() <= 0) {
-            NVR_LOG_ERROR("Failed to end {} {} (Error: {})", side, n, device->LastError());
-            device->AbortDoc();
+        NVR_LOG_DEBUG("Printing {} {} of {}", fit == PageCell::FitCell ? "physical page" : "page",
+                      n, sides.size());
+        if (!PrintSide(device, sides[k], fit, n)) {
             return false;
         }
         PostPrintProgress(notifyWindow, n, sides.size());
