@@ -5,6 +5,7 @@
 // printer's defaults rule the job.
 #include <cairo-pdf.h>
 
+#include <mutex>
 #include <thread>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
@@ -47,6 +48,8 @@ bool PageMgrXps::WriteJobPdf(const std::string& path) {
     }
     for (uint64_t i = 0; i < m_totalPages; ++i) {
         const size_t index = static_cast<size_t>(i);
+        // A page at a time, so that a window showing the document waits one page at most.
+        std::lock_guard rendering(RenderLock());
         std::unique_ptr<Page> page = GetPage(index);
         if (!page) {
             NVR_LOG_ERROR("Failed to get page {}", i + 1);

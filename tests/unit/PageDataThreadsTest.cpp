@@ -9,6 +9,7 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
 #include "tests/support/LoadedDocument.h"
 #include "tests/support/PdfFixtures.h"
+#include "tests/support/RecordingPrintDevice.h"
 #include "tests/support/XpsFixtures.h"
 
 using namespace testsupport;
@@ -85,6 +86,38 @@ TYPED_TEST(PageDataThreadsTest, PrintThreadRendersWhileTheWindowReadsSizesAndIma
     // The same page asked for twice while held is one image.
     auto first = manager.GetPageImage(2, docmgr::Thumbnail);
     EXPECT_EQ(manager.GetPageImage(2, docmgr::Thumbnail), first);
+}
+
+TEST(PageDataThreads, PrintingUnderTheWindowPlacesEveryPageWhileThePreviewRenders) {
+    ScratchDir work;
+    std::string path = work.File("doc.pdf");
+    MakePdf(path, {kLetter, kLetter, kA4, kLetterLandscape, kLetter});
+    LoadedDocument<docmgr::PageMgrPdfium> doc(path);
+    ASSERT_TRUE(doc.ok);
+    doc.manager.m_printJobSettings.PagesPerSheet = 2;
+    doc.manager.m_printJobSettings.dmCopies = 2;
+
+    RecordingPrintDevice device;
+    std::atomic<bool> printed{false};
+    std::atomic<bool> done{false};
+    std::thread printer([&] {
+        printed = doc.manager.RenderDocToPrinter("P", "title", &device, nullptr);
+        done = true;
+    });
+    std::shared_ptr<docmgr::PageImage> current;
+    for (uint64_t page = 1; !done; page = page % 5 + 1) {
+        current = doc.manager.GetPageImage(page, docmgr::Screen);
+        double width = 0.0;
+        double height = 0.0;
+        EXPECT_TRUE(doc.manager.GetPageSizePoints(page, &width, &height));
+    }
+    printer.join();
+    EXPECT_TRUE(printed);
+    size_t placed = 0;
+    for (const std::string& call : device.calls) {
+        placed += call.rfind("Place ", 0) == 0 ? 1 : 0;
+    }
+    EXPECT_EQ(placed, 10u);  // five pages, two copies
 }
 
 }  // namespace
