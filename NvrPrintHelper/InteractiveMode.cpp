@@ -1,6 +1,7 @@
 // Interactive mode: the job's settings stacked for the preview, the preview shown, and the
 // document printed on the preview's command.
 #include "NvrPrintHelper/NvrPrintHelper.h"
+#include "NvrPrintHelper/PrintProgressDialog.h"
 #include "NvrPrintHelper/preview/PreviewWindow.h"
 #include "logging/LogMacros.h"
 
@@ -82,9 +83,25 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
     }
 }
 
-bool NvrPrintHelper::PrintDocumentWithProgress(void* /*parentWindow*/) {
-    // The window waits while the document goes to the printer.
-    return PrintDocument();
+bool NvrPrintHelper::PrintDocumentWithProgress(void* parentWindow) {
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_INFO("Starting print operation with progress dialog");
+    PrintProgressDialog dialog;
+    auto print = [this](void* progressWindow) {
+        m_progressWindow = progressWindow;
+        bool printed = PrintDocument();
+        m_progressWindow = nullptr;
+        return printed;
+    };
+    bool printed =
+        dialog.ShowAndPrint(parentWindow, FileNameOf(ActualInputFile()), m_printerName, print);
+    if (printed) {
+        NVR_LOG_INFO("Print operation completed successfully");
+    } else {
+        NVR_LOG_ERROR("Print operation failed");
+    }
+    NVR_LOG_ENTRY("Returning {}", printed);
+    return printed;
 }
 
 }  // namespace nvrprint

@@ -351,19 +351,6 @@ bool PreviewWindow::OnFrameKeyDown(unsigned key) {
     }
 }
 
-void PreviewWindow::OnPrint() {
-    if (!m_printCallback) {
-        m_result = PreviewPrinted;
-        m_running = false;
-        g_main_loop_quit(m_widgets->loop);
-        return;
-    }
-    // The window waits, insensitive, while the document goes to the printer.
-    gtk_widget_set_sensitive(m_widgets->frame, FALSE);
-    m_printCallback(m_widgets->frame, m_printerName, nullptr);
-    gtk_widget_set_sensitive(m_widgets->frame, TRUE);
-}
-
 gboolean PreviewWindow::Handlers::OnDelete(GtkWidget*, GdkEvent*, gpointer self) {
     Self(self)->OnClose();
     return TRUE;  // the window goes when ShowPreview ends

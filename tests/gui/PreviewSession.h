@@ -1,8 +1,7 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <regex>
 #include <string>

@@ -1,0 +1,124 @@
+// How the preview answers a person: the time from a loaded 350-page document to its first
+// page on screen, the longest wait of input while the thumbnail strip fills, and how many
+// renders scrolling the 300 DPI page costs. The real program on a private X server, driven
+// by real input events and timed by its own log.
+#include <fmt/format.h>
+
+#include <chrono>
+#include <regex>
+#include <thread>
+
+#include "tests/gui/PreviewSession.h"
+#include "tests/support/PdfFixtures.h"
+
+using namespace testsupport;
+
+namespace {
+
+constexpr int kPages = 350;
+
+// Milliseconds since midnight of a log line's timestamp ("2026-11-23 21:10:23.123 ...").
+std::optional<long> StampOf(const std::string& line) {
+    static const std::regex stamp(R"(\d{4}-\d\d-\d\d (\d\d):(\d\d):(\d\d)\.(\d{3}))");
+    std::smatch match;
+    if (!std::regex_search(line, match, stamp)) {
+        return std::nullopt;
+    }
+    return ((std::stol(match[1]) * 60 + std::stol(match[2])) * 60 + std::stol(match[3])) * 1000 +
+           std::stol(match[4]);
+}
+
+// Timestamps of every line with the text, in order.
+std::vector<long> StampsOf(const std::string& log, const std::string& text) {
+    std::vector<long> stamps;
+    size_t at = 0;
+    while ((at = log.find(text, at)) != std::string::npos) {
+        size_t start = log.rfind('\n', at);
+        if (auto stamp = StampOf(log.substr(start == std::string::npos ? 0 : start + 1, 30))) {
+            stamps.push_back(*stamp);
+        }
+        at += text.size();
+    }
+    return stamps;
+}
+
+size_t CountOf(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+}  // namespace
+
+int main() {
+    PreviewSession session;
+    std::string document = session.Work().File("book.pdf");
+    MakePdf(document, std::vector<FixturePage>(kPages, kLetter));
+    session.Start({"-usePreviewApp=never", "-interactive"}, document);
+    if (!session.WaitForWindow()) {
+        fmt::print(stderr, "the preview did not open\n{}", session.Log());
+        return 1;
+    }
+
+    // Zoom at 100% and 125% only: both paint straight from the held page.
+    Box view = session.MainView();
+    session.X().MoveTo(session.Window(), view.CentreX(), view.CentreY());
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    session.X().Key("0");
+    // Input every 20 ms while the strip fills: each key is one zoom step the window logs.
+    int sent = 0;
+    std::string log;
+    do {
+        session.X().Key(sent % 2 == 0 ? "plus" : "minus");
+        ++sent;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        log = session.Log();
+    } while (log.find(fmt::format("Loaded {} thumbnails", kPages)) == std::string::npos &&
+             sent < 5000);
+
+    std::vector<long> handled = StampsOf(log, "Zoom in: ");
+    std::vector<long> out = StampsOf(log, "Zoom out: ");
+    handled.insert(handled.end(), out.begin(), out.end());
+    std::sort(handled.begin(), handled.end());
+    long worstGap = 0;
+    for (size_t i = 1; i < handled.size(); ++i) {
+        worstGap = std::max(worstGap, handled[i] - handled[i - 1]);
+    }
+
+    std::vector<long> loaded = StampsOf(log, "Successfully loaded document with");
+    std::vector<long> painted = StampsOf(log, "Painted page 1 at");
+    std::vector<long> stripStart = StampsOf(log, "Loading 350 thumbnails");
+    std::vector<long> stripEnd = StampsOf(log, "Loaded 350 thumbnails");
+
+    // Scrolling the page at 100%: wheel notches and arrow keys.
+    session.X().Key("0");
+    session.WaitForStatus("Page 1 of 350", "Zoom: 100%");
+    size_t rendersBefore = CountOf(session.Log(), "Rendering page");
+    for (int i = 0; i < 20; ++i) {
+        session.X().Click(session.Window(), view.CentreX(), view.CentreY(), i < 10 ? 5 : 4);
+        session.X().Key(i % 2 == 0 ? "Down" : "Right");
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    std::string after = session.Log();
+    size_t scrollRenders = CountOf(after, "Rendering page") - rendersBefore;
+    size_t scrolls = CountOf(after, "Scrolled by ") + CountOf(after, "Scroll pos=");
+    session.CloseAndWait();
+
+    fmt::print("preview of a {}-page document under Xvfb\n", kPages);
+    if (!loaded.empty() && !painted.empty()) {
+        fmt::print("  first page painted after load   {:>6} ms   (target < 500)\n",
+                   painted.front() - loaded.front());
+    }
+    if (!stripStart.empty() && !stripEnd.empty()) {
+        fmt::print("  thumbnail strip filled in       {:>6} ms\n",
+                   stripEnd.front() - stripStart.front());
+    }
+    fmt::print("  input events sent / handled     {:>6} / {}\n", sent, handled.size());
+    fmt::print("  worst gap between handled input {:>6} ms   (sent every 20 ms; target < 100)\n",
+               worstGap);
+    fmt::print("  renders while scrolling         {:>6}      ({} scroll steps; target 0)\n",
+               scrollRenders, scrolls);
+    return 0;
+}
