@@ -18,18 +18,13 @@ Json Attributes(const Json& settings, const Json& caps = Json()) {
 }
 
 Json Extract(DEVMODEW* dm) {
-    Json settings = Json::object();
-    for (const std::string& key : kExtractorOrder) {
-        kDevModeFieldExtractors.at(key)(dm, settings);
-    }
-    return settings;
+    return SettingsFromDevMode(dm);
 }
 
 }  // namespace
 
 TEST(MappingTables, SizesAndSpotChecks) {
     EXPECT_EQ(kPaperSizeMediaNames.size(), 70u);
-    EXPECT_EQ(kDevModeFieldExtractors.size(), 14u);
     EXPECT_EQ(kSettingAttributeWriters.size(), 13u);
     EXPECT_EQ(kPaperSizeMediaNames.at(1), "na_letter_8.5x11in");
     EXPECT_EQ(kPaperSizeMediaNames.at(9), "iso_a4_210x297mm");
