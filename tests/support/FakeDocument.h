@@ -73,9 +73,9 @@ protected:
         if (m_failRenders)
             return nullptr;
         const PageSize& size = m_pages.at(index);
-        return CreateDIBSectionBitmap(
+        return docmgr::Bitmap::Create(
             docmgr::PixelsForPoints(size.width, params.scale, params.dpiX),
-            docmgr::PixelsForPoints(size.height, params.scale, params.dpiY), nullptr);
+            docmgr::PixelsForPoints(size.height, params.scale, params.dpiY));
     }
     bool OnDrawPage(docmgr::PrintDevice*, size_t index, const docmgr::TargetParams& params, int x,
                     int y) override {
