@@ -8,6 +8,7 @@
 #include "logging/TextCodec.h"
 
 namespace nvrprint {
+
 bool NvrPrintHelper::ExecuteSilentMode() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Executing silent mode");
