@@ -173,3 +173,21 @@ TEST_F(QueueSettingsTest, StaplingReachesPrintersThatStapleAndOnlyThose) {
 }
 
 }  // namespace
+
+TEST_F(QueueSettingsTest, ColourOnAGreyOnlyPrinterIsCorrectedToGreyAndPrints) {
+    Outcome colour = PrintOn(s_stack->monoQueue, "mono-colour.pdf", 2, R"({"dmColor": 2})");
+    EXPECT_TRUE(Has(colour.run.out, "dmColor corrected from 2 to 1")) << colour.run.out;
+    EXPECT_TRUE(Has(colour.run.out, "1 standard DEVMODE setting(s) were corrected"))
+        << colour.run.out;
+    EXPECT_TRUE(Has(colour.held, "print-color-mode (keyword) = monochrome")) << colour.held;
+    EXPECT_FALSE(Has(colour.held, "= color")) << colour.held;
+    EXPECT_EQ(colour.job.attributes["IPP_PRINT_COLOR_MODE"], "monochrome");
+    EXPECT_EQ(PagesOf(colour), (Texts{"Page 1", "Page 2"}));
+
+    // Grey asked for is what the printer has: nothing to correct.
+    Outcome grey = PrintOn(s_stack->monoQueue, "mono-grey.pdf", 1, R"({"dmColor": 1})");
+    EXPECT_FALSE(Has(grey.run.out, "dmColor corrected")) << grey.run.out;
+    EXPECT_TRUE(Has(grey.run.out, "All standard DEVMODE settings validated without corrections"))
+        << grey.run.out;
+    EXPECT_EQ(grey.job.attributes["IPP_PRINT_COLOR_MODE"], "monochrome");
+}
