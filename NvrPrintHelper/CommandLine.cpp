@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <span>
 #include <string_view>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
@@ -36,6 +37,14 @@ int32_t ToInteger(const std::string& text, int base) {
         return INT32_MIN;
     }
     return static_cast<int32_t>(value);
+}
+
+// The option's name: leading dashes gone, cut before "=", lower case.
+std::string OptionName(std::string_view raw) {
+    size_t start = raw.find_first_not_of('-');
+    std::string_view body =
+        start == std::string_view::npos ? std::string_view() : raw.substr(start);
+    return ToLower(body.substr(0, body.find('=')));
 }
 
 enum class PathKind { Missing, Directory, File };
@@ -150,6 +159,172 @@ bool NvrPrintHelper::CheckQualifiedPath(const std::string& option, std::string* 
     return true;
 }
 
+// One row per option, in the order they are compared: the name and its short form, what kind
+// of value it takes and where the value goes, the box for a missing value and whether the
+// usage follows it, the level 4 line (a "{}" stands for the value) and the spelling named
+// when the value is missing.
+struct NvrPrintHelper::CommandLineOption {
+    enum class Value {
+        Help,         // none; shows the usage and ends the process
+        None,         // a switch: sets the flag
+        Text,         // stored as typed
+        Class,        // stored lower-cased
+        Printer,      // stored, with a warning over an earlier name
+        LogLevel,     // decimal, clamped to 0..6, applied to the logger at once
+        LogFlags,     // hex or decimal, applied to the logger at once
+        KeepLimit,    // decimal, at least 1
+        Directory,    // a fully qualified, existing directory
+        File,         // a fully qualified, existing file
+        PreviewWhen,  // always, interactive or never
+    };
+
+    const char* name;
+    const char* shortName;
+    Value value;
+    bool NvrPrintHelper::*flag;
+    std::string NvrPrintHelper::*text;
+    const char* missingValueError;
+    bool usageWithMissingValue;
+    const char* logLine;
+    const char* spelling;
+
+    bool TakesValue() const { return value != Value::Help && value != Value::None; }
+};
+
+std::span<const NvrPrintHelper::CommandLineOption> NvrPrintHelper::CommandLineOptions() {
+    using V = CommandLineOption::Value;
+    using H = NvrPrintHelper;
+    static const CommandLineOption kOptions[] = {
+        {"help", "?", V::Help, nullptr, nullptr, "", false, "", ""},
+        {"type", "", V::Class, nullptr, &H::m_documentClass,
+         "Error: -type option requires a document type value", true,
+         "Option -type (document class): {}", "-type"},
+        {"print", "", V::None, &H::m_forceSilent, nullptr, "", false,
+         "Option -print: Force silent mode (alias for -silent)", ""},
+        {"silent", "s", V::None, &H::m_forceSilent, nullptr, "", false,
+         "Option -silent: Force silent mode", ""},
+        {"interactive", "i", V::None, &H::m_forceInteractive, nullptr, "", false,
+         "Option -interactive: Force interactive mode", ""},
+        {"printer", "", V::Printer, nullptr, &H::m_printerName,
+         "Error: -printer option requires a printer name value", true,
+         "Option -printer (printer name): {}", "-printer"},
+        {"settings", "", V::Text, nullptr, &H::m_settingsFile,
+         "Error: -settings option requires a file path", true, "Option -settings: {}", "-settings"},
+        // The file opens once the input is known: it must not be the document itself.
+        {"logfile", "", V::Text, nullptr, &H::m_logFile,
+         "Error: -logFile option requires a log file path", true, "Option -logFile (log file): {}",
+         "-logfile"},
+        {"loglevel", "", V::LogLevel, nullptr, nullptr,
+         "Error: -logLevel option requires a log level value", true,
+         "Option -logLevel (log level): {}", "-loglevel"},
+        {"logflags", "", V::LogFlags, nullptr, nullptr,
+         "Error: -logFlags option requires a hex or decimal value", true, "", "-logflags"},
+        {"imagepath", "", V::Text, nullptr, &H::m_imagePath,
+         "Error: -imagePath option requires a TIFF output file path", true,
+         "Option -imagePath (TIFF output): {}", "-imagepath"},
+        {"keepimages", "", V::None, &H::m_keepImages, nullptr, "", false,
+         "Option -keepImages: Generate TIFF image file", ""},
+        {"keep", "", V::None, &H::m_keepTempFiles, nullptr, "", false,
+         "Option -keep: Retain temporary files for debugging", ""},
+        {"keeplimit", "", V::KeepLimit, nullptr, nullptr,
+         "Error: -keepLimit option requires a numeric value", true, "Option -keepLimit: {}",
+         "-keeplimit"},
+        {"tempdir", "", V::Directory, nullptr, &H::m_tempDir,
+         "Error: -TempDir option requires a directory path", true, "Option -TempDir: {}",
+         "-tempdir"},
+        {"previewapp", "", V::File, nullptr, &H::m_previewApp,
+         "Error: -PreviewApp option requires a path to the external preview application", true,
+         "Option -PreviewApp: {}", "-previewapp"},
+        {"usepreviewapp", "", V::PreviewWhen, nullptr, nullptr,
+         "Error: -UsePreviewApp option requires a value (Always, Interactive, or Never)", false, "",
+         "-usepreviewapp"},
+    };
+    return kOptions;
+}
+
+// One option with its value, already known not to be empty. False when the value is refused;
+// the box has been shown.
+bool NvrPrintHelper::ParseCommandLine(const CommandLineOption& option, std::string value) {
+    using V = CommandLineOption::Value;
+    Logger& logger = Logger::Instance();
+    switch (option.value) {
+        case V::Help:
+            ShowHelp();
+            std::exit(0);
+        case V::None:
+            this->*option.flag = true;
+            NVR_LOG_DEBUG("{}", option.logLine);
+            return true;
+        case V::Text:
+            break;
+        case V::Class:
+            value = ToLower(value);
+            break;
+        case V::Printer:
+            if (!m_printerName.empty()) {
+                NVR_LOG_WARNING(
+                    "Printer name specified both as positional argument ({}) and -printer option "
+                    "({}). Using -printer option value.",
+                    m_printerName, value);
+            }
+            break;
+        case V::LogLevel:
+            m_logLevel = std::clamp(ToInteger(value, 10), 0, 6);
+            logger.SetLogLevel(m_logLevel);
+            NVR_LOG_DEBUG("{}", fmt::format(fmt::runtime(option.logLine), m_logLevel));
+            return true;
+        case V::LogFlags: {
+            bool hex = value.size() > 2 && (value.starts_with("0x") || value.starts_with("0X"));
+            uint32_t flags = static_cast<uint32_t>(ToInteger(value, hex ? 16 : 10));
+            NVR_LOG_INFO("Changing logger mode flags to 0x{:X}", flags);
+            logger.SetModeFlags(flags);
+            NVR_LOG_DEBUG(
+                "Option -logFlags (log mode flags): 0x{} (QTF:{}, Stdout:{}, File:{}, "
+                "Debugger:{}, SrcLoc:{})",
+                flags, (flags & 0x01) != 0, (flags & 0x02) != 0, (flags & 0x04) != 0,
+                (flags & 0x08) != 0, (flags & 0x10) != 0);
+            return true;
+        }
+        case V::KeepLimit: {
+            int32_t limit = ToInteger(value, 10);
+            if (limit < 1) {
+                ShowError("Error: -keepLimit value must be at least 1", true);
+                return false;
+            }
+            m_keepLimit = limit;
+            NVR_LOG_DEBUG("{}", fmt::format(fmt::runtime(option.logLine), limit));
+            return true;
+        }
+        case V::Directory:
+        case V::File:
+            if (!CheckQualifiedPath(option.name, &value)) {
+                return false;
+            }
+            break;
+        case V::PreviewWhen: {
+            const std::string word = ToLower(value);
+            if (word == "always") {
+                m_usePreviewApp = UsePreviewAppMode::Always;
+                NVR_LOG_DEBUG("Option -UsePreviewApp=Always");
+            } else if (word == "interactive") {
+                m_usePreviewApp = UsePreviewAppMode::Interactive;
+                NVR_LOG_DEBUG("Option -UsePreviewApp=Interactive");
+            } else if (word == "never") {
+                m_usePreviewApp = UsePreviewAppMode::Never;
+                NVR_LOG_DEBUG("Option -UsePreviewApp=Never");
+            } else {
+                NVR_LOG_ERROR("Invalid -UsePreviewApp value: {}", value);
+                ShowError("Error: Invalid -UsePreviewApp option value: " + value, true);
+                return false;
+            }
+            return true;
+        }
+    }
+    this->*option.text = value;
+    NVR_LOG_DEBUG("{}", fmt::format(fmt::runtime(option.logLine), value));
+    return true;
+}
+
 bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
     NVR_LOG_ENTRY("Entered with {} argument(s)", argc - 1);
     NVR_LOG_INFO("Parsing {} argument(s)", argc - 1);
@@ -183,169 +358,32 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
         }
 
         ++optionCount;
-        std::string_view body(raw);
-        body.remove_prefix(body.find_first_not_of('-') == std::string_view::npos
-                               ? body.size()
-                               : body.find_first_not_of('-'));
-        const size_t equals = body.find('=');
-        const std::string name = ToLower(body.substr(0, equals));
-
-        // The value of an option that takes one: behind "=", else the next argument.
-        auto readValue = [&](const char* spelling) {
-            size_t rawEquals = raw.find('=');
-            if (rawEquals != std::string::npos) {
-                return raw.substr(rawEquals + 1);
-            }
-            if (i + 1 < argc) {
-                return std::string(argv[++i]);
-            }
-            NVR_LOG_ERROR("Option {} requires a value", spelling);
-            return std::string();
-        };
-
-        if (name == "help" || name == "?") {
-            ShowHelp();
-            std::exit(0);
-        } else if (name == "type") {
-            std::string value = readValue("-type");
-            if (value.empty()) {
-                return fail("Error: -type option requires a document type value", true);
-            }
-            m_documentClass = ToLower(value);
-            NVR_LOG_DEBUG("Option -type (document class): {}", m_documentClass);
-        } else if (name == "print") {
-            m_forceSilent = true;
-            NVR_LOG_DEBUG("Option -print: Force silent mode (alias for -silent)");
-        } else if (name == "silent" || name == "s") {
-            m_forceSilent = true;
-            NVR_LOG_DEBUG("Option -silent: Force silent mode");
-        } else if (name == "interactive" || name == "i") {
-            m_forceInteractive = true;
-            NVR_LOG_DEBUG("Option -interactive: Force interactive mode");
-        } else if (name == "printer") {
-            std::string value = readValue("-printer");
-            if (value.empty()) {
-                return fail("Error: -printer option requires a printer name value", true);
-            }
-            if (!m_printerName.empty()) {
-                NVR_LOG_WARNING(
-                    "Printer name specified both as positional argument ({}) and -printer option "
-                    "({}). Using -printer option value.",
-                    m_printerName, value);
-            }
-            m_printerName = value;
-            NVR_LOG_DEBUG("Option -printer (printer name): {}", value);
-        } else if (name == "settings") {
-            std::string value = readValue("-settings");
-            if (value.empty()) {
-                return fail("Error: -settings option requires a file path", true);
-            }
-            m_settingsFile = value;
-            NVR_LOG_DEBUG("Option -settings: {}", value);
-        } else if (name == "logfile") {
-            std::string value = readValue("-logfile");
-            if (value.empty()) {
-                return fail("Error: -logFile option requires a log file path", true);
-            }
-            // The file opens once the input is known: it must not be the document itself.
-            m_logFile = value;
-            NVR_LOG_DEBUG("Option -logFile (log file): {}", value);
-        } else if (name == "loglevel") {
-            std::string value = readValue("-loglevel");
-            if (value.empty()) {
-                return fail("Error: -logLevel option requires a log level value", true);
-            }
-            m_logLevel = std::clamp(ToInteger(value, 10), 0, 6);
-            logger.SetLogLevel(m_logLevel);
-            NVR_LOG_DEBUG("Option -logLevel (log level): {}", m_logLevel);
-        } else if (name == "logflags") {
-            std::string value = readValue("-logflags");
-            if (value.empty()) {
-                return fail("Error: -logFlags option requires a hex or decimal value", true);
-            }
-            bool hex = value.size() > 2 && (value.starts_with("0x") || value.starts_with("0X"));
-            uint32_t flags = static_cast<uint32_t>(ToInteger(value, hex ? 16 : 10));
-            NVR_LOG_INFO("Changing logger mode flags to 0x{:X}", flags);
-            logger.SetModeFlags(flags);
-            NVR_LOG_DEBUG(
-                "Option -logFlags (log mode flags): 0x{} (QTF:{}, Stdout:{}, File:{}, "
-                "Debugger:{}, SrcLoc:{})",
-                flags, (flags & 0x01) != 0, (flags & 0x02) != 0, (flags & 0x04) != 0,
-                (flags & 0x08) != 0, (flags & 0x10) != 0);
-        } else if (name == "imagepath") {
-            std::string value = readValue("-imagepath");
-            if (value.empty()) {
-                return fail("Error: -imagePath option requires a TIFF output file path", true);
-            }
-            m_imagePath = value;
-            NVR_LOG_DEBUG("Option -imagePath (TIFF output): {}", value);
-        } else if (name == "keepimages") {
-            m_keepImages = true;
-            NVR_LOG_DEBUG("Option -keepImages: Generate TIFF image file");
-        } else if (name == "keep") {
-            m_keepTempFiles = true;
-            NVR_LOG_DEBUG("Option -keep: Retain temporary files for debugging");
-        } else if (name == "keeplimit") {
-            std::string value = readValue("-keeplimit");
-            if (value.empty()) {
-                return fail("Error: -keepLimit option requires a numeric value", true);
-            }
-            int32_t limit = ToInteger(value, 10);
-            if (limit < 1) {
-                return fail("Error: -keepLimit value must be at least 1", true);
-            }
-            m_keepLimit = limit;
-            NVR_LOG_DEBUG("Option -keepLimit: {}", limit);
-        } else if (name == "tempdir") {
-            std::string value = readValue("-tempdir");
-            if (value.empty()) {
-                return fail("Error: -TempDir option requires a directory path", true);
-            }
-            if (!CheckQualifiedPath(name, &value)) {
-                NVR_LOG_ENTRY("Returning false");
-                return false;
-            }
-            m_tempDir = value;
-            NVR_LOG_DEBUG("Option -TempDir: {}", value);
-        } else if (name == "previewapp") {
-            std::string value = readValue("-previewapp");
-            if (value.empty()) {
-                return fail(
-                    "Error: -PreviewApp option requires a path to the external preview "
-                    "application",
-                    true);
-            }
-            if (!CheckQualifiedPath(name, &value)) {
-                NVR_LOG_ENTRY("Returning false");
-                return false;
-            }
-            m_previewApp = value;
-            NVR_LOG_DEBUG("Option -PreviewApp: {}", value);
-        } else if (name == "usepreviewapp") {
-            std::string value = readValue("-usepreviewapp");
-            if (value.empty()) {
-                return fail(
-                    "Error: -UsePreviewApp option requires a value (Always, Interactive, or "
-                    "Never)",
-                    false);
-            }
-            std::string word = ToLower(value);
-            if (word == "always") {
-                m_usePreviewApp = UsePreviewAppMode::Always;
-                NVR_LOG_DEBUG("Option -UsePreviewApp=Always");
-            } else if (word == "interactive") {
-                m_usePreviewApp = UsePreviewAppMode::Interactive;
-                NVR_LOG_DEBUG("Option -UsePreviewApp=Interactive");
-            } else if (word == "never") {
-                m_usePreviewApp = UsePreviewAppMode::Never;
-                NVR_LOG_DEBUG("Option -UsePreviewApp=Never");
-            } else {
-                NVR_LOG_ERROR("Invalid -UsePreviewApp value: {}", value);
-                return fail("Error: Invalid -UsePreviewApp option value: " + value, true);
-            }
-        } else {
+        const std::string name = OptionName(raw);
+        std::span<const CommandLineOption> options = CommandLineOptions();
+        auto option = std::find_if(options.begin(), options.end(), [&](const auto& o) {
+            return name == o.name || name == o.shortName;
+        });
+        if (name.empty() || option == options.end()) {
             NVR_LOG_ERROR("Unknown option: {}", raw);
             return fail("Error: Unknown option:" + raw, true);
+        }
+        // The value: behind "=", else the next argument whatever it looks like.
+        std::string value;
+        if (option->TakesValue()) {
+            if (size_t equals = raw.find('='); equals != std::string::npos) {
+                value = raw.substr(equals + 1);
+            } else if (i + 1 < argc) {
+                value = argv[++i];
+            } else {
+                NVR_LOG_ERROR("Option {} requires a value", option->spelling);
+            }
+            if (value.empty()) {
+                return fail(option->missingValueError, option->usageWithMissingValue);
+            }
+        }
+        if (!ParseCommandLine(*option, std::move(value))) {
+            NVR_LOG_ENTRY("Returning false");
+            return false;
         }
     }
     NVR_LOG_INFO("Parsed {} option(s) and {} positional argument(s)", optionCount, positionalCount);

@@ -7,6 +7,7 @@
 #include <istream>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
@@ -92,7 +93,19 @@ public:
     static NvrPrintHelper* s_instance;
 
 private:
+    struct CommandLineOption;
+    static std::span<const CommandLineOption> CommandLineOptions();
+    bool ParseCommandLine(const CommandLineOption& option, std::string value);
     bool CheckQualifiedPath(const std::string& option, std::string* value);
+
+    // The load events that change the run's state, one handler per record; the others are
+    // only logged.
+    void OnDocumentEvent(const docmgr::InputCaptureCompleteData& record);
+    void OnDocumentEvent(const docmgr::DocumentSettingsAvailableData& record);
+    void OnDocumentEvent(const docmgr::DocumentLoadErrorData& record);
+    void OnDocumentEvent(const docmgr::LoadDocumentCompleteData& record);
+    template <typename Record>
+    void OnDocumentEvent(const Record&) {}
 
     std::string m_inputFile;
     std::string m_printerName;

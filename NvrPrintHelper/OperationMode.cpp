@@ -1,6 +1,10 @@
 // The silent-or-interactive decision: taken at parse time when forced, else from the load
 // events, and awaited by DetermineOperationMode.
 #include <chrono>
+#include <string>
+#include <type_traits>
+#include <variant>
+#include <vector>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "logging/LogMacros.h"
@@ -14,6 +18,62 @@ constexpr auto kModeTimeout = std::chrono::seconds(30);
 
 const char* ModeWord(bool interactive) {
     return interactive ? "Interactive" : "Silent";
+}
+
+using Lines = std::vector<std::string>;
+
+// The payload's field lines, one overload per record.
+Lines FieldLines(const std::monostate&) {
+    return {};
+}
+Lines FieldLines(const InputCaptureStartData& r) {
+    return {fmt::format("  Source pipe: {}", r.sourcePipe)};
+}
+Lines FieldLines(const InputCaptureCompleteData& r) {
+    return {fmt::format("  Temp file: {}", r.tempFile),
+            fmt::format("  File size: {} bytes", r.fileSize)};
+}
+Lines FieldLines(const LoadDocumentStartData& r) {
+    return {fmt::format("  File path: {}", r.filePath),
+            fmt::format("  Document type: {}", r.documentType)};
+}
+Lines FieldLines(const DocumentSettingsAvailableData& r) {
+    return {fmt::format("  Settings (UTF-8): {} bytes", r.settingsUtf8.size())};
+}
+Lines FieldLines(const DocumentLoadErrorData& r) {
+    return {fmt::format("  Error message: {}", r.errorMessage),
+            fmt::format("  Error code: {}", r.errorCode)};
+}
+Lines FieldLines(const NewPageAvailableData& r) {
+    return {fmt::format("  Page number: {}", r.pageNumber),
+            fmt::format("  Size: {} x {} pts", r.widthPoints, r.heightPoints)};
+}
+Lines FieldLines(const PageImageAvailableData& r) {
+    return {fmt::format("  Page number: {}", r.pageNumber)};
+}
+Lines FieldLines(const LoadDocumentCompleteData& r) {
+    return {fmt::format("  Total pages: {}", r.totalPages)};
+}
+Lines FieldLines(const PrintJobStartingData& r) {
+    return {fmt::format("  Printer: {}", r.printerName), fmt::format("  Job title: {}", r.jobTitle),
+            fmt::format("  Job ID: {}", r.jobId)};
+}
+Lines FieldLines(const PrintJobPageSentData& r) {
+    return {fmt::format("  Job ID: {}", r.jobId), fmt::format("  Page: {}", r.pageNumber)};
+}
+Lines FieldLines(const PrintJobAllPagesSentData& r) {
+    return {fmt::format("  Job ID: {}", r.jobId), fmt::format("  Total pages: {}", r.totalPages)};
+}
+Lines FieldLines(const PrintJobErrorData& r) {
+    return {fmt::format("  Job ID: {}", r.jobId), fmt::format("  Error: {}", r.errorMessage),
+            fmt::format("  Code: {}", r.errorCode)};
+}
+template <typename JobRecord>
+requires std::is_same_v<JobRecord, PrintJobPausedData> ||
+    std::is_same_v<JobRecord, PrintJobResumedData> ||
+    std::is_same_v<JobRecord, PrintJobFinishedData>
+        Lines FieldLines(const JobRecord& r) {
+    return {fmt::format("  Job ID: {}", r.jobId)};
 }
 
 }  // namespace
@@ -32,118 +92,68 @@ void NvrPrintHelper::OnDocumentEvent(DocMgrEventType kind, const DocMgrEventData
     if (data.index() != static_cast<size_t>(kind) + 1) {
         return;
     }
-    // The payload's field lines, at the level the kind calls for.
     const int32_t level = (kind == DocumentLoadError || kind == PrintJobError) ? Error : Info;
-#define line(...) NVR_LOG_AT(level, __VA_ARGS__)
-    std::visit(
-        [&](const auto& record) {
-            using Record = std::decay_t<decltype(record)>;
-            if constexpr (std::is_same_v<Record, InputCaptureStartData>) {
-                line("  Source pipe: {}", record.sourcePipe);
-            } else if constexpr (std::is_same_v<Record, InputCaptureCompleteData>) {
-                line("  Temp file: {}", record.tempFile);
-                line("  File size: {} bytes", record.fileSize);
-            } else if constexpr (std::is_same_v<Record, LoadDocumentStartData>) {
-                line("  File path: {}", record.filePath);
-                line("  Document type: {}", record.documentType);
-            } else if constexpr (std::is_same_v<Record, DocumentSettingsAvailableData>) {
-                line("  Settings (UTF-8): {} bytes", record.settingsUtf8.size());
-            } else if constexpr (std::is_same_v<Record, DocumentLoadErrorData>) {
-                line("  Error message: {}", record.errorMessage);
-                line("  Error code: {}", record.errorCode);
-            } else if constexpr (std::is_same_v<Record, NewPageAvailableData>) {
-                line("  Page number: {}", record.pageNumber);
-                line("  Size: {} x {} pts", record.widthPoints, record.heightPoints);
-            } else if constexpr (std::is_same_v<Record, PageImageAvailableData>) {
-                line("  Page number: {}", record.pageNumber);
-            } else if constexpr (std::is_same_v<Record, LoadDocumentCompleteData>) {
-                line("  Total pages: {}", record.totalPages);
-            } else if constexpr (std::is_same_v<Record, PrintJobStartingData>) {
-                line("  Printer: {}", record.printerName);
-                line("  Job title: {}", record.jobTitle);
-                line("  Job ID: {}", record.jobId);
-            } else if constexpr (std::is_same_v<Record, PrintJobPageSentData>) {
-                line("  Job ID: {}", record.jobId);
-                line("  Page: {}", record.pageNumber);
-            } else if constexpr (std::is_same_v<Record, PrintJobAllPagesSentData>) {
-                line("  Job ID: {}", record.jobId);
-                line("  Total pages: {}", record.totalPages);
-            } else if constexpr (std::is_same_v<Record, PrintJobErrorData>) {
-                line("  Job ID: {}", record.jobId);
-                line("  Error: {}", record.errorMessage);
-                line("  Code: {}", record.errorCode);
-            } else if constexpr (std::is_same_v<Record, PrintJobPausedData> ||
-                                 std::is_same_v<Record, PrintJobResumedData> ||
-                                 std::is_same_v<Record, PrintJobFinishedData>) {
-                line("  Job ID: {}", record.jobId);
-            }
-        },
-        data);
-#undef line
+    for (const std::string& line : std::visit([](const auto& r) { return FieldLines(r); }, data)) {
+        NVR_LOG_AT(level, "{}", line);
+    }
+    std::visit([this](const auto& record) { OnDocumentEvent(record); }, data);
+}
 
-    switch (kind) {
-        case InputCaptureComplete: {
-            std::lock_guard lock(m_modeMutex);
-            m_actualInputFile = std::get<InputCaptureCompleteData>(data).tempFile;
-            NVR_LOG_DEBUG("  Updated m_actualInputFile to temp file path");
-            break;
+void NvrPrintHelper::OnDocumentEvent(const InputCaptureCompleteData& record) {
+    std::lock_guard lock(m_modeMutex);
+    m_actualInputFile = record.tempFile;
+    NVR_LOG_DEBUG("  Updated m_actualInputFile to temp file path");
+}
+
+void NvrPrintHelper::OnDocumentEvent(const DocumentSettingsAvailableData& record) {
+    std::lock_guard lock(m_modeMutex);
+    m_settingsReceived = true;
+    if (record.settingsUtf8.empty()) {
+        return;
+    }
+    m_documentSettings.LoadFromString(record.settingsUtf8);
+    NVR_LOG_DEBUG("Stored document settings (PagesPerSheet={}, Reverse={})",
+                  m_documentSettings.PagesPerSheet, m_documentSettings.bReversePages);
+    if (!m_modeForced && !m_modeDetermined) {
+        m_interactiveMode = m_overrideSettings.bShowPreview || m_documentSettings.bShowPreview;
+        m_modeDetermined = true;
+        NVR_LOG_INFO("Operation mode determined (override={}, document={}): {}",
+                     m_overrideSettings.bShowPreview, m_documentSettings.bShowPreview,
+                     ModeWord(m_interactiveMode));
+        m_modeCondition.notify_one();
+    }
+}
+
+void NvrPrintHelper::OnDocumentEvent(const DocumentLoadErrorData&) {
+    std::lock_guard lock(m_modeMutex);
+    m_loadError = true;
+    m_modeCondition.notify_one();
+}
+
+void NvrPrintHelper::OnDocumentEvent(const LoadDocumentCompleteData&) {
+    std::lock_guard lock(m_modeMutex);
+    if (!m_settingsReceived) {
+        NVR_LOG_INFO("Load complete but no document settings received (older HSA)");
+        if (m_modeForced) {
+            return;
         }
-        case DocumentSettingsAvailable: {
-            std::lock_guard lock(m_modeMutex);
-            m_settingsReceived = true;
-            const std::string& json = std::get<DocumentSettingsAvailableData>(data).settingsUtf8;
-            if (json.empty()) {
-                break;
-            }
-            m_documentSettings.LoadFromString(json);
-            NVR_LOG_DEBUG("Stored document settings (PagesPerSheet={}, Reverse={})",
-                          m_documentSettings.PagesPerSheet, m_documentSettings.bReversePages);
-            if (!m_modeForced && !m_modeDetermined) {
-                m_interactiveMode =
-                    m_overrideSettings.bShowPreview || m_documentSettings.bShowPreview;
-                m_modeDetermined = true;
-                NVR_LOG_INFO("Operation mode determined (override={}, document={}): {}",
-                             m_overrideSettings.bShowPreview, m_documentSettings.bShowPreview,
-                             ModeWord(m_interactiveMode));
-                m_modeCondition.notify_one();
-            }
-            break;
-        }
-        case DocumentLoadError: {
-            std::lock_guard lock(m_modeMutex);
-            m_loadError = true;
+        if (!m_modeDetermined && m_printerName.empty() && m_inputFromPipe) {
+            NVR_LOG_INFO(
+                "No explicit settings from HSA, piped input, and no printer specified "
+                "--> Generic printer. Defaulting to interactive mode");
+            m_interactiveMode = true;
+            m_modeDetermined = true;
             m_modeCondition.notify_one();
-            break;
         }
-        case LoadDocumentComplete: {
-            std::lock_guard lock(m_modeMutex);
-            if (!m_settingsReceived) {
-                NVR_LOG_INFO("Load complete but no document settings received (older HSA)");
-                if (m_modeForced) {
-                    break;
-                }
-                if (!m_modeDetermined && m_printerName.empty() && m_inputFromPipe) {
-                    NVR_LOG_INFO(
-                        "No explicit settings from HSA, piped input, and no printer specified "
-                        "--> Generic printer. Defaulting to interactive mode");
-                    m_interactiveMode = true;
-                    m_modeDetermined = true;
-                    m_modeCondition.notify_one();
-                }
-            }
-            if (!m_modeForced && !m_modeDetermined) {
-                m_interactiveMode =
-                    m_overrideSettings.bShowPreview || (m_printerName.empty() && !m_inputFromPipe);
-                m_modeDetermined = true;
-                NVR_LOG_INFO("Defaulting to {} mode (override={}, pipe={})",
-                             m_interactiveMode ? "interactive" : "silent",
-                             m_overrideSettings.bShowPreview, m_inputFromPipe);
-                m_modeCondition.notify_one();
-            }
-            break;
-        }
-        default:
-            break;
+    }
+    if (!m_modeForced && !m_modeDetermined) {
+        m_interactiveMode =
+            m_overrideSettings.bShowPreview || (m_printerName.empty() && !m_inputFromPipe);
+        m_modeDetermined = true;
+        NVR_LOG_INFO("Defaulting to {} mode (override={}, pipe={})",
+                     m_interactiveMode ? "interactive" : "silent", m_overrideSettings.bShowPreview,
+                     m_inputFromPipe);
+        m_modeCondition.notify_one();
     }
 }
 

@@ -8,12 +8,6 @@
 #include "logging/TextCodec.h"
 
 namespace nvrprint {
-namespace {
-
-// The longest printer name the default-printer query hands back.
-constexpr size_t kPrinterNameCapacity = 256;
-
-}  // namespace
 
 bool NvrPrintHelper::ExecuteSilentMode() {
     NVR_LOG_ENTRY("Entered");
@@ -49,11 +43,7 @@ std::string NvrPrintHelper::GetDefaultPrinterName() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_DEBUG("Getting default printer name");
     int error = 0;
-    std::string name = platform::GetDefaultPrinter(&error);
-    if (name.size() >= kPrinterNameCapacity) {
-        error = 122;  // the name does not fit the buffer
-        name.clear();
-    }
+    const std::string name = platform::GetDefaultPrinter(&error);
     if (name.empty()) {
         NVR_LOG_ERROR("Failed to get default printer (Error: {})", error);
         NVR_LOG_ENTRY("Returning empty string");

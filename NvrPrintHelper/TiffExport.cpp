@@ -63,8 +63,7 @@ bool NvrPrintHelper::ExportToTiff() {
             NVR_LOG_VERBOSE("Created GDI+ bitmap for page {} ({}x{})", n, bitmap.Width(),
                             bitmap.Height());
             if (n == 1) {
-                const int status =
-                    encoder->SaveImageToFile(bitmap, m_imagePath, platform::kSaveFlagMultiFrame);
+                const int status = encoder->SaveImageToFile(bitmap, m_imagePath);
                 if (status != platform::kImageOk) {
                     NVR_LOG_ERROR("Failed to save first page (Status: {})", status);
                     throw std::runtime_error("Failed to save first page");
@@ -72,8 +71,7 @@ bool NvrPrintHelper::ExportToTiff() {
                 NVR_LOG_DEBUG("First page saved successfully");
                 firstImage = image;
             } else {
-                const int status =
-                    encoder->SaveAddImage(bitmap, platform::kSaveFlagFrameDimensionPage);
+                const int status = encoder->SaveAddImage(bitmap);
                 if (status != platform::kImageOk) {
                     NVR_LOG_ERROR("Failed to append page {} (Status: {})", n, status);
                     throw std::runtime_error("Failed to append page");
@@ -82,7 +80,7 @@ bool NvrPrintHelper::ExportToTiff() {
             }
         }
         if (pageCount > 1) {
-            const int status = encoder->SaveAdd(platform::kSaveFlagFlush);
+            const int status = encoder->SaveAdd();
             if (status != platform::kImageOk) {
                 NVR_LOG_ERROR("Failed to flush TIFF file (Status: {})", status);
                 throw std::runtime_error("Failed to flush TIFF file");

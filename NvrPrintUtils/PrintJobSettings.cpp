@@ -3,7 +3,9 @@
 #include <cmath>
 #include <fstream>
 #include <stdexcept>
+#include <vector>
 
+#include "NvrPrintUtils/DevModeFields.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
@@ -13,8 +15,7 @@ using Json = nlohmann::json;
 
 enum class KeyKind { Text, Flag, Number, PageCount };
 
-// One key of the settings document, with the member it fills. The order of the table is
-// the order of reading and of merging.
+// One key of the settings document, with the member it fills.
 struct SettingKey {
     const char* name;
     KeyKind kind;
@@ -23,27 +24,27 @@ struct SettingKey {
     int16_t PrintJobSettings::*number = nullptr;
 };
 
-const SettingKey kKeys[] = {
-    {"PrintJobTitle", KeyKind::Text, &PrintJobSettings::PrintJobTitle},
-    {"bShowPreview", KeyKind::Flag, nullptr, &PrintJobSettings::bShowPreview},
-    {"PagesPerSheet", KeyKind::PageCount},
-    {"bReversePages", KeyKind::Flag, nullptr, &PrintJobSettings::bReversePages},
-    {"bStapled", KeyKind::Flag, nullptr, &PrintJobSettings::bStapled},
-    {"dmCollate", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmCollate},
-    {"dmColor", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmColor},
-    {"dmCopies", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmCopies},
-    {"dmDefaultSource", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmDefaultSource},
-    {"dmDuplex", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmDuplex},
-    {"dmFormName", KeyKind::Text, &PrintJobSettings::dmFormName},
-    {"dmMediaType", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmMediaType},
-    {"dmOrientation", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmOrientation},
-    {"dmPaperLength", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmPaperLength},
-    {"dmPaperSize", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmPaperSize},
-    {"dmPaperWidth", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmPaperWidth},
-    {"dmPrintQuality", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmPrintQuality},
-    {"dmScale", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmScale},
-    {"dmYResolution", KeyKind::Number, nullptr, nullptr, &PrintJobSettings::dmYResolution},
-};
+// The job's own keys, then the DEVMODE fields: the order of reading and of merging.
+const std::vector<SettingKey>& Keys() {
+    static const std::vector<SettingKey> keys = [] {
+        std::vector<SettingKey> all = {
+            {"PrintJobTitle", KeyKind::Text, &PrintJobSettings::PrintJobTitle},
+            {"bShowPreview", KeyKind::Flag, nullptr, &PrintJobSettings::bShowPreview},
+            {"PagesPerSheet", KeyKind::PageCount},
+            {"bReversePages", KeyKind::Flag, nullptr, &PrintJobSettings::bReversePages},
+            {"bStapled", KeyKind::Flag, nullptr, &PrintJobSettings::bStapled},
+        };
+        for (const DevModeField& field : DevModeFields()) {
+            if (field.kind == DevModeField::Kind::FormName) {
+                all.push_back({field.key, KeyKind::Text, &PrintJobSettings::dmFormName});
+            } else {
+                all.push_back({field.key, KeyKind::Number, nullptr, nullptr, field.setting});
+            }
+        }
+        return all;
+    }();
+    return keys;
+}
 
 // A JSON number of any kind, floating values cut towards zero, narrowed like a C cast.
 int64_t ToInteger(const Json& value) {
@@ -157,7 +158,7 @@ void PrintJobSettings::LoadFromJson(const Json& document) {
     JsonDocument = document;
     int count = 0;
     if (document.is_object()) {
-        for (const SettingKey& key : kKeys) {
+        for (const SettingKey& key : Keys()) {
             auto found = document.find(key.name);
             if (found == document.end()) {
                 continue;
@@ -212,7 +213,7 @@ void PrintJobSettings::MergeWith(const PrintJobSettings& other) {
     NVR_LOG_DEBUG("Merging settings");
     int count = 0;
     if (other.JsonDocument.is_object()) {
-        for (const SettingKey& key : kKeys) {
+        for (const SettingKey& key : Keys()) {
             if (!other.JsonDocument.contains(key.name)) {
                 continue;
             }
@@ -247,29 +248,11 @@ void PrintJobSettings::ExtractFromDevMode(const DEVMODEW* devMode) {
     NVR_LOG_DEBUG("Extracting settings from DEVMODE");
     JsonDocument = nullptr;
     int count = 0;
-    auto take = [&](uint32_t bit, int16_t& member, int16_t value) {
-        if ((devMode->dmFields & bit) != 0) {
-            member = value;
+    for (const DevModeField& field : DevModeFields()) {
+        if (field.ReadFrom(devMode, this)) {
             ++count;
         }
-    };
-    take(DM_COLLATE, dmCollate, devMode->dmCollate);
-    take(DM_COLOR, dmColor, devMode->dmColor);
-    take(DM_COPIES, dmCopies, devMode->dmCopies);
-    take(DM_DEFAULTSOURCE, dmDefaultSource, devMode->dmDefaultSource);
-    take(DM_DUPLEX, dmDuplex, devMode->dmDuplex);
-    if ((devMode->dmFields & DM_FORMNAME) != 0) {
-        dmFormName = GetDevModeText(devMode->dmFormName);
-        ++count;
     }
-    take(DM_MEDIATYPE, dmMediaType, static_cast<int16_t>(devMode->dmMediaType));
-    take(DM_ORIENTATION, dmOrientation, devMode->dmOrientation);
-    take(DM_PAPERLENGTH, dmPaperLength, devMode->dmPaperLength);
-    take(DM_PAPERSIZE, dmPaperSize, devMode->dmPaperSize);
-    take(DM_PAPERWIDTH, dmPaperWidth, devMode->dmPaperWidth);
-    take(DM_PRINTQUALITY, dmPrintQuality, devMode->dmPrintQuality);
-    take(DM_SCALE, dmScale, devMode->dmScale);
-    take(DM_YRESOLUTION, dmYResolution, devMode->dmYResolution);
     NVR_LOG_INFO("Extracted {} setting(s) from DEVMODE", count);
     NVR_LOG_ENTRY("Exiting");
 }

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <optional>
 
+#include "NvrPrintUtils/DevModeFields.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
 #include "NvrPrintUtils/PrintSystem.h"
 #include "NvrPrintUtils/PrintTicket.h"
@@ -75,24 +76,14 @@ void CompareAndLogValidationResults(const PrintJobSettings& requested, const DEV
     PrintJobSettings actual;
     actual.ExtractFromDevMode(validated);
     int corrections = 0;
-    auto compare = [&](const char* name, int16_t wanted, int16_t got) {
-        if (wanted >= 0 && wanted != got) {
-            NVR_LOG_INFO("{} corrected from {} to {}", name, wanted, got);
+    for (const DevModeField& field : DevModeFields()) {
+        if (field.reportedWhenCorrected && field.IsSet(requested) &&
+            !field.SameValue(requested, actual)) {
+            NVR_LOG_INFO("{} corrected from {} to {}", field.key, field.LogText(requested),
+                         field.LogText(actual));
             ++corrections;
         }
-    };
-    compare("dmCollate", requested.dmCollate, actual.dmCollate);
-    compare("dmColor", requested.dmColor, actual.dmColor);
-    compare("dmCopies", requested.dmCopies, actual.dmCopies);
-    compare("dmDefaultSource", requested.dmDefaultSource, actual.dmDefaultSource);
-    compare("dmDuplex", requested.dmDuplex, actual.dmDuplex);
-    if (!requested.dmFormName.empty() && requested.dmFormName != actual.dmFormName) {
-        NVR_LOG_INFO("dmFormName corrected from '{}' to '{}'", requested.dmFormName,
-                     actual.dmFormName);
-        ++corrections;
     }
-    compare("dmOrientation", requested.dmOrientation, actual.dmOrientation);
-    compare("dmPaperSize", requested.dmPaperSize, actual.dmPaperSize);
     if (corrections > 0) {
         NVR_LOG_INFO(
             "{} standard DEVMODE setting(s) were corrected by DocumentProperties "
@@ -137,46 +128,18 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& prin
     }
 
     int applied = 0;
-    auto write = [&](const char* name, uint32_t bit, int16_t value, int16_t& field) {
-        if (value < 0) {
-            return;
+    for (const DevModeField& field : DevModeFields()) {
+        if (field.bit == DM_ORIENTATION && orientationOverride) {
+            devMode->dmOrientation = *orientationOverride;
+            devMode->dmFields |= DM_ORIENTATION;
+            ++applied;
+            NVR_LOG_VERBOSE("Set dmOrientation = {} (overridden for N-up)", *orientationOverride);
+        } else if (field.IsSet(*this)) {
+            field.WriteTo(*this, devMode);
+            ++applied;
+            NVR_LOG_VERBOSE("Set {} = {}", field.key, field.LogText(*this));
         }
-        field = value;
-        devMode->dmFields |= bit;
-        ++applied;
-        NVR_LOG_VERBOSE("Set {} = {}", name, value);
-    };
-    write("dmCollate", DM_COLLATE, dmCollate, devMode->dmCollate);
-    write("dmColor", DM_COLOR, dmColor, devMode->dmColor);
-    write("dmCopies", DM_COPIES, dmCopies, devMode->dmCopies);
-    write("dmDefaultSource", DM_DEFAULTSOURCE, dmDefaultSource, devMode->dmDefaultSource);
-    write("dmDuplex", DM_DUPLEX, dmDuplex, devMode->dmDuplex);
-    if (!dmFormName.empty()) {
-        SetDevModeText(devMode->dmFormName, dmFormName);
-        devMode->dmFields |= DM_FORMNAME;
-        ++applied;
-        NVR_LOG_VERBOSE("Set dmFormName = '{}'", dmFormName);
     }
-    if (dmMediaType >= 0) {
-        devMode->dmMediaType = static_cast<uint32_t>(dmMediaType);
-        devMode->dmFields |= DM_MEDIATYPE;
-        ++applied;
-        NVR_LOG_VERBOSE("Set dmMediaType = {}", dmMediaType);
-    }
-    if (orientationOverride) {
-        devMode->dmOrientation = *orientationOverride;
-        devMode->dmFields |= DM_ORIENTATION;
-        ++applied;
-        NVR_LOG_VERBOSE("Set dmOrientation = {} (overridden for N-up)", *orientationOverride);
-    } else {
-        write("dmOrientation", DM_ORIENTATION, dmOrientation, devMode->dmOrientation);
-    }
-    write("dmPaperLength", DM_PAPERLENGTH, dmPaperLength, devMode->dmPaperLength);
-    write("dmPaperSize", DM_PAPERSIZE, dmPaperSize, devMode->dmPaperSize);
-    write("dmPaperWidth", DM_PAPERWIDTH, dmPaperWidth, devMode->dmPaperWidth);
-    write("dmPrintQuality", DM_PRINTQUALITY, dmPrintQuality, devMode->dmPrintQuality);
-    write("dmScale", DM_SCALE, dmScale, devMode->dmScale);
-    write("dmYResolution", DM_YRESOLUTION, dmYResolution, devMode->dmYResolution);
     NVR_LOG_INFO("Applied {} setting(s) to DEVMODE", applied);
 
     if (!printerName.empty() && WantsExtendedSettings(*this)) {

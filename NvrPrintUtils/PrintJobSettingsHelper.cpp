@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 
+#include "NvrPrintUtils/DevModeFields.h"
 #include "logging/TextCodec.h"
 
 namespace nvrprint::PrintJobSettingsHelper {
@@ -128,23 +129,6 @@ const AliasTable kStapleValueAliases = {
 };
 
 namespace {
-
-// An extractor of a 16-bit DEVMODE field: the value when accepted, else the fallback (or
-// nothing when there is none).
-FieldExtractor ShortField(const char* key, uint32_t bit, int16_t DEVMODEW::*field,
-                          bool (*accepted)(int16_t), std::optional<int16_t> fallback) {
-    return [=](const DEVMODEW* devMode, Json& settings) {
-        if (devMode == nullptr || (devMode->dmFields & bit) == 0) {
-            return;
-        }
-        int16_t value = devMode->*field;
-        if (accepted(value)) {
-            settings[key] = value;
-        } else if (fallback) {
-            settings[key] = *fallback;
-        }
-    };
-}
 
 // The value of key when it is an integer, else the default; fn is always called once. The
 // message documents the default and is not emitted.
@@ -273,59 +257,35 @@ void WriteMediaType(const Json& settings, Json& attributes, const Json& caps, in
 
 }  // namespace
 
-const std::unordered_map<std::string, FieldExtractor> kDevModeFieldExtractors = {
-    {"dmOrientation", ShortField(
-                          "dmOrientation", DM_ORIENTATION, &DEVMODEW::dmOrientation,
-                          [](int16_t v) { return v == 1 || v == 2; }, 1)},
-    {"dmColor",
-     ShortField(
-         "dmColor", DM_COLOR, &DEVMODEW::dmColor, [](int16_t v) { return v == 1 || v == 2; }, 2)},
-    {"dmDuplex", ShortField(
-                     "dmDuplex", DM_DUPLEX, &DEVMODEW::dmDuplex,
-                     [](int16_t v) { return v >= 1 && v <= 3; }, 1)},
-    {"dmScale", ShortField(
-                    "dmScale", DM_SCALE, &DEVMODEW::dmScale,
-                    [](int16_t v) { return v >= 1 && v <= 1000; }, 100)},
-    {"dmPrintQuality", ShortField(
-                           "dmPrintQuality", DM_PRINTQUALITY, &DEVMODEW::dmPrintQuality,
-                           [](int16_t v) { return v >= -4 && v != 0; }, -4)},
-    {"dmYResolution", ShortField(
-                          "dmYResolution", DM_YRESOLUTION, &DEVMODEW::dmYResolution,
-                          [](int16_t v) { return v >= 1; }, std::nullopt)},
-    {"dmCopies",
-     ShortField(
-         "dmCopies", DM_COPIES, &DEVMODEW::dmCopies, [](int16_t v) { return v >= 1; }, 1)},
-    {"dmCollate", ShortField(
-                      "dmCollate", DM_COLLATE, &DEVMODEW::dmCollate,
-                      [](int16_t v) { return v == 0 || v == 1; }, 1)},
-    {"dmPaperSize",
-     ShortField(
-         "dmPaperSize", DM_PAPERSIZE, &DEVMODEW::dmPaperSize, [](int16_t v) { return v >= 0; }, 1)},
-    {"dmFormName",
-     [](const DEVMODEW* devMode, Json& settings) {
-         if (devMode == nullptr || (devMode->dmFields & DM_FORMNAME) == 0) {
-             return;
-         }
-         settings["dmFormName"] = GetDevModeText(devMode->dmFormName);
-     }},
-    {"dmPaperWidth", ShortField(
-                         "dmPaperWidth", DM_PAPERWIDTH, &DEVMODEW::dmPaperWidth,
-                         [](int16_t v) { return v >= 1; }, std::nullopt)},
-    {"dmPaperLength", ShortField(
-                          "dmPaperLength", DM_PAPERLENGTH, &DEVMODEW::dmPaperLength,
-                          [](int16_t v) { return v >= 1; }, std::nullopt)},
-    {"dmDefaultSource", ShortField(
-                            "dmDefaultSource", DM_DEFAULTSOURCE, &DEVMODEW::dmDefaultSource,
-                            [](int16_t v) { return v >= 1; }, 15)},
-    {"dmMediaType",
-     [](const DEVMODEW* devMode, Json& settings) {
-         if (devMode == nullptr || (devMode->dmFields & DM_MEDIATYPE) == 0) {
-             return;
-         }
-         uint32_t value = devMode->dmMediaType;
-         settings["dmMediaType"] = value != 0 ? value : 256u;
-     }},
-};
+Json SettingsFromDevMode(const DEVMODEW* devMode) {
+    Json settings = Json::object();
+    if (devMode == nullptr) {
+        return settings;
+    }
+    for (const DevModeField& field : DevModeFields()) {
+        if ((devMode->dmFields & field.bit) == 0) {
+            continue;
+        }
+        switch (field.kind) {
+            case DevModeField::Kind::Number: {
+                int16_t value = devMode->*field.device;
+                if (field.accepted(value)) {
+                    settings[field.key] = value;
+                } else if (field.fallback) {
+                    settings[field.key] = *field.fallback;
+                }
+                break;
+            }
+            case DevModeField::Kind::FormName:
+                settings[field.key] = GetDevModeText(devMode->dmFormName);
+                break;
+            case DevModeField::Kind::MediaType:
+                settings[field.key] = devMode->dmMediaType != 0 ? devMode->dmMediaType : 256u;
+                break;
+        }
+    }
+    return settings;
+}
 
 const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters = {
     {"dmOrientation",
@@ -418,11 +378,6 @@ const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters 
      }},
 };
 
-const std::vector<std::string> kExtractorOrder = {
-    "dmOrientation", "dmColor",       "dmDuplex",        "dmScale",     "dmPrintQuality",
-    "dmYResolution", "dmCopies",      "dmCollate",       "dmPaperSize", "dmFormName",
-    "dmPaperWidth",  "dmPaperLength", "dmDefaultSource", "dmMediaType"};
-
 const std::vector<std::string> kWriterOrder = {
     "dmOrientation", "dmColor",       "dmDuplex",     "dmScale",         "dmPrintQuality",
     "dmYResolution", "dmCopies",      "dmCollate",    "dmDefaultSource", "dmMediaType",
@@ -430,10 +385,7 @@ const std::vector<std::string> kWriterOrder = {
 
 Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,
                             const Json& jobSettings) {
-    Json settings = Json::object();
-    for (const std::string& key : kExtractorOrder) {
-        kDevModeFieldExtractors.at(key)(devMode, settings);
-    }
+    Json settings = SettingsFromDevMode(devMode);
     std::map<std::string, std::string> driverOptions = ReadDriverOptions(devMode);
     if (auto bin = driverOptions.find("media-source"); bin != driverOptions.end()) {
         settings["BinName"] = bin->second;

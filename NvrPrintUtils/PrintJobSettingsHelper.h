@@ -15,16 +15,13 @@
 namespace nvrprint::PrintJobSettingsHelper {
 
 using Json = nlohmann::json;
-using FieldExtractor = std::function<void(const DEVMODEW*, Json&)>;
 // settings, attribute document, device capabilities (PPD options), a further document.
 using AttributeWriter = std::function<void(const Json&, Json&, const Json&, const Json&)>;
 using AliasTable = std::unordered_map<int32_t, std::vector<std::string>>;
 
 extern const std::unordered_map<int32_t, std::string> kPaperSizeMediaNames;
-extern const std::unordered_map<std::string, FieldExtractor> kDevModeFieldExtractors;
 extern const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters;
-// The order in which the tables are walked: the order they are documented in.
-extern const std::vector<std::string> kExtractorOrder;
+// The order in which the writers run: the order they are documented in.
 extern const std::vector<std::string> kWriterOrder;
 
 extern const std::vector<std::string> kColorOptionNames;
@@ -61,6 +58,10 @@ bool ProcessCustomDeviceCapability(const std::string& customName, Json& attribut
                                    const std::vector<std::string>& optionNames,
                                    const std::string& fieldName, int64_t value);
 }  // namespace InternalHelpers
+
+// The settings JSON a DEVMODE stands for: each field whose bit is set, a value the mapping
+// does not accept replaced by the field's fallback or left out.
+Json SettingsFromDevMode(const DEVMODEW* devMode);
 
 // The job's attributes for a printer: every extractor over the DEVMODE (with BinName and
 // MediaTypeName from the driver-private options media-source and media-type), the job's own

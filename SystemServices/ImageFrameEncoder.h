@@ -11,11 +11,6 @@
 // closing call ends it. Every call answers with a status: 0 is success.
 namespace nvrprint::platform {
 
-// Save flags, as the steps are named by the codec interface this mirrors.
-inline constexpr int kSaveFlagMultiFrame = 18;
-inline constexpr int kSaveFlagFrameDimensionPage = 23;
-inline constexpr int kSaveFlagFlush = 20;
-
 // Statuses.
 inline constexpr int kImageOk = 0;
 inline constexpr int kImageGenericError = 1;
@@ -26,13 +21,12 @@ inline constexpr int kImageWin32Error = 7;
 class ImageFrameEncoder {
 public:
     virtual ~ImageFrameEncoder() = default;
-    // Creates the file with its first frame (flag kSaveFlagMultiFrame).
-    virtual int SaveImageToFile(const docmgr::Bitmap& frame, const std::string& path, int flag) = 0;
-    // Appends a frame to the file made by SaveImageToFile (flag kSaveFlagFrameDimensionPage).
-    virtual int SaveAddImage(const docmgr::Bitmap& frame, int flag) = 0;
-    // Ends the file (flag kSaveFlagFlush). A file not ended this way is ended when the
-    // encoder goes.
-    virtual int SaveAdd(int flag) = 0;
+    // Creates the file with its first frame.
+    virtual int SaveImageToFile(const docmgr::Bitmap& frame, const std::string& path) = 0;
+    // Appends a frame to the file made by SaveImageToFile.
+    virtual int SaveAddImage(const docmgr::Bitmap& frame) = 0;
+    // Ends the file. A file not ended this way is ended when the encoder goes.
+    virtual int SaveAdd() = 0;
 };
 
 using ImageFrameEncoderFactory = std::function<std::unique_ptr<ImageFrameEncoder>()>;

@@ -42,8 +42,8 @@ public:
     explicit TiffEncoder(int dotsPerInch) : m_dpi(dotsPerInch) { RouteTiffMessages(); }
     ~TiffEncoder() override { Close(); }
 
-    int SaveImageToFile(const docmgr::Bitmap& frame, const std::string& path, int flag) override {
-        if (flag != kSaveFlagMultiFrame || m_tiff != nullptr) {
+    int SaveImageToFile(const docmgr::Bitmap& frame, const std::string& path) override {
+        if (m_tiff != nullptr) {
             return kImageInvalidParameter;
         }
         errno = 0;
@@ -54,15 +54,15 @@ public:
         return WriteFrame(frame);
     }
 
-    int SaveAddImage(const docmgr::Bitmap& frame, int flag) override {
-        if (flag != kSaveFlagFrameDimensionPage || m_tiff == nullptr) {
+    int SaveAddImage(const docmgr::Bitmap& frame) override {
+        if (m_tiff == nullptr) {
             return kImageInvalidParameter;
         }
         return WriteFrame(frame);
     }
 
-    int SaveAdd(int flag) override {
-        if (flag != kSaveFlagFlush || m_tiff == nullptr) {
+    int SaveAdd() override {
+        if (m_tiff == nullptr) {
             return kImageInvalidParameter;
         }
         return Close() ? kImageOk : kImageWin32Error;

@@ -97,9 +97,6 @@ public:
     // One side of the physical page list: its logical pages, or nothing on a blank back.
     bool RenderSide(PrintDevice* device, const PhysicalPage& side);
 
-    // A blank bitmap of the given size; bits, when given, receives its pixels.
-    static BitmapPtr CreateDIBSectionBitmap(int32_t width, int32_t height, uint8_t** bits);
-
     // Where piped input is read from; standard input unless a caller substitutes another
     // descriptor, which stays the caller's.
     void SetPipeInput(int fd) { m_pipeInputFd = fd; }

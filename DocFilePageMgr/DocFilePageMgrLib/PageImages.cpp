@@ -1,5 +1,4 @@
-// Page images: target parameters, the weak page cache, page sizes and blank bitmaps.
-#include <cerrno>
+// Page images: target parameters, the weak page cache and page sizes.
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "logging/LogMacros.h"
@@ -111,19 +110,6 @@ bool DocFilePageMgr::GetPageSizePoints(size_t pageNumber, double* width, double*
         return false;
     }
     return OnGetPageSizePoints(pageNumber - 1, width, height);
-}
-
-BitmapPtr DocFilePageMgr::CreateDIBSectionBitmap(int32_t width, int32_t height, uint8_t** bits) {
-    BitmapPtr bitmap = Bitmap::Create(width, height);
-    if (bits != nullptr) {
-        *bits = bitmap ? bitmap->Bits() : nullptr;
-    }
-    if (!bitmap) {
-        NVR_LOG_ERROR("Failed to create DIB section ({}x{}) - Error: {}", width, height, ENOMEM);
-        return nullptr;
-    }
-    NVR_LOG_VERBOSE("Created DIB section {}x{}", width, height);
-    return bitmap;
 }
 
 }  // namespace docmgr

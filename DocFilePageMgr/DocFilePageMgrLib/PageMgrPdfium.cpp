@@ -64,7 +64,7 @@ struct PageMgrPdfium::Document {
     }
 };
 
-int32_t PageMgrPdfium::s_pdfiumRefCount = 0;
+std::atomic<int32_t> PageMgrPdfium::s_pdfiumRefCount = 0;
 
 PageMgrPdfium::PageMgrPdfium() {
     EnsurePdfiumInit();
@@ -80,21 +80,25 @@ PageMgrPdfium::~PageMgrPdfium() {
 }
 
 void PageMgrPdfium::EnsurePdfiumInit() {
-    // Poppler needs no process-wide start; the count keeps the engine's lifetime visible.
-    if (s_pdfiumRefCount == 0) {
+    // Poppler needs no process-wide start; the count keeps the engine's lifetime visible in
+    // the log.
+    const int32_t count = s_pdfiumRefCount.fetch_add(1) + 1;
+    if (count == 1) {
         NVR_LOG_INFO("Initializing PDFium library");
     }
-    ++s_pdfiumRefCount;
-    NVR_LOG_VERBOSE("PDFium ref count: {}", s_pdfiumRefCount);
+    NVR_LOG_VERBOSE("PDFium ref count: {}", count);
 }
 
 void PageMgrPdfium::PdfiumShutdown() {
-    if (s_pdfiumRefCount <= 0) {
-        return;
-    }
-    --s_pdfiumRefCount;
-    NVR_LOG_VERBOSE("PDFium ref count: {}", s_pdfiumRefCount);
-    if (s_pdfiumRefCount == 0) {
+    int32_t count = s_pdfiumRefCount.load();
+    do {
+        if (count <= 0) {
+            return;
+        }
+    } while (!s_pdfiumRefCount.compare_exchange_weak(count, count - 1));
+    --count;
+    NVR_LOG_VERBOSE("PDFium ref count: {}", count);
+    if (count == 0) {
         NVR_LOG_ENTRY("Shutting down PDFium library");
     }
 }
@@ -273,11 +277,10 @@ BitmapPtr PageMgrPdfium::OnRenderPageBitmap(size_t pageIndex, const TargetParams
         return nullptr;
     }
     bitmap->Fill(0xFF, 0xFF, 0xFF);
-    if (m_renderFlags == 0) {
-        // Annotations drawn, text tuned for the screen, as the engine's defaults for display.
-        m_renderFlags = 0x1003;
-        NVR_LOG_VERBOSE("Using default render flags: 0x{:x}", m_renderFlags);
-    }
+    // Poppler draws annotations and smooths text by itself: the display flags of the log
+    // name what every render does, once per document.
+    std::call_once(m_renderFlagsLogged,
+                   [] { NVR_LOG_VERBOSE("Using default render flags: 0x{:x}", 0x1003); });
     cairo_scale(cr.get(), pixelWidth / width, pixelHeight / height);
     poppler_page_render(page.get(), cr.get());
     cr.reset();

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -51,10 +53,10 @@ private:
     std::unique_ptr<Document> m_document;
     uint64_t m_docPageCount = 0;
     std::vector<PageSize> m_pageSizes;
-    uint32_t m_renderFlags = 0;
+    std::once_flag m_renderFlagsLogged;
     std::string m_loadedPath;
 
-    static int32_t s_pdfiumRefCount;
+    static std::atomic<int32_t> s_pdfiumRefCount;
 };
 
 }  // namespace docmgr

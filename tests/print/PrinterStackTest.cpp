@@ -51,7 +51,7 @@ protected:
 
 TEST_F(PrinterStackTest, EveryQueueDeliversToItsPrinter) {
     const std::vector<std::string> queues = {stack->queue, stack->defaultsQueue, stack->ppdQueue,
-                                             stack->stapleQueue};
+                                             stack->monoQueue, stack->stapleQueue};
     ProcessOptions env;
     env.setEnv["CUPS_SERVER"] = stack->cupsServer;
     for (const std::string& queue : queues) {

@@ -173,3 +173,37 @@ TEST_F(QueueSettingsTest, StaplingReachesPrintersThatStapleAndOnlyThose) {
 }
 
 }  // namespace
+
+TEST_F(QueueSettingsTest, ColourOnAGreyOnlyPrinterIsCorrectedToGreyAndPrints) {
+    Outcome colour = PrintOn(s_stack->monoQueue, "mono-colour.pdf", 2, R"({"dmColor": 2})");
+    EXPECT_TRUE(Has(colour.run.out, "dmColor corrected from 2 to 1")) << colour.run.out;
+    EXPECT_TRUE(Has(colour.run.out, "1 standard DEVMODE setting(s) were corrected"))
+        << colour.run.out;
+    EXPECT_TRUE(Has(colour.held, "print-color-mode (keyword) = monochrome")) << colour.held;
+    EXPECT_FALSE(Has(colour.held, "= color")) << colour.held;
+    EXPECT_EQ(colour.job.attributes["IPP_PRINT_COLOR_MODE"], "monochrome");
+    EXPECT_EQ(PagesOf(colour), (Texts{"Page 1", "Page 2"}));
+
+    // Grey asked for is what the printer has: nothing to correct.
+    Outcome grey = PrintOn(s_stack->monoQueue, "mono-grey.pdf", 1, R"({"dmColor": 1})");
+    EXPECT_FALSE(Has(grey.run.out, "dmColor corrected")) << grey.run.out;
+    EXPECT_TRUE(Has(grey.run.out, "All standard DEVMODE settings validated without corrections"))
+        << grey.run.out;
+    EXPECT_EQ(grey.job.attributes["IPP_PRINT_COLOR_MODE"], "monochrome");
+}
+
+TEST_F(QueueSettingsTest, PpdQueueTakesTwoSidedA4ThroughItsOwnChoices) {
+    Outcome a4 =
+        PrintOn(s_stack->ppdQueue, "ppd-a4-duplex.pdf", 3, R"({"dmDuplex": 2, "dmPaperSize": 9})");
+    EXPECT_TRUE(Has(a4.held, "Duplex (nameWithoutLanguage) = DuplexNoTumble")) << a4.held;
+    EXPECT_TRUE(Has(a4.held, "sides (keyword) = two-sided-long-edge")) << a4.held;
+    EXPECT_TRUE(Has(a4.held, "media (keyword) = iso_a4_210x297mm")) << a4.held;
+    EXPECT_EQ(a4.job.attributes["IPP_SIDES"], "two-sided-long-edge");
+    EXPECT_TRUE(Has(a4.job.attributes["IPP_MEDIA_COL"], "x-dimension=21000 y-dimension=29700"))
+        << a4.job.attributes["IPP_MEDIA_COL"];
+    // Three pages in order, on A4 as the printer received them.
+    EXPECT_EQ(PagesOf(a4), (Texts{"Page 1", "Page 2", "Page 3"}));
+    const auto [width, height] = PageSize(a4.job.documentPath, 0);
+    EXPECT_NEAR(width, 595.3, 0.5);
+    EXPECT_NEAR(height, 841.9, 0.5);
+}

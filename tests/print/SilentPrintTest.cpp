@@ -281,3 +281,30 @@ TEST(SchedulerStallTest, SchedulerThatStallsAfterCreateJobNeverCountsAsSuccess) 
 }
 
 }  // namespace
+
+TEST_F(SilentPrintTest, LandscapeSinglePageTurnsWithTheJobsOrientationAndStaysAtNaturalSize) {
+    // Asked for landscape, the page lies across the portrait sheet: its band (a fifth of the
+    // page's height, across its whole width) runs down the sheet's long edge.
+    const std::string turned = work.File("landscape-asked.pdf");
+    MakePdfWithSettings(turned, {kLetterLandscape}, R"({"dmOrientation": 2})");
+    ProcessResult r = Print({turned});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    ReceivedJob job = Received("landscape-asked.pdf");
+    ASSERT_EQ(PageTexts(job.documentPath), std::vector<std::string>{"Page 1"});
+    EXPECT_TRUE(PageIsLandscape(job.documentPath, 0));
+    EXPECT_GE(DarkRowsInColumn(job.documentPath, 0, 300), 756);
+    EXPECT_FALSE(DarkAt(job.documentPath, 0, 500, 300));
+
+    // Not asked, the sheet keeps the printer's portrait and the page is neither turned nor
+    // shrunk: its band is as tall as on the page.
+    const std::string plain = work.File("landscape-plain.pdf");
+    MakePdf(plain, {kLetterLandscape});
+    r = Print({plain});
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    job = Received("landscape-plain.pdf");
+    ASSERT_EQ(PageTexts(job.documentPath), std::vector<std::string>{"Page 1"});
+    EXPECT_FALSE(PageIsLandscape(job.documentPath, 0));
+    const int band = DarkRowsInColumn(job.documentPath, 0, 300);
+    EXPECT_GE(band, 121);
+    EXPECT_LE(band, 124);
+}

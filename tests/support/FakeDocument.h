@@ -66,9 +66,9 @@ protected:
         if (m_failRenders)
             return nullptr;
         const PageSize& size = m_pages.at(index);
-        return CreateDIBSectionBitmap(
+        return docmgr::Bitmap::Create(
             docmgr::PixelsForPoints(size.width, params.scale, params.dpiX),
-            docmgr::PixelsForPoints(size.height, params.scale, params.dpiY), nullptr);
+            docmgr::PixelsForPoints(size.height, params.scale, params.dpiY));
     }
     bool OnPlacePage(docmgr::PrintDevice* device, size_t index,
                      const docmgr::PageCell& cell) override {

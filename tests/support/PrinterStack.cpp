@@ -39,6 +39,7 @@ PrinterStack FromEnvironment(const std::map<std::string, std::string>& lines) {
     stack.queue = value("NVR_QUEUE");
     stack.defaultsQueue = value("NVR_DEFAULTS_QUEUE");
     stack.ppdQueue = value("NVR_PPD_QUEUE");
+    stack.monoQueue = value("NVR_MONO_QUEUE");
     stack.stapleQueue = value("NVR_STAPLE_QUEUE");
     stack.printerUri = value("NVR_PRINTER_URI");
     stack.recordDir = value("NVR_RECORD_DIR");

@@ -14,9 +14,10 @@ struct PrinterStack {
     std::string queue;          // IPP Everywhere queue, the scheduler's default destination
     std::string defaultsQueue;  // same printer; scheduler defaults: 2 copies, 2-up, two-sided, main
     std::string ppdQueue;     // same printer through a classic PPD (tests/data/NvrTestPrinter.ppd)
+    std::string monoQueue;    // same printer, grey only (tests/data/NvrMonoPrinter.ppd)
     std::string stapleQueue;  // IPP Everywhere queue on the stapling printer
     std::string printerUri;   // the virtual printer itself, without the scheduler
-    std::string recordDir;    // what the virtual printer received (jobs of the first three queues)
+    std::string recordDir;    // what the virtual printer received (jobs of the first four queues)
     std::string staplePrinterUri;
     std::string stapleRecordDir;  // what the stapling printer received
     std::string stackDir;         // the stack's own directory (pid files, logs)

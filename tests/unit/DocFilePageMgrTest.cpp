@@ -263,10 +263,9 @@ TEST_F(PageImageTest, InvalidPageNumbersAndFailedRenders) {
 }
 
 TEST(PageImageBitmap, BlankBitmapIsTopDownBgra) {
-    uint8_t* bits = nullptr;
-    auto bitmap = DocFilePageMgr::CreateDIBSectionBitmap(3, 2, &bits);
+    auto bitmap = Bitmap::Create(3, 2);
     ASSERT_TRUE(bitmap);
-    EXPECT_NE(bits, nullptr);
+    EXPECT_NE(bitmap->Bits(), nullptr);
     EXPECT_EQ(bitmap->Stride(), 12);
     bitmap->Fill(0x10, 0x20, 0x30);
     const uint8_t* p = bitmap->Bits();
@@ -274,6 +273,5 @@ TEST(PageImageBitmap, BlankBitmapIsTopDownBgra) {
     EXPECT_EQ(p[1], 0x20);
     EXPECT_EQ(p[2], 0x10);
     EXPECT_EQ(p[3], 0xFF);
-    EXPECT_FALSE(DocFilePageMgr::CreateDIBSectionBitmap(0, 5, &bits));
-    EXPECT_EQ(bits, nullptr);
+    EXPECT_FALSE(Bitmap::Create(0, 5));
 }

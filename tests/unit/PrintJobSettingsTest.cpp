@@ -108,6 +108,61 @@ TEST(PrintJobSettingsExtract, OnlyFlaggedFields) {
     EXPECT_EQ(s.dmCopies, 3);
 }
 
+TEST(PrintJobSettingsDevMode, EveryFieldLandsInItsOwnMemberAndComesBack) {
+    // Distinct values, so that a field written to or read from its neighbour shows.
+    PrintJobSettings sent;
+    ASSERT_TRUE(sent.LoadFromString(R"({
+        "dmCollate": 1, "dmColor": 2, "dmCopies": 3, "dmDefaultSource": 4, "dmDuplex": 5,
+        "dmFormName": "Six", "dmMediaType": 7, "dmOrientation": 8, "dmPaperLength": 9,
+        "dmPaperSize": 10, "dmPaperWidth": 11, "dmPrintQuality": 12, "dmScale": 13,
+        "dmYResolution": 14})"));
+    DevModePtr dm = AllocateDevMode();
+    ASSERT_TRUE(sent.ApplyToDevMode(dm.get(), ""));
+    EXPECT_EQ(dm->dmFields, DM_COLLATE | DM_COLOR | DM_COPIES | DM_DEFAULTSOURCE | DM_DUPLEX |
+                                DM_FORMNAME | DM_MEDIATYPE | DM_ORIENTATION | DM_PAPERLENGTH |
+                                DM_PAPERSIZE | DM_PAPERWIDTH | DM_PRINTQUALITY | DM_SCALE |
+                                DM_YRESOLUTION);
+    EXPECT_EQ(dm->dmCollate, 1);
+    EXPECT_EQ(dm->dmColor, 2);
+    EXPECT_EQ(dm->dmCopies, 3);
+    EXPECT_EQ(dm->dmDefaultSource, 4);
+    EXPECT_EQ(dm->dmDuplex, 5);
+    EXPECT_EQ(GetDevModeText(dm->dmFormName), "Six");
+    EXPECT_EQ(dm->dmMediaType, 7u);
+    EXPECT_EQ(dm->dmOrientation, 8);
+    EXPECT_EQ(dm->dmPaperLength, 9);
+    EXPECT_EQ(dm->dmPaperSize, 10);
+    EXPECT_EQ(dm->dmPaperWidth, 11);
+    EXPECT_EQ(dm->dmPrintQuality, 12);
+    EXPECT_EQ(dm->dmScale, 13);
+    EXPECT_EQ(dm->dmYResolution, 14);
+
+    PrintJobSettings back;
+    back.ExtractFromDevMode(dm.get());
+    EXPECT_EQ(back.dmCollate, 1);
+    EXPECT_EQ(back.dmColor, 2);
+    EXPECT_EQ(back.dmCopies, 3);
+    EXPECT_EQ(back.dmDefaultSource, 4);
+    EXPECT_EQ(back.dmDuplex, 5);
+    EXPECT_EQ(back.dmFormName, "Six");
+    EXPECT_EQ(back.dmMediaType, 7);
+    EXPECT_EQ(back.dmOrientation, 8);
+    EXPECT_EQ(back.dmPaperLength, 9);
+    EXPECT_EQ(back.dmPaperSize, 10);
+    EXPECT_EQ(back.dmPaperWidth, 11);
+    EXPECT_EQ(back.dmPrintQuality, 12);
+    EXPECT_EQ(back.dmScale, 13);
+    EXPECT_EQ(back.dmYResolution, 14);
+
+    // Merging carries every named field over an unrelated layer.
+    PrintJobSettings merged;
+    merged.MergeWith(sent);
+    EXPECT_EQ(merged.dmFormName, "Six");
+    EXPECT_EQ(merged.dmMediaType, 7);
+    EXPECT_EQ(merged.dmYResolution, 14);
+    EXPECT_EQ(merged.dmCollate, 1);
+}
+
 TEST(DevModeBlock, TextFieldsAndDriverOptions) {
     DevModePtr dm = AllocateDevMode();
     SetDevModeText(dm->dmFormName, std::string(40, 'F'));

@@ -18,30 +18,10 @@ Json Attributes(const Json& settings, const Json& caps = Json()) {
 }
 
 Json Extract(DEVMODEW* dm) {
-    Json settings = Json::object();
-    for (const std::string& key : kExtractorOrder) {
-        kDevModeFieldExtractors.at(key)(dm, settings);
-    }
-    return settings;
+    return SettingsFromDevMode(dm);
 }
 
 }  // namespace
-
-TEST(MappingTables, SizesAndSpotChecks) {
-    EXPECT_EQ(kPaperSizeMediaNames.size(), 70u);
-    EXPECT_EQ(kDevModeFieldExtractors.size(), 14u);
-    EXPECT_EQ(kSettingAttributeWriters.size(), 13u);
-    EXPECT_EQ(kPaperSizeMediaNames.at(1), "na_letter_8.5x11in");
-    EXPECT_EQ(kPaperSizeMediaNames.at(9), "iso_a4_210x297mm");
-    EXPECT_EQ(kPaperSizeMediaNames.at(105), "prc_10_324x458mm");
-    EXPECT_EQ(kPaperSizeMediaNames.at(3), kPaperSizeMediaNames.at(17));
-    EXPECT_EQ(kPaperSizeMediaNames.at(14), kPaperSizeMediaNames.at(41));
-    EXPECT_EQ(kPaperSizeMediaNames.at(33), kPaperSizeMediaNames.at(42));
-    EXPECT_FALSE(kPaperSizeMediaNames.contains(2));
-    EXPECT_EQ(kColorValueAliases.at(1)[4], "BlackAndWhitPrint");
-    EXPECT_FALSE(kStapleValueAliases.contains(1));
-    EXPECT_FALSE(kInputSlotValueAliases.contains(7));
-}
 
 TEST(MappingExtractors, AcceptedValuesAndFallbacks) {
     DevModePtr dm = AllocateDevMode();
