@@ -38,7 +38,7 @@ PreviewSession::~PreviewSession() {
 }
 
 void PreviewSession::Start(const std::vector<std::string>& args, const std::string& document,
-                           std::optional<std::string> stdinFile) {
+                           std::optional<std::string> stdinFile, const std::string& printer) {
     std::string command = "exec " + ShellQuote(ProgramPath());
     for (const std::string& arg : args) {
         command += " " + ShellQuote(arg);
@@ -46,6 +46,9 @@ void PreviewSession::Start(const std::vector<std::string>& args, const std::stri
     command += " -logLevel=6";
     if (!document.empty()) {
         command += " " + ShellQuote(document);
+    }
+    if (!printer.empty()) {
+        command += " " + ShellQuote(printer);
     }
     if (stdinFile) {
         command += " < " + ShellQuote(*stdinFile);
@@ -58,6 +61,9 @@ void PreviewSession::Start(const std::vector<std::string>& args, const std::stri
                       {"GTK_THEME", "Adwaita"},
                       {"NO_AT_BRIDGE", "1"}};
     options.unsetEnv = {"WAYLAND_DISPLAY", "PRINTER"};
+    for (const auto& [name, value] : m_env) {
+        options.setEnv[name] = value;
+    }
     m_pid = StartProcess({"/bin/sh", "-c", command}, options);
 }
 

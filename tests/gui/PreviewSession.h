@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <memory>
 #include <optional>
 #include <regex>
@@ -32,7 +33,10 @@ public:
 
     // Starts the program on the document; the arguments come before it.
     void Start(const std::vector<std::string>& args, const std::string& document,
-               std::optional<std::string> stdinData = std::nullopt);
+               std::optional<std::string> stdinData = std::nullopt,
+               const std::string& printer = "");
+    // An environment variable for the program, set before Start.
+    void SetEnv(const std::string& name, const std::string& value) { m_env[name] = value; }
     // Waits for the preview's window and its first page; false on timeout.
     bool WaitForWindow();
     // Waits for a log line containing the text, after the lines already seen by earlier
@@ -73,6 +77,7 @@ private:
     int m_pid = -1;
     unsigned long m_window = 0;
     size_t m_seen = 0;
+    std::map<std::string, std::string> m_env;
 };
 
 }  // namespace testsupport

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -123,6 +124,23 @@ void XClient::Sync() {
 
 std::optional<unsigned long> XClient::WaitForWindow(const std::string& titlePrefix,
                                                     std::chrono::milliseconds timeout) {
+    return FindWindow([&](const std::string& title) { return title.rfind(titlePrefix, 0) == 0; },
+                      timeout);
+}
+
+std::optional<unsigned long> XClient::WaitForWindowTitled(const std::string& wanted,
+                                                          std::chrono::milliseconds timeout) {
+    return FindWindow([&](const std::string& title) { return title == wanted; }, timeout);
+}
+
+std::pair<int, int> XClient::SizeOf(unsigned long window) {
+    XWindowAttributes attributes{};
+    XGetWindowAttributes(m_display, window, &attributes);
+    return {attributes.width, attributes.height};
+}
+
+std::optional<unsigned long> XClient::FindWindow(
+    const std::function<bool(const std::string&)>& matches, std::chrono::milliseconds timeout) {
     auto deadline = Clock::now() + timeout;
     while (Clock::now() < deadline) {
         Window root = DefaultRootWindow(m_display);
@@ -135,7 +153,7 @@ std::optional<unsigned long> XClient::WaitForWindow(const std::string& titlePref
                 XWindowAttributes attributes;
                 if (XGetWindowAttributes(m_display, children[i], &attributes) != 0 &&
                     attributes.map_state == IsViewable &&
-                    WindowTitle(m_display, children[i]).rfind(titlePrefix, 0) == 0) {
+                    matches(WindowTitle(m_display, children[i]))) {
                     found = children[i];
                 }
             }
@@ -192,10 +210,11 @@ void XClient::Click(unsigned long window, int x, int y, unsigned button) {
     ButtonUp(button);
 }
 
-void XClient::Key(const std::string& keysymName, bool control) {
+void XClient::Key(const std::string& keysymName, bool control, bool alt) {
     KeySym keysym = XStringToKeysym(keysymName.c_str());
     KeyCode code = XKeysymToKeycode(m_display, keysym);
     KeyCode controlCode = XKeysymToKeycode(m_display, XK_Control_L);
+    KeyCode altCode = XKeysymToKeycode(m_display, XK_Alt_L);
     if (code == 0) {
         return;
     }
@@ -206,6 +225,9 @@ void XClient::Key(const std::string& keysymName, bool control) {
     if (control) {
         XTestFakeKeyEvent(m_display, controlCode, True, CurrentTime);
     }
+    if (alt) {
+        XTestFakeKeyEvent(m_display, altCode, True, CurrentTime);
+    }
     if (shifted) {
         XTestFakeKeyEvent(m_display, shiftCode, True, CurrentTime);
     }
@@ -213,6 +235,9 @@ void XClient::Key(const std::string& keysymName, bool control) {
     XTestFakeKeyEvent(m_display, code, False, CurrentTime);
     if (shifted) {
         XTestFakeKeyEvent(m_display, shiftCode, False, CurrentTime);
+    }
+    if (alt) {
+        XTestFakeKeyEvent(m_display, altCode, False, CurrentTime);
     }
     if (control) {
         XTestFakeKeyEvent(m_display, controlCode, False, CurrentTime);

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 struct _XDisplay;
 
@@ -38,6 +40,11 @@ public:
     // A mapped top-level window whose title starts with the prefix; waits up to the timeout.
     std::optional<unsigned long> WaitForWindow(const std::string& titlePrefix,
                                                std::chrono::milliseconds timeout);
+    // A mapped top-level window with exactly this title.
+    std::optional<unsigned long> WaitForWindowTitled(const std::string& title,
+                                                     std::chrono::milliseconds timeout);
+    // The window's size.
+    std::pair<int, int> SizeOf(unsigned long window);
     // Whether the window still exists.
     bool WindowExists(unsigned long window);
     void Focus(unsigned long window);
@@ -47,8 +54,8 @@ public:
     void MoveTo(unsigned long window, int x, int y);
     void ButtonDown(unsigned button = 1);
     void ButtonUp(unsigned button = 1);
-    // A key by its keysym name ("Next", "Home", "plus"), with Control held when asked.
-    void Key(const std::string& keysymName, bool control = false);
+    // A key by its keysym name ("Next", "Home", "plus"), with Control or Alt held when asked.
+    void Key(const std::string& keysymName, bool control = false, bool alt = false);
     void Type(const std::string& text);
     // Asks the window to close, as a window manager's close button does.
     void Close(unsigned long window);
@@ -57,6 +64,8 @@ public:
 
 private:
     void Sync();
+    std::optional<unsigned long> FindWindow(const std::function<bool(const std::string&)>& matches,
+                                            std::chrono::milliseconds timeout);
     ::_XDisplay* m_display = nullptr;
 };
 

@@ -1,0 +1,93 @@
+// Printing from the preview as a user does it: the Print button, the system print dialog
+// answered with real keys, the progress dialog, and what the virtual printer received.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "tests/gui/PreviewSession.h"
+#include "tests/print/PrintingTest.h"
+#include "tests/support/PageRender.h"
+#include "tests/support/PdfFixtures.h"
+
+using namespace testsupport;
+
+namespace {
+
+class PreviewPrintTest : public PrintingTest {
+protected:
+    void Open(const std::string& printer) {
+        document = session.Work().File("five.pdf");
+        MakePdfWithSettings(
+            document, {kLetter, kLetter, kLetter, kLetter, kLetter},
+            R"({"PagesPerSheet": 2, "dmCopies": 2, "PrintJobTitle": "from-preview"})");
+        session.SetEnv("CUPS_SERVER", s_stack->cupsServer);
+        std::vector<std::string> args = {"-usePreviewApp=never", "-interactive"};
+        session.Start(args, document, std::nullopt, printer);
+        ASSERT_TRUE(session.WaitForWindow()) << session.Log();
+    }
+    void OpenPrintDialog() {
+        session.ClickButton("Print");
+        ASSERT_TRUE(session.WaitForLog("Calling PrintDlgW..."));
+        // The dialog asks the scheduler for its printers before it settles. It stands
+        // centred over the preview: with the pointer there, keys go to it.
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        Box view = session.MainView();
+        session.X().MoveTo(session.Window(), view.CentreX() - 110, view.CentreY());
+    }
+    PreviewSession session;
+    std::string document;
+};
+
+TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayout) {
+    Open("");
+    OpenPrintDialog();
+    // The dialog opens on the default queue; on its Page Setup tab, two-sided on the long
+    // edge.
+    session.X().Key("Page_Down", true);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    session.X().Key("Tab");
+    session.X().Key("Down");
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    session.Screenshot("print-dialog-two-sided");
+    // The dialog's Print button, at its bottom right.
+    std::optional<unsigned long> dialog =
+        session.X().WaitForWindowTitled("Print", std::chrono::seconds(5));
+    ASSERT_TRUE(dialog);
+    auto [width, height] = session.X().SizeOf(*dialog);
+    session.X().Click(*dialog, width - 100, height - 30);
+
+    ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 1"));
+    ASSERT_TRUE(session.WaitForLog("Creating progress dialog"));
+    session.Screenshot("print-progress");
+    ASSERT_TRUE(session.WaitForLog("Print callback returned, success=true")) << session.Log();
+    EXPECT_TRUE(Has(session.Log(), "User selected printer: " + s_stack->queue));
+
+    ReceivedJob job = Received("from-preview");
+    EXPECT_EQ(job.attributes["IPP_SIDES"], "two-sided-long-edge");
+    EXPECT_EQ(job.attributes["IPP_COPIES"], "");  // the program made the copies
+    // Two copies of three 2-up sides; a blank back closes the first, so that the second
+    // starts on a sheet of its own.
+    std::vector<std::string> sides = PageTexts(job.documentPath);
+    EXPECT_EQ(sides, (std::vector<std::string>{"Page 1 Page 2", "Page 3 Page 4", "Page 5", "",
+                                               "Page 1 Page 2", "Page 3 Page 4", "Page 5"}));
+
+    // The preview is still there and answers.
+    session.ClickButton("Next");
+    EXPECT_TRUE(session.WaitForLog("Navigating to page 2"));
+    EXPECT_EQ(session.CloseAndWait(), 0);
+    EXPECT_TRUE(Has(session.Log(), "User cancelled"));
+}
+
+TEST_F(PreviewPrintTest, CancelledDialogPrintsNothingAndLeavesThePreviewOpen) {
+    Open(s_stack->queue);
+    OpenPrintDialog();
+    session.X().Key("Escape");
+    ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 0"));
+    session.ClickButton("Next");
+    EXPECT_TRUE(session.WaitForLog("Navigating to page 2"));
+    EXPECT_EQ(session.CloseAndWait(), 0);
+    EXPECT_FALSE(Has(session.Log(), "Starting print operation"));
+    EXPECT_FALSE(WaitForReceivedJob(*s_stack, "from-preview", 2));
+}
+
+}  // namespace
