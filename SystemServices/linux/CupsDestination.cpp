@@ -18,38 +18,41 @@ CupsDestination::~CupsDestination() {
     cupsFreeDests(1, m_dest);
 }
 
-std::unique_ptr<CupsDestination> CupsDestination::Open(const std::string& name, int* error,
-                                                       std::string* reason) {
-    const bool uri = IsPrinterUri(name);
-    cups_dest_t* dest = uri ? cupsGetDestWithURI(nullptr, name.c_str())
+CupsDestPtr CupsDestination::Find(const std::string& name, int* error, std::string* reason) {
+    cups_dest_t* dest = IsPrinterUri(name)
+                            ? cupsGetDestWithURI(nullptr, name.c_str())
                             : cupsGetNamedDest(CUPS_HTTP_DEFAULT, name.c_str(), nullptr);
     if (dest == nullptr) {
-        *error = ENOENT;
+        // A queue the scheduler does not know answers with the scheduler's status.
+        *error = IsPrinterUri(name) ? ENOENT : static_cast<int>(cupsLastError());
         *reason = cupsLastErrorString();
-        return nullptr;
     }
+    return CupsDestPtr(dest);
+}
+
+std::unique_ptr<CupsDestination> CupsDestination::Connect(const std::string& name, CupsDestPtr dest,
+                                                          int* error, std::string* reason) {
+    const bool uri = IsPrinterUri(name);
     // A queue is asked through its scheduler, which must be addressed by the very name the
     // client library uses, or the library takes the queue's device for the printer; a URI
     // is asked directly.
-    http_t* http = uri ? cupsConnectDest(dest, CUPS_DEST_FLAGS_DEVICE, 30000, nullptr, nullptr, 0,
-                                         nullptr, nullptr)
+    http_t* http = uri ? cupsConnectDest(dest.get(), CUPS_DEST_FLAGS_DEVICE, 30000, nullptr,
+                                         nullptr, 0, nullptr, nullptr)
                        : httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(),
                                       1, 30000, nullptr);
     if (http == nullptr) {
         *error = errno != 0 ? errno : ECONNREFUSED;
         *reason = cupsLastErrorString();
-        cupsFreeDests(1, dest);
         return nullptr;
     }
-    cups_dinfo_t* info = cupsCopyDestInfo(http, dest);
+    cups_dinfo_t* info = cupsCopyDestInfo(http, dest.get());
     if (info == nullptr) {
         *error = EIO;
         *reason = cupsLastErrorString();
         httpClose(http);
-        cupsFreeDests(1, dest);
         return nullptr;
     }
-    return std::make_unique<CupsDestination>(Key{}, name, !uri, dest, http, info);
+    return std::make_unique<CupsDestination>(Key{}, name, !uri, dest.release(), http, info);
 }
 
 std::string CupsDestination::DefaultKeyword(const char* option) const {

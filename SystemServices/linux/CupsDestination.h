@@ -7,13 +7,22 @@
 
 namespace nvrprint::platform {
 
+struct CupsDestFree {
+    void operator()(cups_dest_t* dest) const { cupsFreeDests(1, dest); }
+};
+using CupsDestPtr = std::unique_ptr<cups_dest_t, CupsDestFree>;
+
 // A CUPS destination with its connection and capabilities, all released together. The name
 // is a queue of the scheduler or an ipp:// or ipps:// printer URI.
 class CupsDestination {
 public:
-    // Null, with an error number and the scheduler's words, when it cannot be reached.
-    static std::unique_ptr<CupsDestination> Open(const std::string& name, int* error,
-                                                 std::string* reason);
+    // The destination of this name, not yet connected to: a queue the scheduler knows, or a
+    // printer URI. Null, with an error number and the scheduler's words, when there is none.
+    static CupsDestPtr Find(const std::string& name, int* error, std::string* reason);
+    // Connects to a destination found by Find and reads its capabilities. Null, with an
+    // error number and the scheduler's words, when it cannot be reached.
+    static std::unique_ptr<CupsDestination> Connect(const std::string& name, CupsDestPtr dest,
+                                                    int* error, std::string* reason);
     ~CupsDestination();
     CupsDestination(const CupsDestination&) = delete;
     CupsDestination& operator=(const CupsDestination&) = delete;
