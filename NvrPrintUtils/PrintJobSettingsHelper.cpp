@@ -428,8 +428,17 @@ const std::vector<std::string> kWriterOrder = {
     "dmYResolution", "dmCopies",      "dmCollate",    "dmDefaultSource", "dmMediaType",
     "bStapled",      "bReversePages", "PagesPerSheet"};
 
-Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,
-                            const Json& jobSettings) {
+namespace {
+
+// The writers whose attributes a job sends as options; the rest (orientation, scale, copies,
+// collation, order, N-up) the sheets carry themselves.
+const std::vector<std::string> kJobOptionWriterOrder = {
+    "dmColor",         "dmDuplex",    "dmPrintQuality", "dmYResolution",
+    "dmDefaultSource", "dmMediaType", "bStapled"};
+
+// The settings JSON of a DEVMODE, with BinName and MediaTypeName from its driver-private
+// options and the job's own keys laid over it.
+Json SettingsOf(const DEVMODEW* devMode, const Json& jobSettings) {
     Json settings = Json::object();
     for (const std::string& key : kExtractorOrder) {
         kDevModeFieldExtractors.at(key)(devMode, settings);
@@ -446,12 +455,25 @@ Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilit
             settings[key] = value;
         }
     }
+    return settings;
+}
 
+Json RunWriters(const Json& settings, const Json& deviceCapabilities,
+                const std::vector<std::string>& order) {
     Json attributes = Json::object();
     const Json unused;
-    for (const std::string& key : kWriterOrder) {
+    for (const std::string& key : order) {
         kSettingAttributeWriters.at(key)(settings, attributes, deviceCapabilities, unused);
     }
+    return attributes;
+}
+
+}  // namespace
+
+Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,
+                            const Json& jobSettings) {
+    Json settings = SettingsOf(devMode, jobSettings);
+    Json attributes = RunWriters(settings, deviceCapabilities, kWriterOrder);
     if (settings.contains("dmPaperSize")) {
         auto name = kPaperSizeMediaNames.find(settings["dmPaperSize"].get<int32_t>());
         if (name != kPaperSizeMediaNames.end()) {
@@ -463,6 +485,11 @@ Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilit
         attributes["media"] = settings["dmFormName"];
     }
     return attributes;
+}
+
+Json BuildJobOptionAttributes(const DEVMODEW* devMode, const Json& deviceCapabilities) {
+    return RunWriters(SettingsOf(devMode, Json::object()), deviceCapabilities,
+                      kJobOptionWriterOrder);
 }
 
 }  // namespace nvrprint::PrintJobSettingsHelper

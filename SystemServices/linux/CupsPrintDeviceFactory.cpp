@@ -45,13 +45,13 @@ nlohmann::json JobAttributes(const CupsDestination& destination, const PrinterCa
                              const nlohmann::json& ppdOptions, const DEVMODEW& devMode,
                              const MediaSize& media) {
     nlohmann::json attributes =
-        PrintJobSettingsHelper::BuildAttributeDocument(&devMode, ppdOptions);
+        PrintJobSettingsHelper::BuildJobOptionAttributes(&devMode, ppdOptions);
     if (!ppdOptions.empty()) {
         DevModePtr defaults = DevModeFromCapabilities(caps, destination.Name());
         if (defaults) {
             attributes = WithoutDefaultPpdChoices(
                 std::move(attributes),
-                PrintJobSettingsHelper::BuildAttributeDocument(defaults.get(), ppdOptions),
+                PrintJobSettingsHelper::BuildJobOptionAttributes(defaults.get(), ppdOptions),
                 ppdOptions);
         }
     }

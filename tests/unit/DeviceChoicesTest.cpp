@@ -96,3 +96,32 @@ TEST(DeviceChoices, ColourModesRoundTripAndMonochromePrintersCorrectColour) {
     CorrectDevMode(*dm, mono);
     EXPECT_EQ(dm->dmColor, DMCOLOR_MONOCHROME);
 }
+
+TEST(DeviceChoices, JobOptionAttributesSendWhatTheWholeDocumentSends) {
+    DevModePtr dm = AllocateDevMode();
+    dm->dmFields = DM_ORIENTATION | DM_COLOR | DM_DUPLEX | DM_SCALE | DM_PRINTQUALITY | DM_COPIES |
+                   DM_COLLATE | DM_PAPERSIZE | DM_DEFAULTSOURCE | DM_MEDIATYPE;
+    dm->dmOrientation = DMORIENT_LANDSCAPE;
+    dm->dmColor = DMCOLOR_MONOCHROME;
+    dm->dmDuplex = DMDUP_VERTICAL;
+    dm->dmScale = 80;
+    dm->dmPrintQuality = 600;
+    dm->dmCopies = 3;
+    dm->dmCollate = 0;
+    dm->dmPaperSize = 9;
+    dm->dmDefaultSource = DMBIN_MANUAL;
+    dm->dmMediaType = DMMEDIA_GLOSSY;
+    const nlohmann::json ppd = {{"ColorModel", {"RGB", "Gray"}},
+                                {"InputSlot", {"Auto", "Manual"}},
+                                {"Duplex", {"None", "DuplexNoTumble"}}};
+    nlohmann::json whole = PrintJobSettingsHelper::BuildAttributeDocument(dm.get(), ppd);
+    nlohmann::json options = PrintJobSettingsHelper::BuildJobOptionAttributes(dm.get(), ppd);
+    EXPECT_FALSE(options.contains("copies"));
+    EXPECT_FALSE(options.contains("orientation-requested"));
+    EXPECT_FALSE(options.contains("media"));
+    whole["media"] = options["media"] = "iso_a4_210x297mm";
+    for (SheetLayout layout : {SheetLayout::ByProgram, SheetLayout::ByPrinter}) {
+        EXPECT_EQ(JobOptionsFromAttributes(options, {}, layout),
+                  JobOptionsFromAttributes(whole, {}, layout));
+    }
+}
