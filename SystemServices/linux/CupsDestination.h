@@ -16,13 +16,13 @@ using CupsDestPtr = std::unique_ptr<cups_dest_t, CupsDestFree>;
 // is a queue of the scheduler or an ipp:// or ipps:// printer URI.
 class CupsDestination {
 public:
-    // The destination of this name, not yet connected to: a queue the scheduler knows, or a
-    // printer URI. Null, with an error number and the scheduler's words, when there is none.
-    static CupsDestPtr Find(const std::string& name, int* error, std::string* reason);
-    // Connects to a destination found by Find and reads its capabilities. Null, with an
-    // error number and the scheduler's words, when it cannot be reached.
-    static std::unique_ptr<CupsDestination> Connect(const std::string& name, CupsDestPtr dest,
-                                                    int* error, std::string* reason);
+    // Connects to the destination: a queue is looked up through the connection to its
+    // scheduler, a printer URI is asked for its capabilities, since it exists only when it
+    // answers. Null, with an error number and the scheduler's words, when there is none.
+    static std::unique_ptr<CupsDestination> Open(const std::string& name, int* error,
+                                                 std::string* reason);
+    // Reads the capabilities over the open connection, once; everything below needs them.
+    bool LoadInfo(int* error, std::string* reason);
     ~CupsDestination();
     CupsDestination(const CupsDestination&) = delete;
     CupsDestination& operator=(const CupsDestination&) = delete;
@@ -44,15 +44,14 @@ public:
     struct Key {
         explicit Key() = default;
     };
-    CupsDestination(Key, std::string name, bool isQueue, cups_dest_t* dest, http_t* http,
-                    cups_dinfo_t* info);
+    CupsDestination(Key, std::string name, bool isQueue, cups_dest_t* dest, http_t* http);
 
 private:
     std::string m_name;
     bool m_isQueue;
     cups_dest_t* m_dest;
     http_t* m_http;
-    cups_dinfo_t* m_info;
+    cups_dinfo_t* m_info = nullptr;
 };
 
 bool IsPrinterUri(const std::string& name);

@@ -32,15 +32,12 @@ size_t DevModeBytes(const DEVMODEW& dm) {
     return static_cast<size_t>(dm.dmSize) + dm.dmDriverExtra;
 }
 
-// A CUPS destination for one job. The scheduler is asked once whether the destination
-// exists; the connection, the capabilities and the PPD follow on first need and serve
-// every later step.
+// A CUPS destination for one job: one connection, opened with the printer; the
+// capabilities and the PPD follow over it on first need and serve every later step.
 class CupsPrinter final : public Printer {
 public:
-    CupsPrinter(std::string name, CupsDestPtr dest)
-        : m_name(std::move(name)), m_dest(std::move(dest)) {}
-    CupsPrinter(std::string name, std::shared_ptr<CupsDestination> destination)
-        : m_name(std::move(name)), m_connectTried(true), m_destination(std::move(destination)) {}
+    CupsPrinter(std::string name, std::unique_ptr<CupsDestination> destination)
+        : m_name(std::move(name)), m_destination(std::move(destination)) {}
 
     const std::string& Name() const override { return m_name; }
 
@@ -108,17 +105,17 @@ public:
     }
 
 private:
-    // The connected destination; null, with the cause kept, when it cannot be reached.
+    // The destination with its capabilities read; null, with the cause kept, when it does
+    // not answer.
     CupsDestination* Destination() {
-        if (!m_connectTried) {
-            m_connectTried = true;
-            m_destination = CupsDestination::Connect(m_name, std::move(m_dest), &m_connectError,
-                                                     &m_connectReason);
-            if (!m_destination) {
+        if (!m_infoTried) {
+            m_infoTried = true;
+            m_infoLoaded = m_destination->LoadInfo(&m_connectError, &m_connectReason);
+            if (!m_infoLoaded) {
                 NVR_LOG_DEBUG("Cannot reach printer {}: {}", m_name, m_connectReason);
             }
         }
-        return m_destination.get();
+        return m_infoLoaded ? m_destination.get() : nullptr;
     }
 
     const PrinterCapabilities* Capabilities() {
@@ -137,8 +134,8 @@ private:
     }
 
     std::string m_name;
-    CupsDestPtr m_dest;  // until connected
-    bool m_connectTried = false;
+    bool m_infoTried = false;
+    bool m_infoLoaded = false;
     int m_connectError = 0;
     std::string m_connectReason;
     std::shared_ptr<CupsDestination> m_destination;
@@ -166,19 +163,9 @@ public:
 
     std::unique_ptr<Printer> OpenPrinter(const std::string& name, int* error) override {
         std::string reason;
-        CupsDestPtr dest = CupsDestination::Find(name, error, &reason);
-        if (!dest) {
-            NVR_LOG_DEBUG("No destination {}: {}", name, reason);
-            return nullptr;
-        }
-        if (!IsPrinterUri(name)) {
-            return std::make_unique<CupsPrinter>(name, std::move(dest));
-        }
-        // A printer without a queue: it exists when it answers.
-        std::unique_ptr<CupsDestination> destination =
-            CupsDestination::Connect(name, std::move(dest), error, &reason);
+        std::unique_ptr<CupsDestination> destination = CupsDestination::Open(name, error, &reason);
         if (!destination) {
-            NVR_LOG_DEBUG("Printer {} does not answer: {}", name, reason);
+            NVR_LOG_DEBUG("No destination {}: {}", name, reason);
             return nullptr;
         }
         return std::make_unique<CupsPrinter>(name, std::move(destination));
