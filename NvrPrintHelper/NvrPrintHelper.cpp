@@ -169,11 +169,4 @@ std::string NvrPrintHelper::ActualInputFile() {
     return m_actualInputFile;
 }
 
-// Operations whose engines are not part of this build yet: each fails with its own line.
-
-bool NvrPrintHelper::ExecuteInteractiveMode() {
-    NVR_LOG_ERROR("The print preview is not available in this build");
-    return false;
-}
-
 }  // namespace nvrprint

@@ -46,6 +46,8 @@ public:
     bool ValidatePrinter(const std::string& printerName);
     bool ExecuteInteractiveMode();
     bool PrintDocument();
+    // Prints from the preview; the owner is the preview's window.
+    bool PrintDocumentWithProgress(void* parentWindow);
     bool ExportToTiff();
     bool ExecuteFtaMode();
     bool LaunchWithExplicitApp(const std::string& appPath, const std::string& filePath);

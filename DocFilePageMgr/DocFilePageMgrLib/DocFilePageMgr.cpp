@@ -85,8 +85,27 @@ DevModePtr DocFilePageMgr::GetPrinterSettings(nvrprint::PrinterSession& printer)
     return validated;
 }
 
-bool DocFilePageMgr::OnDrawPage(PrintDevice*, size_t, const TargetParams&, int, int) {
+bool DocFilePageMgr::OnPlacePage(PrintDevice*, size_t pageIndex, const PageCell&) {
+    NVR_LOG_ERROR("Page {} cannot be placed: this document has no vector pages", pageIndex + 1);
     return false;
+}
+
+bool DocFilePageMgr::OnPrintStarting(const std::string& printerName, const std::string& jobTitle,
+                                     PrintDevice* device) {
+    NVR_LOG_INFO("Starting print job '{}' to printer: {}", jobTitle, printerName);
+    if (device == nullptr) {
+        NVR_LOG_ERROR("Invalid printer DC (null)");
+        return false;
+    }
+    if (OnGetPageCount() == 0) {
+        NVR_LOG_ERROR("No pages to print");
+        return false;
+    }
+    return true;
+}
+
+bool DocFilePageMgr::OnPrintSent(PrintDevice*, int) {
+    return true;
 }
 
 bool DocFilePageMgr::OnGetPageSizePoints(size_t, double* width, double* height) {

@@ -11,6 +11,7 @@
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocMgrTypes.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
 #include "NvrPrintUtils/PrinterSession.h"
@@ -77,8 +78,13 @@ public:
     // Whether printing lays out the job's sheets here (N-up, order, copies); a backend that
     // sends the document's pages as they are leaves those to the printer's defaults.
     virtual bool LaysOutSheets() const { return true; }
-    virtual bool RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
-                                    PrintDevice* device, WindowHandle notifyWindow);
+    // Prints the document on the device: one loop over the physical page list, in which the
+    // backend places each logical page into its cell of the sheet. A document whose sheets
+    // the program lays out goes page by page at natural size, or, with N-up, reverse order
+    // or copies, fitted into the cells of the grid; any other gets a sheet of each page's
+    // own size.
+    bool RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
+                            PrintDevice* device, WindowHandle notifyWindow);
 
     LoadHandle LoadDocument(const std::string& path, bool isPipe,
                             const DocMgrEventCallback& callback, const std::string& tempFilePath);
@@ -88,9 +94,10 @@ public:
     bool GetPageSizePoints(size_t pageNumber, double* width, double* height);
 
     std::vector<PhysicalPage> BuildPhysicalPageList(size_t totalPages) const;
-    bool RenderNUpPage(PrintDevice* device, const PhysicalPage& page, const TargetParams& params);
+    // Places the logical pages of one side into the cells of the N-up grid.
+    bool RenderNUpPage(PrintDevice* device, const PhysicalPage& page);
     // One side of the physical page list: its logical pages, or nothing on a blank back.
-    bool RenderSide(PrintDevice* device, const PhysicalPage& side, const TargetParams& params);
+    bool RenderSide(PrintDevice* device, const PhysicalPage& side);
 
     // A blank bitmap of the given size; bits, when given, receives its pixels.
     static BitmapPtr CreateDIBSectionBitmap(int32_t width, int32_t height, uint8_t** bits);
@@ -115,8 +122,15 @@ protected:
     virtual bool OnLoadDocument(const std::string& path) = 0;
     virtual uint64_t OnGetPageCount() = 0;
     virtual BitmapPtr OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) = 0;
-    virtual bool OnDrawPage(PrintDevice* device, size_t pageIndex, const TargetParams& params,
-                            int x, int y);
+    // Places a logical page into a cell of the started sheet, as vector content.
+    virtual bool OnPlacePage(PrintDevice* device, size_t pageIndex, const PageCell& cell);
+    // A backend's own steps around a print: checks and preparation before the job starts
+    // (false ends the print), the follow-up once the printer has the whole document, and
+    // the cleanup on every way out.
+    virtual bool OnPrintStarting(const std::string& printerName, const std::string& jobTitle,
+                                 PrintDevice* device);
+    virtual bool OnPrintSent(PrintDevice* device, int jobId);
+    virtual void OnPrintEnded() {}
     virtual bool OnGetPageSizePoints(size_t pageIndex, double* width, double* height);
 
     // Fires an event through the callback given to LoadDocument, if any.
@@ -128,13 +142,28 @@ protected:
     void JoinLoadThread();
 
     const TargetParams& ParamsFor(RenderTarget target) const;
+    // Held while a backend's engine draws a page: the preview and a print may both ask.
+    std::mutex& RenderLock() { return m_renderLock; }
     const std::string& ScratchDirectory() const { return m_scratchDirectory; }
 
 private:
+    // The sides of a print, and how each takes its pages: every page on a side of its own,
+    // at natural size on the job's paper or on a sheet of its own size, or the program's
+    // layout fitted into the grid's cells.
+    PageCell::Fit PlanSides(uint64_t pageCount, std::vector<PhysicalPage>* sides) const;
+    // One side from StartPage to EndPage; a failure aborts the job. number counts from 1.
+    bool PrintSide(PrintDevice* device, const PhysicalPage& side, PageCell::Fit fit,
+                   uint64_t number);
     bool CaptureInputFileFromPipe(const std::string& inputPath, const std::string& tempFilePath);
     static void LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> context);
     void MarkThreadFinished();
 
+    std::shared_ptr<PageImage> FindCachedImage(size_t index, RenderTarget target);
+
+    // The weak page cache and the targets' parameters, shared by the threads that ask for
+    // pages; rendering itself goes one page at a time.
+    std::mutex m_cacheLock;
+    std::mutex m_renderLock;
     std::vector<PageCacheEntry> m_pageCache;
     TargetParams m_thumbnailParams{0.75, 200, 200};
     TargetParams m_screenParams{1.0, 300, 300};

@@ -18,6 +18,7 @@ const TargetParams& DocFilePageMgr::ParamsFor(RenderTarget target) const {
 }
 
 void DocFilePageMgr::SetTargetParams(RenderTarget target, const TargetParams& params) {
+    std::lock_guard cache(m_cacheLock);
     switch (target) {
         case Thumbnail:
             m_thumbnailParams = params;
@@ -35,6 +36,23 @@ void DocFilePageMgr::SetTargetParams(RenderTarget target, const TargetParams& pa
                     params.dpiY, params.scale);
 }
 
+std::shared_ptr<PageImage> DocFilePageMgr::FindCachedImage(size_t index, RenderTarget target) {
+    std::lock_guard cache(m_cacheLock);
+    std::shared_ptr<PageImage> found;
+    for (auto row = m_pageCache.begin(); row != m_pageCache.end();) {
+        std::shared_ptr<PageImage> alive = row->image.lock();
+        if (!alive) {
+            row = m_pageCache.erase(row);
+            continue;
+        }
+        if (!found && row->pageIndex == index && row->target == target) {
+            found = std::move(alive);
+        }
+        ++row;
+    }
+    return found;
+}
+
 std::shared_ptr<PageImage> DocFilePageMgr::GetPageImage(size_t pageNumber, RenderTarget target) {
     NVR_LOG_ENTRY("Entered");
     if (pageNumber == 0 || pageNumber > m_pageCount) {
@@ -45,28 +63,29 @@ std::shared_ptr<PageImage> DocFilePageMgr::GetPageImage(size_t pageNumber, Rende
     size_t index = pageNumber - 1;
     NVR_LOG_VERBOSE("Requesting page {}", pageNumber);
 
-    for (auto row = m_pageCache.begin(); row != m_pageCache.end();) {
-        std::shared_ptr<PageImage> alive = row->image.lock();
-        if (!alive) {
-            row = m_pageCache.erase(row);
-            continue;
-        }
-        if (row->pageIndex == index && row->target == target) {
-            NVR_LOG_ENTRY("Returning cached PageImage");
-            return alive;
-        }
-        ++row;
+    if (std::shared_ptr<PageImage> cached = FindCachedImage(index, target)) {
+        NVR_LOG_ENTRY("Returning cached PageImage");
+        return cached;
     }
 
     NVR_LOG_DEBUG("Rendering page {}", pageNumber);
-    TargetParams params = ParamsFor(target);
+    TargetParams params;
+    {
+        std::lock_guard cache(m_cacheLock);
+        params = ParamsFor(target);
+    }
     double width = 0.0;
     double height = 0.0;
     OnGetPageSizePoints(index, &width, &height);
     int32_t pixelWidth = PixelsForPoints(width, params.scale, params.dpiX);
     int32_t pixelHeight = PixelsForPoints(height, params.scale, params.dpiY);
 
-    BitmapPtr bitmap = OnRenderPageBitmap(index, params);
+    BitmapPtr bitmap;
+    {
+        // One render at a time: the document's engine is not safe across threads.
+        std::lock_guard rendering(m_renderLock);
+        bitmap = OnRenderPageBitmap(index, params);
+    }
     if (!bitmap) {
         NVR_LOG_ERROR("Failed to render page {}", pageNumber);
         NVR_LOG_ENTRY("Returning nullptr (render failed)");
@@ -78,7 +97,10 @@ std::shared_ptr<PageImage> DocFilePageMgr::GetPageImage(size_t pageNumber, Rende
     }
     auto image =
         std::make_shared<PageImage>(index, target, std::move(bitmap), pixelWidth, pixelHeight);
-    m_pageCache.push_back(PageCacheEntry{index, target, image});
+    {
+        std::lock_guard cache(m_cacheLock);
+        m_pageCache.push_back(PageCacheEntry{index, target, image});
+    }
     NVR_LOG_ENTRY("Returning new PageImage");
     return image;
 }

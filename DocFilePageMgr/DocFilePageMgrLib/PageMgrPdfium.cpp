@@ -172,7 +172,13 @@ bool PageMgrPdfium::OnLoadDocument(const std::string& path) {
 
     int count = poppler_document_get_n_pages(handle);
     m_docPageCount = count > 0 ? static_cast<uint64_t>(count) : 0;
+    // Every page's size is read here, once: later readers on any thread only look them up.
     m_pageSizes.assign(m_docPageCount, PageSize{});
+    for (uint64_t i = 0; i < m_docPageCount; ++i) {
+        if (GObjectPtr<PopplerPage> page = m_document->LoadPage(i)) {
+            poppler_page_get_size(page.get(), &m_pageSizes[i].width, &m_pageSizes[i].height);
+        }
+    }
 
     std::string json = ExtractEmbeddedSettings(path);
     NVR_LOG_INFO("Extracted embedded print job settings from PDF");
@@ -218,16 +224,12 @@ bool PageMgrPdfium::OnGetPageSizePoints(size_t pageIndex, double* width, double*
     if (!CheckPageIndex(pageIndex)) {
         return false;
     }
-    PageSize& cached = m_pageSizes[pageIndex];
+    const PageSize& cached = m_pageSizes[pageIndex];
     if (cached.width == 0.0 && cached.height == 0.0) {
-        GObjectPtr<PopplerPage> page = m_document->LoadPage(pageIndex);
-        if (!page) {
-            NVR_LOG_ERROR("Failed to load page {}", pageIndex + 1);
-            return false;
-        }
-        poppler_page_get_size(page.get(), &cached.width, &cached.height);
-        NVR_LOG_VERBOSE("Page {} size: {}x{} pts", pageIndex + 1, cached.width, cached.height);
+        NVR_LOG_ERROR("Failed to load page {}", pageIndex + 1);
+        return false;
     }
+    NVR_LOG_VERBOSE("Page {} size: {}x{} pts", pageIndex + 1, cached.width, cached.height);
     *width = cached.width;
     *height = cached.height;
     return true;

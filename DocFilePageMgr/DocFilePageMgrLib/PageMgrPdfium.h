@@ -19,8 +19,6 @@ public:
     static bool CanHandleFile(const std::string& path);
 
     int32_t GetDocumentType() override { return 1; }
-    bool RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
-                            PrintDevice* device, WindowHandle notifyWindow) override;
 
     // The loaded file, for the print path that places its pages; empty before a load.
     const std::string& LoadedPath() const { return m_loadedPath; }
@@ -33,9 +31,10 @@ protected:
     uint64_t OnGetPageCount() override;
     BitmapPtr OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) override;
     bool OnGetPageSizePoints(size_t pageIndex, double* width, double* height) override;
-    // Places the source page on the device, at the size a rendered bitmap would have.
-    bool OnDrawPage(PrintDevice* device, size_t pageIndex, const TargetParams& params, int x,
-                    int y) override;
+    // Places the source file's own page on the device.
+    bool OnPlacePage(PrintDevice* device, size_t pageIndex, const PageCell& cell) override;
+    bool OnPrintStarting(const std::string& printerName, const std::string& jobTitle,
+                         PrintDevice* device) override;
 
 private:
     struct PageSize {

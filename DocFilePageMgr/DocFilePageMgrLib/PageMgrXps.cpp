@@ -190,11 +190,6 @@ bool PageMgrXps::OnGetPageSizePoints(size_t pageIndex, double* width, double* he
     return true;
 }
 
-bool PageMgrXps::OnDrawPage(PrintDevice*, size_t pageIndex, const TargetParams&, int, int) {
-    NVR_LOG_DEBUG("Direct drawing not supported, using bitmap fallback for page {}", pageIndex + 1);
-    return false;
-}
-
 std::unique_ptr<PageMgrXps::Page> PageMgrXps::GetPage(size_t pageIndex) {
     NVR_LOG_VERBOSE("Requesting page at index {}", pageIndex);
     if (!m_package) {

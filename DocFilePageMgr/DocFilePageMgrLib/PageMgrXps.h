@@ -6,13 +6,15 @@
 #include <vector>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/ScratchFile.h"
 
 namespace docmgr {
 
 // The XPS and OXPS backend, serving the document classes "xps" and "winpdf". The package is
 // checked and copied into a plain package in the scratch directory first; that copy is
 // opened, measured and drawn with libgxps. A print draws every page into a vector PDF of
-// the pages' own sizes and sends it as one job.
+// the pages' own sizes, whose pages the printing loop then places, each on a sheet of its
+// own size.
 class PageMgrXps final : public DocFilePageMgr {
 public:
     // More pages than this end the load.
@@ -29,8 +31,6 @@ public:
     int32_t GetDocumentType() override { return 2; }
     // The package's pages go to the printer as they are, under the printer's own defaults.
     bool LaysOutSheets() const override { return false; }
-    bool RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
-                            PrintDevice* device, WindowHandle notifyWindow) override;
 
     // How long a job may go without any change of state on the printer, and how often it is
     // asked; tests shorten them.
@@ -48,8 +48,14 @@ protected:
     uint64_t OnGetPageCount() override;
     BitmapPtr OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) override;
     bool OnGetPageSizePoints(size_t pageIndex, double* width, double* height) override;
-    bool OnDrawPage(PrintDevice* device, size_t pageIndex, const TargetParams& params, int x,
-                    int y) override;
+    // Places the page as drawn into the job's PDF.
+    bool OnPlacePage(PrintDevice* device, size_t pageIndex, const PageCell& cell) override;
+    // Makes the Print Ticket and draws every page into the job's PDF.
+    bool OnPrintStarting(const std::string& printerName, const std::string& jobTitle,
+                         PrintDevice* device) override;
+    // Follows the job on the printer until it is done.
+    bool OnPrintSent(PrintDevice* device, int jobId) override;
+    void OnPrintEnded() override;
 
 private:
     struct Package;
@@ -67,6 +73,9 @@ private:
     std::unique_ptr<Package> m_package;
     uint64_t m_totalPages = 0;
     std::vector<PageSize> m_pageSizes;
+    // The pages drawn as vector PDF for the print under way, and its printer.
+    std::unique_ptr<ScratchFile> m_jobPdf;
+    std::string m_printerName;
     std::chrono::milliseconds m_jobWait{60000};
     std::chrono::milliseconds m_jobPoll{250};
 };

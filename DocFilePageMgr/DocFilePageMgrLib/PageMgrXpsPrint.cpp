@@ -1,10 +1,11 @@
 // Printing of the XPS backend. The pages are drawn by the library into a vector PDF, one page
-// per page at its own size, and that file goes to the printer as one job whose sheets carry
-// its pages unchanged. The program's N-up, reverse order and copies do not apply: the job's
+// per page at its own size, and the printing loop places that file's pages, each on a sheet
+// of its own size. The program's N-up, reverse order and copies do not apply: the job's
 // settings reach only the Print Ticket, which is made and logged but not delivered, so the
 // printer's defaults rule the job.
 #include <cairo-pdf.h>
 
+#include <mutex>
 #include <thread>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
@@ -47,6 +48,8 @@ bool PageMgrXps::WriteJobPdf(const std::string& path) {
     }
     for (uint64_t i = 0; i < m_totalPages; ++i) {
         const size_t index = static_cast<size_t>(i);
+        // A page at a time, so that a window showing the document waits one page at most.
+        std::lock_guard rendering(RenderLock());
         std::unique_ptr<Page> page = GetPage(index);
         if (!page) {
             NVR_LOG_ERROR("Failed to get page {}", i + 1);
@@ -85,8 +88,8 @@ bool PageMgrXps::WriteJobPdf(const std::string& path) {
     return true;
 }
 
-bool PageMgrXps::RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
-                                    PrintDevice* device, WindowHandle notifyWindow) {
+bool PageMgrXps::OnPrintStarting(const std::string& printerName, const std::string&,
+                                 PrintDevice* device) {
     NVR_LOG_INFO("Native XPS printing to: {}", printerName);
     if (!m_package || m_totalPages == 0) {
         NVR_LOG_ERROR("No XPS package loaded");
@@ -113,47 +116,40 @@ bool PageMgrXps::RenderDocToPrinter(const std::string& printerName, const std::s
                     std::string(ticket.begin(), ticket.end()));
 
     int error = 0;
-    std::unique_ptr<ScratchFile> pdf =
-        ScratchFile::Create(ScratchDirectory(), "job", "pdf", &error);
-    if (!pdf) {
+    m_jobPdf = ScratchFile::Create(ScratchDirectory(), "job", "pdf", &error);
+    if (!m_jobPdf) {
         NVR_LOG_ERROR("Failed to create the job's document (Error: {})", error);
         return false;
     }
-    if (!WriteJobPdf(pdf->Path())) {
+    if (!WriteJobPdf(m_jobPdf->Path())) {
         NVR_LOG_ERROR("Failed to write XPS package to the job's document");
         return false;
     }
     NVR_LOG_DEBUG("XPS package written to the job's document successfully");
+    m_printerName = printerName;
+    return true;
+}
 
-    const int jobId = device->StartDoc(jobTitle);
-    if (jobId <= 0) {
-        NVR_LOG_ERROR("Failed to start print job (Error: {})", device->LastError());
+bool PageMgrXps::OnPlacePage(PrintDevice* device, size_t pageIndex, const PageCell& cell) {
+    if (!m_jobPdf || !device->PlacePage(VectorPage{m_jobPdf->Path(), pageIndex}, cell)) {
+        NVR_LOG_ERROR("Failed to send page {} (Error: {})", pageIndex + 1, device->LastError());
         return false;
     }
-    NVR_LOG_DEBUG("Print job {} started, sending {} page(s)", jobId, m_totalPages);
-    for (uint64_t i = 0; i < m_totalPages; ++i) {
-        double width = 0.0;
-        double height = 0.0;
-        OnGetPageSizePoints(static_cast<size_t>(i), &width, &height);
-        if (!device->AddPdfPageSheet(pdf->Path(), static_cast<size_t>(i), width, height)) {
-            NVR_LOG_ERROR("Failed to send page {} (Error: {})", i + 1, device->LastError());
-            device->AbortDoc();
-            return false;
-        }
-        PostPrintProgress(notifyWindow, i + 1, m_totalPages);
-    }
-    if (device->EndDoc() <= 0) {
-        NVR_LOG_ERROR("Failed to end document (Error: {})", device->LastError());
-        device->AbortDoc();
-        return false;
-    }
+    return true;
+}
+
+bool PageMgrXps::OnPrintSent(PrintDevice* device, int jobId) {
     NVR_LOG_DEBUG("Waiting for job completion...");
     if (!WaitForJob(device, jobId)) {
         return false;
     }
     NVR_LOG_INFO("Print job completed successfully");
-    NVR_LOG_INFO("Successfully completed XPS print job to: {}", printerName);
+    NVR_LOG_INFO("Successfully completed XPS print job to: {}", m_printerName);
     return true;
+}
+
+void PageMgrXps::OnPrintEnded() {
+    m_jobPdf.reset();
 }
 
 bool PageMgrXps::WaitForJob(PrintDevice* device, int jobId) {

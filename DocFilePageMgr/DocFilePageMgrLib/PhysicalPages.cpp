@@ -1,5 +1,5 @@
-// The program's own share of a print: page order, copies, collation and N-up, and the
-// base printing loop that uses them.
+// The program's own share of a print: page order, copies, collation and N-up, and the one
+// printing loop that uses them for every backend.
 #include <algorithm>
 #include <atomic>
 #include <numeric>
@@ -137,17 +137,15 @@ std::vector<PhysicalPage> DocFilePageMgr::BuildPhysicalPageList(size_t totalPage
     return result;
 }
 
-bool DocFilePageMgr::RenderSide(PrintDevice* device, const PhysicalPage& side,
-                                const TargetParams& params) {
+bool DocFilePageMgr::RenderSide(PrintDevice* device, const PhysicalPage& side) {
     if (side.logicalPages.empty()) {
         NVR_LOG_DEBUG("Blank back side: the copy ends on a front side");
         return true;
     }
-    return RenderNUpPage(device, side, params);
+    return RenderNUpPage(device, side);
 }
 
-bool DocFilePageMgr::RenderNUpPage(PrintDevice* device, const PhysicalPage& page,
-                                   const TargetParams& params) {
+bool DocFilePageMgr::RenderNUpPage(PrintDevice* device, const PhysicalPage& page) {
     if (page.logicalPages.empty()) {
         NVR_LOG_WARNING("Physical page has no logical pages");
         return false;
@@ -157,25 +155,19 @@ bool DocFilePageMgr::RenderNUpPage(PrintDevice* device, const PhysicalPage& page
     NVR_LOG_DEBUG("Rendering {} logical pages on physical page ({}x{})", page.logicalPages.size(),
                   pageWidth, pageHeight);
     const Grid grid = GridFor(m_printJobSettings.PagesPerSheet);
-    const int cellWidth = pageWidth / grid.columns;
-    const int cellHeight = pageHeight / grid.rows;
+    PageCell cell;
+    cell.fit = PageCell::FitCell;
+    cell.width = pageWidth / grid.columns;
+    cell.height = pageHeight / grid.rows;
 
     for (size_t i = 0; i < page.logicalPages.size(); ++i) {
         const uint64_t logical = page.logicalPages[i];
         const int row = static_cast<int>(i) / grid.columns;
         const int column = static_cast<int>(i) % grid.columns;
-        const int x = column * cellWidth;
-        const int y = row * cellHeight;
+        cell.x = column * cell.width;
+        cell.y = row * cell.height;
         NVR_LOG_VERBOSE("Rendering logical page {} at position ({},{})", logical + 1, row, column);
-        double width = 0.0;
-        double height = 0.0;
-        OnGetPageSizePoints(static_cast<size_t>(logical), &width, &height);
-        const double horizontal = cellWidth / (params.dpiX * width / 72.0);
-        const double vertical = cellHeight / (params.dpiY * height / 72.0);
-        const double fit = vertical < horizontal ? vertical : horizontal;
-        TargetParams fitted = params;
-        fitted.scale = fit * params.scale;
-        if (!OnDrawPage(device, static_cast<size_t>(logical), fitted, x, y)) {
+        if (!OnPlacePage(device, static_cast<size_t>(logical), cell)) {
             NVR_LOG_ERROR("Failed to render logical page {}", logical + 1);
             return false;
         }
@@ -183,120 +175,116 @@ bool DocFilePageMgr::RenderNUpPage(PrintDevice* device, const PhysicalPage& page
     return true;
 }
 
-bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
-                                        PrintDevice* device, WindowHandle notifyWindow) {
-    NVR_LOG_INFO("Starting print job '{}' to printer: {}", jobTitle, printerName);
-    if (device == nullptr) {
-        NVR_LOG_ERROR("Invalid printer DC (null)");
-        return false;
-    }
-    if (m_pageCount == 0) {
-        NVR_LOG_ERROR("No pages to print");
-        return false;
-    }
-    int started = device->StartDoc(jobTitle);
-    // Both backends print by their own loops; this one keeps its inverted start test.
-    if (started > 0) {
-        NVR_LOG_ENTRY("Returning false");
-        return false;
-    }
-    const uint32_t jobId = static_cast<uint32_t>(started);
-    NVR_LOG_ERROR("Failed to start document (Error: {})", device->LastError());
-    if (HasEventCallback()) {
-        FireEvent(PrintJobError, PrintJobErrorData{0, "Failed to start print job",
-                                                   static_cast<uint32_t>(device->LastError())});
-    }
-    NVR_LOG_DEBUG("Document started successfully (Job ID: {})", jobId);
-    if (HasEventCallback()) {
-        FireEvent(PrintJobStarting, PrintJobStartingData{printerName, jobTitle, jobId});
-    }
-    NVR_LOG_DEBUG("Printer DPI: {}x{}", device->GetDeviceCaps(LOGPIXELSX),
-                  device->GetDeviceCaps(LOGPIXELSY));
-
-    auto abort = [&](const std::string& message, bool endPage) {
-        if (HasEventCallback()) {
-            FireEvent(PrintJobError, PrintJobErrorData{jobId, message, 0});
-        }
-        if (endPage) {
-            device->EndPage();
-        }
-        device->AbortDoc();
-        return false;
-    };
-
+PageCell::Fit DocFilePageMgr::PlanSides(uint64_t pageCount,
+                                        std::vector<PhysicalPage>* sides) const {
     const PrintJobSettingsView view{m_printJobSettings};
-    if (!view.Transformed()) {
-        NVR_LOG_DEBUG("Standard page-by-page rendering");
-        for (uint64_t i = 0; i < m_pageCount; ++i) {
-            const uint64_t n = i + 1;
-            NVR_LOG_DEBUG("Printing page {} of {}", n, m_pageCount);
-            if (device->StartPage() < 1) {
-                NVR_LOG_ERROR("Failed to start page {} (Error: {})", n, device->LastError());
-                return abort(fmt::format("Failed to start page {}", n), false);
-            }
-            if (OnDrawPage(device, static_cast<size_t>(i), m_printerParams, 0, 0)) {
-                NVR_LOG_VERBOSE("Direct draw succeeded for page {}", n);
-            } else {
-                NVR_LOG_VERBOSE("Direct draw not available, using bitmap for page {}", n);
-                std::shared_ptr<PageImage> image = GetPageImage(static_cast<size_t>(n), Printer);
-                if (!image || !device->DrawBitmap(*image->bitmap, 0, 0)) {
-                    NVR_LOG_ERROR("Failed to render page {}", n);
-                    return abort(fmt::format("Failed to render page {}", n), true);
-                }
-                NVR_LOG_VERBOSE("Bitmap rendered for page {}", n);
-            }
-            if (device->EndPage() < 1) {
-                NVR_LOG_ERROR("Failed to end page {} (Error: {})", n, device->LastError());
-                device->AbortDoc();
-                return false;
-            }
-            PostPrintProgress(notifyWindow, n, m_pageCount);
-            if (HasEventCallback()) {
-                FireEvent(PrintJobPageSent, PrintJobPageSentData{jobId, n});
-            }
-        }
-    } else {
+    if (LaysOutSheets() && view.Transformed()) {
         NVR_LOG_INFO(
             "Applying application-level transformations (N-up: {}, Reverse: {}, Copies: "
             "{}, Collate: {})",
             m_printJobSettings.PagesPerSheet, m_printJobSettings.bReversePages, view.Copies(),
             view.Collated());
-        std::vector<PhysicalPage> sides = BuildPhysicalPageList(static_cast<size_t>(m_pageCount));
-        for (size_t k = 0; k < sides.size(); ++k) {
-            const uint64_t n = k + 1;
-            NVR_LOG_DEBUG("Printing physical page {} of {}", n, sides.size());
-            if (device->StartPage() < 1) {
-                NVR_LOG_ERROR("Failed to start physical page {} (Error: {})", n,
-                              device->LastError());
-                return abort(fmt::format("Failed to start physical page {}", n), false);
-            }
-            if (!RenderSide(device, sides[k], m_printerParams)) {
-                NVR_LOG_ERROR("Failed to render physical page {}", n);
-                return abort(fmt::format("Failed to render physical page {}", n), true);
-            }
-            if (device->EndPage() < 1) {
-                NVR_LOG_ERROR("Failed to end physical page {} (Error: {})", n, device->LastError());
-                device->AbortDoc();
-                return false;
-            }
-            PostPrintProgress(notifyWindow, n, sides.size());
-            if (HasEventCallback()) {
-                for (uint64_t logical : sides[k].logicalPages) {
-                    FireEvent(PrintJobPageSent, PrintJobPageSentData{jobId, logical + 1});
-                }
-            }
+        *sides = BuildPhysicalPageList(static_cast<size_t>(pageCount));
+        return PageCell::FitCell;
+    }
+    sides->clear();
+    for (uint64_t i = 0; i < pageCount; ++i) {
+        sides->push_back(PhysicalPage{{i}});
+    }
+    if (LaysOutSheets()) {
+        NVR_LOG_DEBUG("Standard page-by-page rendering");
+        return PageCell::NaturalSize;
+    }
+    NVR_LOG_DEBUG("Every page on a sheet of its own size: {} page(s)", pageCount);
+    return PageCell::WholeSheet;
+}
+
+bool DocFilePageMgr::PrintSide(PrintDevice* device, const PhysicalPage& side, PageCell::Fit fit,
+                               uint64_t number) {
+    const char* what = fit == PageCell::FitCell ? "physical page" : "page";
+    int started = 0;
+    if (fit == PageCell::WholeSheet) {
+        double width = 0.0;
+        double height = 0.0;
+        OnGetPageSizePoints(static_cast<size_t>(side.logicalPages.front()), &width, &height);
+        started = device->StartPageOfSize(width, height);
+    } else {
+        started = device->StartPage();
+    }
+    if (started <= 0) {
+        NVR_LOG_ERROR("Failed to start {} {} (Error: {})", what, number, device->LastError());
+        device->AbortDoc();
+        return false;
+    }
+    bool placed = false;
+    if (fit == PageCell::FitCell) {
+        placed = RenderSide(device, side);
+    } else {
+        // One page, from the printable area's corner or filling its own sheet.
+        PageCell cell;
+        cell.fit = fit;
+        cell.width = device->GetDeviceCaps(HORZRES);
+        cell.height = device->GetDeviceCaps(VERTRES);
+        placed = OnPlacePage(device, static_cast<size_t>(side.logicalPages.front()), cell);
+    }
+    if (!placed) {
+        if (fit == PageCell::FitCell) {
+            NVR_LOG_ERROR("Failed to render physical page {}", number);
+        } else {
+            NVR_LOG_ERROR("Failed to load page {}", number);
         }
+        device->EndPage();
+        device->AbortDoc();
+        return false;
+    }
+    if (device->EndPage() <= 0) {
+        NVR_LOG_ERROR("Failed to end {} {} (Error: {})", what, number, device->LastError());
+        device->AbortDoc();
+        return false;
+    }
+    return true;
+}
+
+bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
+                                        PrintDevice* device, WindowHandle notifyWindow) {
+    struct Ended {
+        DocFilePageMgr* manager;
+        ~Ended() { manager->OnPrintEnded(); }
+    } ended{this};
+    if (!OnPrintStarting(printerName, jobTitle, device)) {
+        return false;
+    }
+    const uint64_t pageCount = OnGetPageCount();
+    const int jobId = device->StartDoc(jobTitle);
+    if (jobId <= 0) {
+        NVR_LOG_ERROR("Failed to start document (Error: {})", device->LastError());
+        return false;
+    }
+    NVR_LOG_DEBUG("Document started successfully");
+    NVR_LOG_DEBUG("Printer DPI: {}x{}", device->GetDeviceCaps(LOGPIXELSX),
+                  device->GetDeviceCaps(LOGPIXELSY));
+
+    std::vector<PhysicalPage> sides;
+    const PageCell::Fit fit = PlanSides(pageCount, &sides);
+    for (size_t k = 0; k < sides.size(); ++k) {
+        const uint64_t n = k + 1;
+        NVR_LOG_DEBUG("Printing {} {} of {}", fit == PageCell::FitCell ? "physical page" : "page",
+                      n, sides.size());
+        if (!PrintSide(device, sides[k], fit, n)) {
+            return false;
+        }
+        PostPrintProgress(notifyWindow, n, sides.size());
     }
 
-    if (device->EndDoc() > 0) {
-        if (HasEventCallback()) {
-            FireEvent(PrintJobAllPagesSent, PrintJobAllPagesSentData{jobId, m_pageCount});
-        }
-        NVR_LOG_INFO("Successfully completed print job '{}' ({} pages)", jobTitle, m_pageCount);
-        return true;
+    if (device->EndDoc() <= 0) {
+        NVR_LOG_ERROR("Failed to end document (Error: {})", device->LastError());
+        return false;
     }
-    NVR_LOG_ERROR("Failed to end document (Error: {})", device->LastError());
-    return false;
+    if (!OnPrintSent(device, jobId)) {
+        return false;
+    }
+    NVR_LOG_INFO("Successfully completed print job '{}' ({} pages)", jobTitle, pageCount);
+    return true;
 }
 
 }  // namespace docmgr

@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <string>
 
-#include "platform/Bitmap.h"
-
 namespace docmgr {
 
 // Indexes of GetDeviceCaps, with the values of the device-context API they mirror.
@@ -26,9 +24,32 @@ struct PrintJobStatus {
     int pagesDone = 0;  // impressions the printer reports as done
 };
 
+// A page as vector content: a page of a PDF file, which reaches the sheet with its contents
+// as they are, never as pixels. Backends that draw rather than hold a PDF draw their pages
+// into one first.
+struct VectorPage {
+    std::string pdfPath;
+    size_t pageIndex = 0;
+};
+
+// Where a placed page goes on the started sheet. The rectangle is in device pixels from the
+// printable area's top-left corner; a page always hangs from its top-left corner.
+struct PageCell {
+    enum Fit {
+        NaturalSize,  // the page's own size; the rectangle gives only the corner
+        FitCell,      // fitted whole into the rectangle once, its proportions kept
+        WholeSheet,   // fills a sheet started at the page's own size; the rectangle is unused
+    };
+    Fit fit = FitCell;
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+};
+
 // A printer's drawing surface for one job, shaped like a printer device context: a document
-// of sheets, each drawn in device pixels from the printable area's top-left corner. Results
-// follow the same rules: above 0 is success.
+// of sheets, on which pages are placed as vector content. Results follow the same rules:
+// above 0 is success.
 class PrintDevice {
 public:
     virtual ~PrintDevice() = default;
@@ -36,25 +57,20 @@ public:
     virtual int GetDeviceCaps(int index) const = 0;
     // Starts the job; returns its id, or 0 or below on failure.
     virtual int StartDoc(const std::string& documentName) = 0;
+    // Starts a sheet of the job's paper.
     virtual int StartPage() = 0;
+    // Starts a sheet of the given size in points instead, for a page that goes to the
+    // printer at its own size (PageCell::WholeSheet).
+    virtual int StartPageOfSize(double widthPoints, double heightPoints) = 0;
     virtual int EndPage() = 0;
     virtual int EndDoc() = 0;
     virtual int AbortDoc() = 0;
     // The cause of the last failure, as an error number.
     virtual int LastError() const = 0;
 
-    // Places a page of a PDF file in the rectangle, keeping its contents as they are; the
-    // rectangle is filled white first, as a copied bitmap would cover what lies beneath.
-    virtual bool PlacePdfPage(const std::string& pdfPath, size_t pageIndex, int x, int y, int width,
-                              int height) = 0;
-    // Copies a bitmap onto the sheet at its own size.
-    virtual bool DrawBitmap(const Bitmap& bitmap, int x, int y) = 0;
-
-    // Adds a whole sheet of the given size in points that carries a page of a PDF file as it
-    // is, in place of StartPage, placing and EndPage: for documents whose pages go to the
-    // printer at their own sizes.
-    virtual bool AddPdfPageSheet(const std::string& pdfPath, size_t pageIndex, double widthPoints,
-                                 double heightPoints) = 0;
+    // Places a page on the started sheet as the cell says; the area it covers is filled
+    // white first, as a printed page covers what lies beneath.
+    virtual bool PlacePage(const VectorPage& page, const PageCell& cell) = 0;
     // The state of the job after EndDoc; false when the print system cannot tell.
     virtual bool GetJobStatus(PrintJobStatus* status) = 0;
 };

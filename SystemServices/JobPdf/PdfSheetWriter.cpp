@@ -416,6 +416,24 @@ void PdfSheetWriter::BeginSheet(double widthPoints, double heightPoints) {
 
 bool PdfSheetWriter::PlacePage(const std::string& sourcePath, size_t pageIndex, double x, double y,
                                double width, double height, std::string* reason) {
+    if (width <= 0 || height <= 0) {
+        *reason = "the rectangle is empty";
+        return false;
+    }
+    return Place(sourcePath, pageIndex, x, y + height, width, height, 0.0, reason);
+}
+
+bool PdfSheetWriter::PlacePageAtScale(const std::string& sourcePath, size_t pageIndex, double left,
+                                      double top, double scale, std::string* reason) {
+    if (scale <= 0) {
+        *reason = "the scale is not positive";
+        return false;
+    }
+    return Place(sourcePath, pageIndex, left, top, 0.0, 0.0, scale, reason);
+}
+
+bool PdfSheetWriter::Place(const std::string& sourcePath, size_t pageIndex, double left, double top,
+                           double width, double height, double scale, std::string* reason) {
     State& s = *m_state;
     if (!s.open) {
         *reason = "no sheet is open";
@@ -430,7 +448,7 @@ bool PdfSheetWriter::PlacePage(const std::string& sourcePath, size_t pageIndex, 
         if (s.SinkFailed(reason)) {
             return false;
         }
-        // Scaled to fit and centred, as the form's own extent allows.
+        // The form's own extent, through its matrix, is what is fitted or scaled.
         const QPDFObjectHandle::Rectangle& b = source->Bounds(form);
         const double formWidth = b.urx - b.llx;
         const double formHeight = b.ury - b.lly;
@@ -438,50 +456,24 @@ bool PdfSheetWriter::PlacePage(const std::string& sourcePath, size_t pageIndex, 
             *reason = fmt::format("page {} has an empty box", pageIndex + 1);
             return false;
         }
-        const double scale = std::min(width / formWidth, height / formHeight);
-        const double dx = x + (width - formWidth * scale) / 2 - b.llx * scale;
-        const double dy = y + (height - formHeight * scale) / 2 - b.lly * scale;
+        if (scale <= 0) {
+            scale = std::min(width / formWidth, height / formHeight);
+        }
+        const double placedWidth = formWidth * scale;
+        const double placedHeight = formHeight * scale;
+        const double bottom = top - placedHeight;
+        const double dx = left - b.llx * scale;
+        const double dy = bottom - b.lly * scale;
         const std::string name = s.AddXObject(form);
-        s.content += fmt::format("q 1 g {} {} {} {} re f Q\nq {} 0 0 {} {} {} cm {} Do Q\n",
-                                 Number(x), Number(y), Number(width), Number(height), Number(scale),
-                                 Number(scale), Number(dx), Number(dy), name);
+        s.content +=
+            fmt::format("q 1 g {} {} {} {} re f Q\nq {} 0 0 {} {} {} cm {} Do Q\n", Number(left),
+                        Number(bottom), Number(placedWidth), Number(placedHeight), Number(scale),
+                        Number(scale), Number(dx), Number(dy), name);
         return true;
     } catch (const std::exception& e) {
         *reason = e.what();
         return false;
     }
-}
-
-bool PdfSheetWriter::PlaceImage(const docmgr::Bitmap& bitmap, double x, double y, double width,
-                                double height, std::string* reason) {
-    State& s = *m_state;
-    if (!s.open) {
-        *reason = "no sheet is open";
-        return false;
-    }
-    std::string rgb;
-    rgb.reserve(static_cast<size_t>(bitmap.Width()) * bitmap.Height() * 3);
-    for (int row = 0; row < bitmap.Height(); ++row) {
-        const uint8_t* pixel = bitmap.Bits() + static_cast<size_t>(row) * bitmap.Stride();
-        for (int column = 0; column < bitmap.Width(); ++column, pixel += 4) {
-            rgb.push_back(static_cast<char>(pixel[2]));
-            rgb.push_back(static_cast<char>(pixel[1]));
-            rgb.push_back(static_cast<char>(pixel[0]));
-        }
-    }
-    const int image = s.out.Reserve();
-    s.out.WriteStream(image,
-                      fmt::format(" /Type /XObject /Subtype /Image /Width {} /Height {} "
-                                  "/ColorSpace /DeviceRGB /BitsPerComponent 8 /Filter /FlateDecode",
-                                  bitmap.Width(), bitmap.Height()),
-                      Deflate(rgb));
-    if (s.SinkFailed(reason)) {
-        return false;
-    }
-    const std::string name = s.AddXObject(image);
-    s.content += fmt::format("q {} 0 0 {} {} {} cm {} Do Q\n", Number(width), Number(height),
-                             Number(x), Number(y), name);
-    return true;
 }
 
 bool PdfSheetWriter::EndSheet(std::string* reason) {

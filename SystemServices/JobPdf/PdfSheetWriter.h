@@ -5,8 +5,6 @@
 #include <memory>
 #include <string>
 
-#include "platform/Bitmap.h"
-
 namespace nvrprint::platform {
 
 // Writes the PDF of a print job sheet by sheet, as it goes: each finished sheet, with what
@@ -25,13 +23,14 @@ public:
     PdfSheetWriter& operator=(const PdfSheetWriter&) = delete;
 
     void BeginSheet(double widthPoints, double heightPoints);
-    // Fills the rectangle white and places the page in it, scaled to fit and centred. False,
-    // with the reason, when the source cannot be read, has no such page, or the sink stopped.
+    // Places the page fitted whole into the rectangle, its proportions kept, hanging from the
+    // rectangle's top-left corner; the area it covers is filled white first. False, with the
+    // reason, when the source cannot be read, has no such page, or the sink stopped.
     bool PlacePage(const std::string& sourcePath, size_t pageIndex, double x, double y,
                    double width, double height, std::string* reason);
-    // Places a bitmap as an RGB image over the rectangle.
-    bool PlaceImage(const docmgr::Bitmap& bitmap, double x, double y, double width, double height,
-                    std::string* reason);
+    // The same at the page's own size times scale, hanging from the point (left, top).
+    bool PlacePageAtScale(const std::string& sourcePath, size_t pageIndex, double left, double top,
+                          double scale, std::string* reason);
     // Writes the sheet out.
     bool EndSheet(std::string* reason);
     // Ends the document: page tree, catalogue, cross-reference table and trailer.
@@ -41,6 +40,10 @@ public:
     size_t BytesWritten() const;
 
 private:
+    // scale 0 fits the page into width and height.
+    bool Place(const std::string& sourcePath, size_t pageIndex, double left, double top,
+               double width, double height, double scale, std::string* reason);
+
     struct State;
     std::unique_ptr<State> m_state;
 };

@@ -130,10 +130,16 @@ int CupsPrintDevice::StreamFailed(const std::string& reason) {
 }
 
 int CupsPrintDevice::StartPage() {
+    return StartPageOfSize(m_sheet.widthPoints, m_sheet.heightPoints);
+}
+
+int CupsPrintDevice::StartPageOfSize(double widthPoints, double heightPoints) {
     if (!m_writer || m_pageOpen) {
         return Fail(EINVAL, "No job is open, or a sheet is already started");
     }
-    m_writer->BeginSheet(m_sheet.widthPoints, m_sheet.heightPoints);
+    m_writer->BeginSheet(widthPoints, heightPoints);
+    m_pageWidth = widthPoints;
+    m_pageHeight = heightPoints;
     m_pageOpen = true;
     return 1;
 }
@@ -150,49 +156,35 @@ int CupsPrintDevice::EndPage() {
     return 1;
 }
 
-bool CupsPrintDevice::PlacePdfPage(const std::string& pdfPath, size_t pageIndex, int x, int y,
-                                   int width, int height) {
+bool CupsPrintDevice::PlacePage(const VectorPage& page, const PageCell& cell) {
     if (!m_pageOpen) {
         Fail(EINVAL, "No sheet is started");
         return false;
     }
-    const PointRect r = DeviceToPoints(m_sheet, x, y, width, height);
     std::string reason;
-    if (!m_writer->PlacePage(pdfPath, pageIndex, r.x, r.y, r.width, r.height, &reason)) {
-        Fail(EIO, fmt::format("Cannot place page {} of {}: {}", pageIndex + 1, pdfPath, reason));
-        return false;
+    bool placed = false;
+    switch (cell.fit) {
+        case PageCell::NaturalSize: {
+            // The corner alone: the page keeps its size, under the sheet's scale.
+            const PointRect corner = DeviceToPoints(m_sheet, cell.x, cell.y, 0, 0);
+            placed = m_writer->PlacePageAtScale(page.pdfPath, page.pageIndex, corner.x, corner.y,
+                                                m_sheet.scale, &reason);
+            break;
+        }
+        case PageCell::FitCell: {
+            const PointRect r = DeviceToPoints(m_sheet, cell.x, cell.y, cell.width, cell.height);
+            placed = m_writer->PlacePage(page.pdfPath, page.pageIndex, r.x, r.y, r.width, r.height,
+                                         &reason);
+            break;
+        }
+        case PageCell::WholeSheet:
+            placed = m_writer->PlacePage(page.pdfPath, page.pageIndex, 0.0, 0.0, m_pageWidth,
+                                         m_pageHeight, &reason);
+            break;
     }
-    return true;
-}
-
-bool CupsPrintDevice::DrawBitmap(const Bitmap& bitmap, int x, int y) {
-    if (!m_pageOpen) {
-        Fail(EINVAL, "No sheet is started");
-        return false;
-    }
-    const PointRect r = DeviceToPoints(m_sheet, x, y, bitmap.Width(), bitmap.Height());
-    std::string reason;
-    if (!m_writer->PlaceImage(bitmap, r.x, r.y, r.width, r.height, &reason)) {
-        StreamFailed(reason);
-        return false;
-    }
-    return true;
-}
-
-bool CupsPrintDevice::AddPdfPageSheet(const std::string& pdfPath, size_t pageIndex,
-                                      double widthPoints, double heightPoints) {
-    if (!m_writer || m_pageOpen) {
-        Fail(EINVAL, "No job is open, or a sheet is already started");
-        return false;
-    }
-    m_writer->BeginSheet(widthPoints, heightPoints);
-    std::string reason;
-    if (!m_writer->PlacePage(pdfPath, pageIndex, 0.0, 0.0, widthPoints, heightPoints, &reason)) {
-        Fail(EIO, fmt::format("Cannot place page {} of {}: {}", pageIndex + 1, pdfPath, reason));
-        return false;
-    }
-    if (!m_writer->EndSheet(&reason)) {
-        StreamFailed(reason);
+    if (!placed) {
+        Fail(EIO, fmt::format("Cannot place page {} of {}: {}", page.pageIndex + 1, page.pdfPath,
+                              reason));
         return false;
     }
     return true;

@@ -14,7 +14,8 @@ namespace nvrprint::platform {
 
 // A print job on a CUPS destination, drawn like a printer device context. StartDoc creates
 // the job and opens its document, a PDF that grows by a sheet at each EndPage and is ended
-// by EndDoc. A job that does not reach EndDoc is cancelled, so nothing partial is printed.
+// by EndDoc; pages are placed on the sheets as vector content, fitted once from device
+// pixels to points. A job that does not reach EndDoc is cancelled, so nothing partial is printed.
 class CupsPrintDevice final : public docmgr::PrintDevice {
 public:
     using JobOptions = std::vector<std::pair<std::string, std::string>>;
@@ -26,16 +27,14 @@ public:
     int GetDeviceCaps(int index) const override;
     int StartDoc(const std::string& documentName) override;
     int StartPage() override;
+    int StartPageOfSize(double widthPoints, double heightPoints) override;
     int EndPage() override;
     int EndDoc() override;
     int AbortDoc() override;
     int LastError() const override { return m_lastError; }
 
-    bool PlacePdfPage(const std::string& pdfPath, size_t pageIndex, int x, int y, int width,
-                      int height) override;
-    bool DrawBitmap(const docmgr::Bitmap& bitmap, int x, int y) override;
-    bool AddPdfPageSheet(const std::string& pdfPath, size_t pageIndex, double widthPoints,
-                         double heightPoints) override;
+    // Pages go into the job's PDF as form objects that carry their own content.
+    bool PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override;
     bool GetJobStatus(docmgr::PrintJobStatus* status) override;
 
 private:
@@ -51,6 +50,9 @@ private:
     std::string m_title;
     int m_jobId = 0;
     bool m_pageOpen = false;
+    // The started sheet's size in points.
+    double m_pageWidth = 0;
+    double m_pageHeight = 0;
     bool m_finished = false;
     int m_lastError = 0;
 };

@@ -1,29 +1,17 @@
 #include <gtk/gtk.h>
 
 #include <cstdio>
-#include <cstdlib>
 
+#include "SystemServices/Display.h"
 #include "SystemServices/Notice.h"
 
 namespace nvrprint::platform {
 namespace {
 
-bool DisplayNamed() {
-    const char* x11 = std::getenv("DISPLAY");
-    const char* wayland = std::getenv("WAYLAND_DISPLAY");
-    return (x11 != nullptr && *x11 != '\0') || (wayland != nullptr && *wayland != '\0');
-}
-
-// Opens the display once per process; false when there is none to open.
-bool GtkUsable() {
-    static const bool usable = DisplayNamed() && gtk_init_check(nullptr, nullptr);
-    return usable;
-}
-
 class SystemNoticePresenter final : public NoticePresenter {
 public:
     void Show(const std::string& title, const std::string& text, NoticeKind kind) override {
-        if (!GtkUsable()) {
+        if (!DisplayAvailable()) {
             std::fprintf(stderr, "[%s] %s\n", title.c_str(), text.c_str());
             std::fflush(stderr);
             return;

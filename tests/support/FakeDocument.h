@@ -40,19 +40,12 @@ public:
         m_settings = std::move(json);
     }
 
-    // Pages drawn straight onto a device instead of through a bitmap.
-    void DrawDirectly() { m_drawDirectly = true; }
-    struct Draw {
-        size_t page;
-        double scale;
-        int x;
-        int y;
-    };
+    // Placements refused by the backend itself, before the device sees them.
+    void FailPlacements() { m_failPlacements = true; }
 
     int renders = 0;
     std::string loadedPath;
     docmgr::TargetParams lastParams;
-    std::vector<Draw> draws;
 
 protected:
     bool OnLoadDocument(const std::string& path) override {
@@ -77,12 +70,9 @@ protected:
             docmgr::PixelsForPoints(size.width, params.scale, params.dpiX),
             docmgr::PixelsForPoints(size.height, params.scale, params.dpiY), nullptr);
     }
-    bool OnDrawPage(docmgr::PrintDevice*, size_t index, const docmgr::TargetParams& params, int x,
-                    int y) override {
-        if (!m_drawDirectly)
-            return false;
-        draws.push_back({index, params.scale, x, y});
-        return true;
+    bool OnPlacePage(docmgr::PrintDevice* device, size_t index,
+                     const docmgr::PageCell& cell) override {
+        return !m_failPlacements && device->PlacePage(docmgr::VectorPage{loadedPath, index}, cell);
     }
     bool OnGetPageSizePoints(size_t index, double* width, double* height) override {
         if (index >= m_pages.size())
@@ -101,7 +91,7 @@ private:
     bool m_fail = false;
     bool m_failRenders = false;
     bool m_announce = false;
-    bool m_drawDirectly = false;
+    bool m_failPlacements = false;
     std::string m_settings;
 };
 

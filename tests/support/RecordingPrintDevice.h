@@ -45,6 +45,10 @@ public:
         calls.push_back("StartPage");
         return ++m_pages == failStartPage ? 0 : 1;
     }
+    int StartPageOfSize(double width, double height) override {
+        calls.push_back(fmt::format("StartPage {}x{}", width, height));
+        return ++m_pages == failStartPage ? 0 : 1;
+    }
     int EndPage() override {
         calls.push_back("EndPage");
         return 1;
@@ -58,19 +62,22 @@ public:
         return 1;
     }
     int LastError() const override { return 5; }
-    bool PlacePdfPage(const std::string&, size_t page, int x, int y, int width,
-                      int height) override {
-        calls.push_back(fmt::format("Place {} at {},{} {}x{}", page + 1, x, y, width, height));
-        return !failPlacement;
-    }
-    bool DrawBitmap(const docmgr::Bitmap& bitmap, int x, int y) override {
-        calls.push_back(
-            fmt::format("Bitmap {}x{} at {},{}", bitmap.Width(), bitmap.Height(), x, y));
-        return true;
-    }
-
-    bool AddPdfPageSheet(const std::string&, size_t page, double width, double height) override {
-        calls.push_back(fmt::format("Sheet {} {}x{}", page + 1, width, height));
+    // "Place 2 at 0,0" (natural size), "Place 2 in 2400x3200 at 2400,0" (fitted into the
+    // cell) or "Place 2 on the whole sheet"; pages count from 1.
+    bool PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override {
+        const size_t number = page.pageIndex + 1;
+        switch (cell.fit) {
+            case docmgr::PageCell::NaturalSize:
+                calls.push_back(fmt::format("Place {} at {},{}", number, cell.x, cell.y));
+                break;
+            case docmgr::PageCell::FitCell:
+                calls.push_back(fmt::format("Place {} in {}x{} at {},{}", number, cell.width,
+                                            cell.height, cell.x, cell.y));
+                break;
+            case docmgr::PageCell::WholeSheet:
+                calls.push_back(fmt::format("Place {} on the whole sheet", number));
+                break;
+        }
         return !failPlacement;
     }
     bool GetJobStatus(docmgr::PrintJobStatus* status) override {

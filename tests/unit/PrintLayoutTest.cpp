@@ -1,5 +1,5 @@
 // The program's share of printing: sides from page order, copies and collation; the N-up
-// grid; and the printing loops as a device sees them.
+// grid; and the printing loop as a device sees it.
 #include <gtest/gtest.h>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
@@ -69,47 +69,40 @@ TEST(PhysicalPageList, TwoSidedCopiesNeverShareASheet) {
 
 class NUpLayout : public ::testing::Test {
 protected:
-    void Render(FakeDocument& doc, int32_t perSheet, const PhysicalPage& side,
-                bool expected = true) {
-        doc.DrawDirectly();
+    bool Render(FakeDocument& doc, int32_t perSheet, const PhysicalPage& side) {
         doc.m_printJobSettings.PagesPerSheet = perSheet;
-        EXPECT_EQ(doc.RenderNUpPage(&device, side, {1.0, 600, 600}), expected);
+        return doc.RenderNUpPage(&device, side);
     }
     RecordingPrintDevice device;
 };
 
-TEST_F(NUpLayout, FourUpCellsTruncateAndPagesFitByTheNarrowerFactor) {
+TEST_F(NUpLayout, FourUpCellsTruncateAndRunAcrossThenDown) {
     device.printableWidth = 4801;
     device.printableHeight = 6401;
     FakeDocument doc({{612, 792}, {612, 792}, {792, 612}, {500, 500}});
-    Render(doc, 4, PhysicalPage{{0, 1, 2, 3}});
-    ASSERT_EQ(doc.draws.size(), 4u);
-    // Cells of 2400 by 3200, left to right, then down.
-    EXPECT_EQ(std::make_pair(doc.draws[1].x, doc.draws[1].y), std::make_pair(2400, 0));
-    EXPECT_EQ(std::make_pair(doc.draws[2].x, doc.draws[2].y), std::make_pair(0, 3200));
-    EXPECT_EQ(std::make_pair(doc.draws[3].x, doc.draws[3].y), std::make_pair(2400, 3200));
-    // Portrait Letter: 2400/5100 across beats 3200/6600 down.
-    EXPECT_DOUBLE_EQ(doc.draws[0].scale, 2400.0 / 5100.0);
-    // Landscape in a portrait cell: the width wins and the page sits at the top.
-    EXPECT_DOUBLE_EQ(doc.draws[2].scale, 2400.0 / 6600.0);
-    // Square page: across is the smaller factor here too.
-    EXPECT_DOUBLE_EQ(doc.draws[3].scale, 2400.0 / (600.0 * 500 / 72.0));
+    ASSERT_TRUE(Render(doc, 4, PhysicalPage{{0, 1, 2, 3}}));
+    // Cells of 2400 by 3200; each page is fitted into its own cell by the device, once.
+    EXPECT_EQ(device.calls,
+              (std::vector<std::string>{
+                  "Place 1 in 2400x3200 at 0,0", "Place 2 in 2400x3200 at 2400,0",
+                  "Place 3 in 2400x3200 at 0,3200", "Place 4 in 2400x3200 at 2400,3200"}));
 }
 
 TEST_F(NUpLayout, UnlistedCountsGetOneCellAndLaterPagesFallOffTheSheet) {
     FakeDocument doc({{612, 792}, {612, 792}, {612, 792}});
-    Render(doc, 3, PhysicalPage{{0, 1, 2}});
-    ASSERT_EQ(doc.draws.size(), 3u);
-    EXPECT_EQ(doc.draws[1].y, 6300);
-    EXPECT_EQ(doc.draws[2].y, 12600);
+    ASSERT_TRUE(Render(doc, 3, PhysicalPage{{0, 1, 2}}));
+    EXPECT_EQ(device.calls, (std::vector<std::string>{"Place 1 in 4800x6300 at 0,0",
+                                                      "Place 2 in 4800x6300 at 0,6300",
+                                                      "Place 3 in 4800x6300 at 0,12600"}));
 }
 
-TEST_F(NUpLayout, EmptySideAndFailedDrawAreFailures) {
+TEST_F(NUpLayout, EmptySideAndRefusedPlacementAreFailures) {
     FakeDocument doc;
-    Render(doc, 2, PhysicalPage{}, false);
-    FakeDocument noDirectDraw;
-    noDirectDraw.m_printJobSettings.PagesPerSheet = 2;
-    EXPECT_FALSE(noDirectDraw.RenderNUpPage(&device, PhysicalPage{{0}}, {1.0, 600, 600}));
+    EXPECT_FALSE(Render(doc, 2, PhysicalPage{}));
+    FakeDocument refusing;
+    refusing.FailPlacements();
+    EXPECT_FALSE(Render(refusing, 2, PhysicalPage{{0}}));
+    EXPECT_TRUE(device.calls.empty());
 }
 
 class PrintingLoop : public ::testing::Test {
@@ -130,23 +123,21 @@ TEST_F(PrintingLoop, OnePerSheetPlacesPagesAtNaturalSizeFromThePrintableCorner) 
     MakeDocument({kLetter, kA4});
     ASSERT_TRUE(pdf.RenderDocToPrinter("P", "title", &device, nullptr));
     EXPECT_EQ(device.calls,
-              (std::vector<std::string>{"StartDoc title", "StartPage", "Place 1 at 0,0 5100x6600",
-                                        "EndPage", "StartPage", "Place 2 at 0,0 4961x7016",
-                                        "EndPage", "EndDoc"}));
+              (std::vector<std::string>{"StartDoc title", "StartPage", "Place 1 at 0,0", "EndPage",
+                                        "StartPage", "Place 2 at 0,0", "EndPage", "EndDoc"}));
 }
 
-TEST_F(PrintingLoop, TwoUpPlacesPagesWhereTheirBitmapsWouldLand) {
+TEST_F(PrintingLoop, TwoUpPlacesReversedPagesIntoTheCellsOfLandscapeSides) {
     MakeDocument({kLetter, kLetter, kLetter});
     device.printableWidth = 6300;  // a landscape sheet
     device.printableHeight = 4800;
     pdf.m_printJobSettings.PagesPerSheet = 2;
     pdf.m_printJobSettings.bReversePages = true;
     ASSERT_TRUE(pdf.RenderDocToPrinter("P", "t", &device, nullptr));
-    // Cells of 3150 by 4800; Letter fits by width: 3150/5100 of 5100x6600, at the top.
     EXPECT_EQ(device.calls,
-              (std::vector<std::string>{"StartDoc t", "StartPage", "Place 3 at 0,0 3150x4076",
-                                        "Place 2 at 3150,0 3150x4076", "EndPage", "StartPage",
-                                        "Place 1 at 0,0 3150x4076", "EndPage", "EndDoc"}));
+              (std::vector<std::string>{"StartDoc t", "StartPage", "Place 3 in 3150x4800 at 0,0",
+                                        "Place 2 in 3150x4800 at 3150,0", "EndPage", "StartPage",
+                                        "Place 1 in 3150x4800 at 0,0", "EndPage", "EndDoc"}));
 }
 
 TEST_F(PrintingLoop, FailuresAbortTheJobExceptAtItsEnd) {
@@ -160,7 +151,7 @@ TEST_F(PrintingLoop, FailuresAbortTheJobExceptAtItsEnd) {
     pdf.m_printJobSettings.dmCopies = 2;
     EXPECT_FALSE(pdf.RenderDocToPrinter("P", "t", &placing, nullptr));
     EXPECT_EQ(placing.calls,
-              (std::vector<std::string>{"StartDoc t", "StartPage", "Place 1 at 0,0 4800x6212",
+              (std::vector<std::string>{"StartDoc t", "StartPage", "Place 1 in 4800x6300 at 0,0",
                                         "EndPage", "AbortDoc"}));
 
     RecordingPrintDevice ending;
@@ -181,9 +172,9 @@ TEST_F(PrintingLoop, TwoSidedCopiesGetABlankBackSheet) {
     pdf.m_printJobSettings.dmDuplex = 2;
     ASSERT_TRUE(pdf.RenderDocToPrinter("P", "t", &device, nullptr));
     EXPECT_EQ(device.calls,
-              (std::vector<std::string>{"StartDoc t", "StartPage", "Place 1 at 0,0 4800x6212",
+              (std::vector<std::string>{"StartDoc t", "StartPage", "Place 1 in 4800x6300 at 0,0",
                                         "EndPage", "StartPage", "EndPage", "StartPage",
-                                        "Place 1 at 0,0 4800x6212", "EndPage", "EndDoc"}));
+                                        "Place 1 in 4800x6300 at 0,0", "EndPage", "EndDoc"}));
 }
 
 std::vector<std::pair<uint64_t, uint64_t>> g_progress;
@@ -202,20 +193,32 @@ TEST_F(PrintingLoop, ProgressCountsSidesToTheWindow) {
     EXPECT_EQ(g_progress, (std::vector<std::pair<uint64_t, uint64_t>>{{1, 2}, {2, 2}}));
 }
 
-TEST(BasePrintingLoop, KeepsItsInvertedStartTestAndFallsBackToBitmaps) {
-    FakeDocument doc({{612, 792}});
-    doc.m_pageCount = 1;
-    RecordingPrintDevice started;
-    EXPECT_FALSE(doc.RenderDocToPrinter("P", "t", &started, nullptr));
-    EXPECT_EQ(started.calls, std::vector<std::string>{"StartDoc t"});
+TEST(BasePrintingLoop, AnyBackendGoesThroughTheSameLoop) {
+    FakeDocument doc({{612, 792}, {612, 792}, {612, 792}});
+    doc.m_pageCount = 3;
+    doc.m_printJobSettings.PagesPerSheet = 2;
+    doc.m_printJobSettings.dmCopies = 2;
+    doc.m_printJobSettings.dmCollate = 1;
+    RecordingPrintDevice device;
+    EXPECT_TRUE(doc.RenderDocToPrinter("P", "t", &device, nullptr));
+    EXPECT_EQ(
+        device.calls,
+        (std::vector<std::string>{
+            "StartDoc t", "StartPage", "Place 1 in 2400x6300 at 0,0",
+            "Place 2 in 2400x6300 at 2400,0", "EndPage", "StartPage", "Place 3 in 2400x6300 at 0,0",
+            "EndPage", "StartPage", "Place 1 in 2400x6300 at 0,0", "Place 2 in 2400x6300 at 2400,0",
+            "EndPage", "StartPage", "Place 3 in 2400x6300 at 0,0", "EndPage", "EndDoc"}));
 
     RecordingPrintDevice refused;
     refused.startDocResult = 0;
-    doc.SetTargetParams(docmgr::Printer, {1.0, 96, 96});
-    EXPECT_TRUE(doc.RenderDocToPrinter("P", "t", &refused, nullptr));
-    EXPECT_EQ(refused.calls,
-              (std::vector<std::string>{"StartDoc t", "StartPage", "Bitmap 816x1056 at 0,0",
-                                        "EndPage", "EndDoc"}));
+    EXPECT_FALSE(doc.RenderDocToPrinter("P", "t", &refused, nullptr));
+    EXPECT_EQ(refused.calls, std::vector<std::string>{"StartDoc t"});
+
+    RecordingPrintDevice aborted;
+    doc.FailPlacements();
+    EXPECT_FALSE(doc.RenderDocToPrinter("P", "t", &aborted, nullptr));
+    EXPECT_EQ(aborted.calls,
+              (std::vector<std::string>{"StartDoc t", "StartPage", "EndPage", "AbortDoc"}));
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 #include "NvrPrintUtils/IppDevMode.h"
 #include "SystemServices/JobPdf/PdfSheetWriter.h"
 #include "SystemServices/JobPdf/SheetGeometry.h"
-#include "platform/Bitmap.h"
 #include "tests/support/PageRender.h"
 #include "tests/support/PdfFixtures.h"
 #include "tests/support/TestSupport.h"
@@ -278,9 +277,6 @@ TEST_F(SheetWriterTest, PlacedPagesKeepTheirTextAndSheetsTheirSize) {
     ASSERT_TRUE(writer.PlacePage(source, 0, 396, 0, 396, 612, &reason)) << reason;
     ASSERT_TRUE(writer.EndSheet(&reason));
     writer.BeginSheet(612, 792);
-    auto bitmap = docmgr::Bitmap::Create(20, 10);
-    bitmap->Fill(0, 0, 0);
-    ASSERT_TRUE(writer.PlaceImage(*bitmap, 100, 100, 200, 100, &reason));
     ASSERT_TRUE(writer.PlacePage(source, 0, 0, 300, 306, 396, &reason)) << reason;
     ASSERT_TRUE(writer.EndSheet(&reason));
     EXPECT_FALSE(writer.PlacePage(source, 0, 0, 0, 1, 1, &reason)) << "no sheet is open";
@@ -301,6 +297,36 @@ TEST_F(SheetWriterTest, PlacedPagesKeepTheirTextAndSheetsTheirSize) {
     EXPECT_EQ(sheets[2].text, "");
     // The page used twice went in once; the job is about the size of its source.
     EXPECT_LT(written.size(), ReadFile(source).size() * 3 / 2);
+}
+
+TEST_F(SheetWriterTest, PagesHangFromTheCornerFittedOnceOrAtTheirOwnSize) {
+    const std::string source = dir.File("source.pdf");
+    MakePdf(source, {kLetter});
+    PdfSheetWriter writer(Collect());
+    // Letter into the left half of a landscape sheet: fitted by width to 396 by 512.5 points,
+    // at the top of its cell, so its band (two to three fifths down) lies 205 to 307.5 down.
+    writer.BeginSheet(792, 612);
+    ASSERT_TRUE(writer.PlacePage(source, 0, 0, 0, 396, 612, &reason)) << reason;
+    ASSERT_TRUE(writer.EndSheet(&reason));
+    // At half its size from (100, 92) down: the band is 79 points high, from 250 down.
+    writer.BeginSheet(612, 792);
+    ASSERT_TRUE(writer.PlacePageAtScale(source, 0, 100, 700, 0.5, &reason)) << reason;
+    EXPECT_FALSE(writer.PlacePageAtScale(source, 0, 0, 0, 0, &reason));
+    EXPECT_FALSE(writer.PlacePage(source, 0, 0, 0, 0, 10, &reason));
+    ASSERT_TRUE(writer.EndSheet(&reason));
+    ASSERT_TRUE(writer.Finish(&reason));
+    const std::string job = dir.File("job.pdf");
+    WriteFile(job, written);
+
+    EXPECT_TRUE(DarkAt(job, 0, 200, 215));
+    EXPECT_FALSE(DarkAt(job, 0, 200, 330)) << "a centred page would be dark here";
+    EXPECT_FALSE(DarkAt(job, 0, 600, 250)) << "the right half stays empty";
+    const int band = DarkRowsInColumn(job, 1, 300);
+    EXPECT_GE(band, 78);
+    EXPECT_LE(band, 80);
+    EXPECT_TRUE(DarkAt(job, 1, 300, 255));
+    EXPECT_FALSE(DarkAt(job, 1, 300, 245));
+    EXPECT_EQ(DarkRowsInColumn(job, 1, 50), 0) << "nothing left of the corner";
 }
 
 TEST_F(SheetWriterTest, EncryptedRotatedAndMultiStreamSourcesAndManyPlacements) {

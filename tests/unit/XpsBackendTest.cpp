@@ -293,8 +293,10 @@ TEST_F(XpsPrintTest, EveryPageIsOneSheetOfItsOwnSizeWhateverTheProgramsLayout) {
     LogCapture log;
     ASSERT_TRUE(Print());
     EXPECT_EQ(device.calls,
-              (std::vector<std::string>{"StartDoc job", "Sheet 1 612x792", "Sheet 2 792x612",
-                                        "Sheet 3 612x792", "EndDoc"}));
+              (std::vector<std::string>{
+                  "StartDoc job", "StartPage 612x792", "Place 1 on the whole sheet", "EndPage",
+                  "StartPage 792x612", "Place 2 on the whole sheet", "EndPage", "StartPage 612x792",
+                  "Place 3 on the whole sheet", "EndPage", "EndDoc"}));
     EXPECT_TRUE(log.Contains("Created Print Ticket ("));
     EXPECT_TRUE(log.Contains("Job status - In Progress, Current page: 1"));
     EXPECT_TRUE(log.Contains("Successfully completed XPS print job to: Office"));
@@ -334,7 +336,8 @@ TEST_F(XpsPrintTest, AFailedSheetAbortsTheJob) {
     device.failPlacement = true;
     EXPECT_FALSE(Print());
     EXPECT_EQ(device.calls,
-              (std::vector<std::string>{"StartDoc job", "Sheet 1 612x792", "AbortDoc"}));
+              (std::vector<std::string>{"StartDoc job", "StartPage 612x792",
+                                        "Place 1 on the whole sheet", "EndPage", "AbortDoc"}));
 }
 
 }  // namespace

@@ -1,0 +1,101 @@
+// Interactive mode: the job's settings stacked for the preview, the preview shown, and the
+// document printed on the preview's command.
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "NvrPrintHelper/preview/PreviewWindow.h"
+#include "logging/LogMacros.h"
+
+namespace nvrprint {
+namespace {
+
+// What follows the last "\" or "/", or the whole path.
+std::string FileNameOf(const std::string& path) {
+    size_t slash = path.find_last_of("\\/");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+}  // namespace
+
+bool NvrPrintHelper::ExecuteInteractiveMode() {
+    NVR_LOG_ENTRY("Entered");
+    NVR_LOG_INFO("Executing interactive mode");
+    std::string printerName = m_printerName;
+    if (printerName.empty()) {
+        NVR_LOG_DEBUG("No printer specified, getting default");
+        printerName = GetDefaultPrinterName();
+        if (!printerName.empty()) {
+            NVR_LOG_DEBUG("Using default printer for preview: {}", printerName);
+        } else {
+            NVR_LOG_DEBUG("No default printer available for preview");
+        }
+    }
+
+    // The printer is opened once here and serves the print from the preview as well.
+    DevModePtr defaults;
+    if (!printerName.empty()) {
+        int error = 0;
+        m_printer = m_os.printers->OpenPrinter(printerName, &error);
+        if (m_printer) {
+            defaults = m_docMgr->GetPrinterSettings(*m_printer);
+        } else {
+            NVR_LOG_ERROR("Failed to open printer '{}' (Error: {})", printerName, error);
+        }
+    }
+    if (printerName.empty()) {
+        m_finalSettings = PrintJobSettings();
+        NVR_LOG_DEBUG("No printer for defaults, starting with empty settings");
+    } else if (defaults) {
+        m_finalSettings.ExtractFromDevMode(defaults.get());
+        NVR_LOG_DEBUG("Layer 0: Extracted printer defaults (PagesPerSheet={})",
+                      m_finalSettings.PagesPerSheet);
+    } else {
+        m_finalSettings = PrintJobSettings();
+        NVR_LOG_WARNING("Could not get printer defaults, starting with empty settings");
+    }
+    if (m_settingsReceived) {
+        m_finalSettings.MergeWith(m_documentSettings);
+        NVR_LOG_DEBUG("Layer 1: Merged document settings (PagesPerSheet={})",
+                      m_finalSettings.PagesPerSheet);
+    }
+    m_finalSettings.MergeWith(m_overrideSettings);
+    NVR_LOG_INFO(
+        "Layer 2: Final merged settings for preview (PagesPerSheet={}, Reverse={}, "
+        "Copies={})",
+        m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages,
+        m_finalSettings.dmCopies < 1 ? 1 : m_finalSettings.dmCopies);
+
+    NVR_LOG_INFO("Showing preview window");
+    PreviewWindow preview;
+    auto print = [this](void* owner, const std::string& chosenPrinter, const DEVMODEW* devMode) {
+        if (!chosenPrinter.empty()) {
+            m_printerName = chosenPrinter;
+            NVR_LOG_INFO("Updated printer to: {}", m_printerName);
+        }
+        if (devMode != nullptr) {
+            size_t size = static_cast<size_t>(devMode->dmSize) + devMode->dmDriverExtra;
+            m_validatedDevMode = CopyDevMode(devMode);
+            NVR_LOG_INFO("Stored validated DEVMODE from print dialog (size: {})", size);
+        }
+        return PrintDocumentWithProgress(owner);
+    };
+    int32_t result = preview.ShowPreview(m_docMgr.get(), FileNameOf(ActualInputFile()), printerName,
+                                         &m_finalSettings, print);
+    NVR_LOG_DEBUG("Preview closed with result: {}", result);
+    switch (result) {
+        case PreviewClosed:
+            NVR_LOG_INFO("User cancelled");
+            return true;
+        case PreviewFailed:
+            NVR_LOG_ERROR("Preview error occurred");
+            ShowError("Error: The print preview could not be opened", false);
+            return false;
+        default:
+            return true;
+    }
+}
+
+bool NvrPrintHelper::PrintDocumentWithProgress(void* /*parentWindow*/) {
+    // The window waits while the document goes to the printer.
+    return PrintDocument();
+}
+
+}  // namespace nvrprint

@@ -1,0 +1,116 @@
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include "NvrPrintHelper/preview/PreviewWindow.h"
+#include "platform/CairoPtr.h"
+
+// The toolkit's side of the preview, shared by its sources and nobody else.
+namespace nvrprint {
+
+struct PreviewWindow::Widgets {
+    ~Widgets() {
+        for (guint source : {pageSource, prefetchSource, thumbnailSource, viewLayoutSource}) {
+            if (source != 0) {
+                g_source_remove(source);
+            }
+        }
+        if (frame != nullptr) {
+            gtk_widget_destroy(frame);
+        }
+        if (loop != nullptr) {
+            g_main_loop_unref(loop);
+        }
+    }
+
+    GMainLoop* loop = nullptr;
+    GtkWidget* frame = nullptr;
+    GtkWidget* toolbar = nullptr;
+    GtkWidget* statusBar = nullptr;
+    GtkWidget* statusDocument = nullptr;
+    GtkWidget* statusPage = nullptr;
+    GtkWidget* statusZoomPart = nullptr;
+    GtkWidget* statusZoomStack = nullptr;
+    GtkWidget* statusZoom = nullptr;
+    GtkWidget* zoomEdit = nullptr;
+    GtkWidget* thumbnailPanel = nullptr;
+    GtkWidget* thumbnailScrollbar = nullptr;
+    GtkAdjustment* thumbnailAdjustment = nullptr;
+    GtkWidget* mainView = nullptr;
+    GtkWidget* hScrollbar = nullptr;
+    GtkWidget* vScrollbar = nullptr;
+    GtkAdjustment* hAdjustment = nullptr;
+    GtkAdjustment* vAdjustment = nullptr;
+    GtkWidget* toolButtons[6] = {};
+    // Work done from the main loop after pending redraws: rendering the current page, its
+    // neighbours, and the thumbnails past the first few.
+    guint pageSource = 0;
+    guint prefetchSource = 0;
+    guint thumbnailSource = 0;
+    guint viewLayoutSource = 0;
+    // The current page at the current zoom, scaled once so that painting is a copy.
+    platform::CairoSurfacePtr scaledPage;
+    double scaledZoom = 0.0;
+    const docmgr::PageImage* scaledFrom = nullptr;
+    bool updatingAdjustments = false;
+    bool thumbnailsStarted = false;
+};
+
+// The toolkit's callbacks, each handing its event to the preview.
+struct PreviewWindow::Handlers {
+    // Frame (PreviewWindow.cpp).
+    static gboolean OnDelete(GtkWidget*, GdkEvent*, gpointer self);
+    static void OnToolClicked(GtkToolButton* button, gpointer self);
+    static gboolean OnKeyPress(GtkWidget*, GdkEventKey* event, gpointer self);
+    static void OnFrameSizeAllocate(GtkWidget*, GdkRectangle*, gpointer self);
+
+    // Page view and zoom field (PreviewMainView.cpp).
+    static gboolean OnViewDraw(GtkWidget*, cairo_t* cr, gpointer self);
+    static void OnViewSizeAllocate(GtkWidget*, GdkRectangle*, gpointer self);
+    static gboolean OnViewButton(GtkWidget*, GdkEventButton* event, gpointer self);
+    static gboolean OnViewMotion(GtkWidget*, GdkEventMotion* event, gpointer self);
+    static gboolean OnViewScroll(GtkWidget*, GdkEventScroll* event, gpointer self);
+    static void OnViewAdjustment(GtkAdjustment* adjustment, gpointer self);
+    static gboolean OnViewLayoutIdle(gpointer self);
+    static gboolean OnPageLoadIdle(gpointer self);
+    static gboolean OnPrefetchIdle(gpointer self);
+    static gboolean OnZoomPartClick(GtkWidget*, GdkEventButton* event, gpointer self);
+    static gboolean OnZoomEditKey(GtkWidget*, GdkEventKey* event, gpointer self);
+    static gboolean OnZoomEditFocusOut(GtkWidget*, GdkEventFocus*, gpointer self);
+    static void OnZoomEditInsert(GtkEditable* editable, const gchar* text, gint length,
+                                 gint* position, gpointer self);
+
+    // Thumbnail strip (PreviewThumbnails.cpp).
+    static gboolean OnThumbDraw(GtkWidget*, cairo_t* cr, gpointer self);
+    static void OnThumbSizeAllocate(GtkWidget*, GdkRectangle*, gpointer self);
+    static gboolean OnThumbButton(GtkWidget*, GdkEventButton* event, gpointer self);
+    static gboolean OnThumbMotion(GtkWidget*, GdkEventMotion* event, gpointer self);
+    static gboolean OnThumbScroll(GtkWidget*, GdkEventScroll* event, gpointer self);
+    static void OnThumbAdjustment(GtkAdjustment* adjustment, gpointer self);
+    static gboolean OnThumbnailIdle(gpointer self);
+};
+
+inline PreviewWindow* Self(gpointer data) {
+    return static_cast<PreviewWindow*>(data);
+}
+
+// A wheel event as a delta of 120 a notch, positive away from the user; 0 for sideways.
+inline int32_t WheelDelta(const GdkEventScroll* event) {
+    switch (event->direction) {
+        case GDK_SCROLL_UP:
+            return 120;
+        case GDK_SCROLL_DOWN:
+            return -120;
+        case GDK_SCROLL_SMOOTH:
+            return static_cast<int32_t>(-event->delta_y * 120.0);
+        default:
+            return 0;
+    }
+}
+
+// The size of a widget's drawing area.
+inline preview::Size AllocatedSize(GtkWidget* widget) {
+    return {gtk_widget_get_allocated_width(widget), gtk_widget_get_allocated_height(widget)};
+}
+
+}  // namespace nvrprint

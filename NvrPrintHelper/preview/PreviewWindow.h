@@ -1,0 +1,138 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
+#include "NvrPrintHelper/preview/ZoomMath.h"
+#include "NvrPrintUtils/DevMode.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
+
+namespace nvrprint {
+
+// How ShowPreview ended.
+enum PreviewResult : int32_t {
+    PreviewPrinted = 0,  // the Print command ended it (only without a print callback)
+    PreviewClosed = 1,   // the user closed the window, after a print or not
+    PreviewFailed = 2,   // the window could not be made
+};
+
+// Prints the document from the preview: the owner window, the printer chosen and its
+// validated settings (either may be empty). True when the document was printed.
+using PrintCallback =
+    std::function<bool(void* owner, const std::string& printerName, const DEVMODEW* devMode)>;
+
+// The preview: a window with a toolbar, the thumbnail strip, the page view and a status
+// bar. It shows the logical pages as the document manager renders them; the job settings
+// only fill in the print dialog. Everything runs on the main thread.
+class PreviewWindow {
+public:
+    PreviewWindow();
+    ~PreviewWindow();
+    PreviewWindow(const PreviewWindow&) = delete;
+    PreviewWindow& operator=(const PreviewWindow&) = delete;
+
+    // Shows the window and returns when the user is done with it.
+    int32_t ShowPreview(docmgr::DocFilePageMgr* pageManager, const std::string& documentName,
+                        const std::string& printerName, PrintJobSettings* settings,
+                        PrintCallback printCallback);
+
+    // The top-level window while the preview is shown (a GtkWindow), for dialogs over it.
+    void* NativeWindow() const;
+
+    struct Widgets;   // the toolkit's side, private to the preview's sources
+    struct Handlers;  // the toolkit's callbacks into this object
+
+private:
+    friend struct Handlers;
+
+    // Frame, toolbar, status bar, layout.
+    bool CreateMainWindow();
+    void CreateToolbar();
+    void CreateStatusBar();
+    void CreateThumbnailPanel();
+    void CreateMainView();
+    void UpdateLayout();
+    void UpdateStatusBar();
+    void OnClose();
+    void OnCommand(int32_t id);
+    bool OnFrameKeyDown(unsigned key);
+    void OnPrint();
+
+    // Thumbnail strip.
+    void LoadThumbnails();
+    bool LoadNextThumbnail();
+    void PaintThumbnails(void* cairo);
+    void UpdateThumbnailScrollbar();
+    void ScrollThumbnailsToPage(uint64_t pageNumber);
+    uint64_t GetThumbnailAtPosition(int32_t y);
+    int32_t GetThumbnailYPosition(uint64_t index);
+    void OnThumbnailClick(int32_t x, int32_t y);
+    void OnThumbnailScroll(preview::ScrollCommand command, int32_t position);
+    void OnThumbnailMouseWheel(int32_t delta);
+    void OnThumbnailKeyDown(unsigned key);
+    void OnThumbnailButtonDown(int32_t x, int32_t y);
+    void OnThumbnailMouseMove(int32_t x, int32_t y, bool buttonDown);
+    void OnThumbnailButtonUp(int32_t x, int32_t y);
+    void SetThumbnailScroll(int32_t position);
+
+    // Page view.
+    void LoadCurrentPage();
+    void FinishLoadingCurrentPage();
+    void PaintMainView(void* cairo);
+    void UpdateMainViewScrollbars();
+    void OnMainViewScroll(bool vertical, preview::ScrollCommand command, int32_t position);
+    void OnMainViewMouseDown(int32_t x, int32_t y);
+    void OnMainViewMouseMove(int32_t x, int32_t y);
+    void OnMainViewMouseUp(int32_t x, int32_t y);
+    void OnMainViewMouseWheel(int32_t delta);
+    bool OnMainViewKeyDown(unsigned key);
+    void ZoomIn();
+    void ZoomOut();
+    void FitToWindow();
+    void ShowZoomEdit();
+    void HideZoomEdit(bool apply);
+    void NavigateToPage(size_t page);
+    preview::Size GetScaledImageSize();
+    preview::Size MainViewClientSize() const;
+    void ClampMainViewScroll();
+    void SetMainViewScroll(preview::Scroll scroll);
+    void AfterZoomChange();
+
+    std::unique_ptr<Widgets> m_widgets;
+    docmgr::DocFilePageMgr* m_pageManager = nullptr;
+    PrintJobSettings* m_settings = nullptr;
+    std::string m_documentName;
+    std::string m_printerName;
+    PrintCallback m_printCallback;
+    uint64_t m_currentPage = 1;
+    double m_zoom = 1.0;
+    int32_t m_scrollX = 0;
+    int32_t m_scrollY = 0;
+    std::vector<std::shared_ptr<docmgr::PageImage>> m_thumbnails;
+    size_t m_thumbnailsRequested = 0;
+    int32_t m_thumbnailScroll = 0;
+    int32_t m_thumbnailContentHeight = 0;
+    bool m_dragging = false;
+    preview::Scroll m_dragStart;
+    preview::Scroll m_dragStartScroll;
+    bool m_thumbDragging = false;
+    bool m_thumbPressed = false;
+    preview::Scroll m_thumbDragStart;
+    int32_t m_thumbDragStartScroll = 0;
+    int32_t m_result = PreviewClosed;
+    bool m_running = false;
+    bool m_loading = true;
+    // The page on show and its neighbours, held so that painting and scrolling never render.
+    std::shared_ptr<docmgr::PageImage> m_currentImage;
+    std::shared_ptr<docmgr::PageImage> m_previousImage;
+    std::shared_ptr<docmgr::PageImage> m_nextImage;
+
+    static bool s_fitOnFirstLoad;
+};
+
+}  // namespace nvrprint
