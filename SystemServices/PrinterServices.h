@@ -11,9 +11,9 @@
 // The printing services of the operating system: printers, their settings, and jobs.
 namespace nvrprint::platform {
 
-// A printer open for one job. It reaches the printer on first need and keeps what it learnt
-// (capabilities, driver options) for every later step: defaults, Print Tickets, validation
-// and the print device.
+// A printer open for one job: one connection, made when it is opened, and what the printer
+// says of itself (capabilities, driver options) asked for on first need and kept for every
+// later step: defaults, Print Tickets, validation and the print device.
 class Printer : public PrinterSession {
 public:
     // A print device for one job, laid out by the DEVMODE: its paper, orientation, resolution
