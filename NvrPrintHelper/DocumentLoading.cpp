@@ -161,9 +161,7 @@ bool NvrPrintHelper::LoadDocument() {
         NVR_LOG_DEBUG("Generated temp file path for pipe input: {}", capturePath);
     }
 
-    if (m_pipeInputFd >= 0) {
-        m_docMgr->SetPipeInput(m_pipeInputFd);
-    }
+    m_docMgr->SetPipeInput(m_os.files->StandardInput());
     if (m_docMgr->LoadDocument(m_actualInputFile, m_inputFromPipe, &DocumentEventThunk,
                                capturePath) == nullptr) {
         NVR_LOG_ERROR("Failed to start document loading");

@@ -1,11 +1,6 @@
 // Handing the document to another application: one named on the command line, or the one
 // the desktop has registered for the file's type.
-#include <unistd.h>
-
-#include <cerrno>
-
 #include "NvrPrintHelper/NvrPrintHelper.h"
-#include "SystemServices/Launcher.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
@@ -36,7 +31,7 @@ bool NvrPrintHelper::ExecuteFtaMode() {
     NVR_LOG_INFO("Successfully launched external application");
     if (m_inputFromPipe && !m_keepTempFiles && !file.empty()) {
         NVR_LOG_INFO("Waiting 30 seconds to allow external app to read temp file");
-        m_sleep(kExternalAppReadTime);
+        m_os.sleep(kExternalAppReadTime);
         NVR_LOG_INFO("Wait complete, exiting");
     }
     NVR_LOG_ENTRY("Returning true");
@@ -47,13 +42,13 @@ bool NvrPrintHelper::LaunchWithExplicitApp(const std::string& appPath,
                                            const std::string& filePath) {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_DEBUG("Launching {} with {}", filePath, appPath);
-    if (access(filePath.c_str(), F_OK) != 0) {
-        NVR_LOG_ERROR("File not found (Error: {}): {}", errno, filePath);
+    if (int error = 0; !m_os.files->Exists(filePath, &error)) {
+        NVR_LOG_ERROR("File not found (Error: {}): {}", error, filePath);
         return false;
     }
     NVR_LOG_DEBUG("Command line: \"{}\" \"{}\"", appPath, filePath);
     int error = 0;
-    if (!platform::StartProgram(appPath, filePath, &error)) {
+    if (!m_os.launcher->StartProgram(appPath, filePath, &error)) {
         NVR_LOG_ERROR("CreateProcess failed (Error: {}): {}", error, appPath);
         return false;
     }
@@ -65,11 +60,11 @@ bool NvrPrintHelper::LaunchWithExplicitApp(const std::string& appPath,
 bool NvrPrintHelper::LaunchWithSystemHandler(const std::string& filePath) {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_DEBUG("Launching file: {}", filePath);
-    if (access(filePath.c_str(), F_OK) != 0) {
-        NVR_LOG_ERROR("File not found (Error: {}): {}", errno, filePath);
+    if (int error = 0; !m_os.files->Exists(filePath, &error)) {
+        NVR_LOG_ERROR("File not found (Error: {}): {}", error, filePath);
         return false;
     }
-    const platform::OpenResult opened = platform::OpenWithDefaultApplication(filePath);
+    const platform::OpenResult opened = m_os.launcher->OpenWithDefaultApplication(filePath);
     switch (opened.outcome) {
         case platform::OpenResult::LaunchFailed:
             NVR_LOG_ERROR("ShellExecuteEx failed (Error: {}): {}", opened.code, filePath);

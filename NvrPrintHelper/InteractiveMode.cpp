@@ -30,10 +30,21 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
         }
     }
 
+    // The printer is opened once here and serves the print from the preview as well.
+    DevModePtr defaults;
+    if (!printerName.empty()) {
+        int error = 0;
+        m_printer = m_os.printers->OpenPrinter(printerName, &error);
+        if (m_printer) {
+            defaults = m_docMgr->GetPrinterSettings(*m_printer);
+        } else {
+            NVR_LOG_ERROR("Failed to open printer '{}' (Error: {})", printerName, error);
+        }
+    }
     if (printerName.empty()) {
         m_finalSettings = PrintJobSettings();
         NVR_LOG_DEBUG("No printer for defaults, starting with empty settings");
-    } else if (DevModePtr defaults = m_docMgr->GetPrinterSettings(printerName)) {
+    } else if (defaults) {
         m_finalSettings.ExtractFromDevMode(defaults.get());
         NVR_LOG_DEBUG("Layer 0: Extracted printer defaults (PagesPerSheet={})",
                       m_finalSettings.PagesPerSheet);
@@ -54,7 +65,7 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
         m_finalSettings.dmCopies < 1 ? 1 : m_finalSettings.dmCopies);
 
     NVR_LOG_INFO("Showing preview window");
-    PreviewWindow preview;
+    PreviewWindow preview(*m_os.printers);
     auto print = [this](void* owner, const std::string& chosenPrinter, const DEVMODEW* devMode) {
         if (!chosenPrinter.empty()) {
             m_printerName = chosenPrinter;

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <new>
 #include <system_error>
-#include <thread>
 
 #include "logging/LogMacros.h"
 
@@ -20,10 +19,7 @@ std::filesystem::path ObfuscatedCaptureName(const std::filesystem::path& capture
 
 }  // namespace
 
-NvrPrintHelper::NvrPrintHelper(std::unique_ptr<platform::NoticePresenter> notices)
-    : m_notices(std::move(notices)),
-      m_imageEncoderFactory([] { return platform::CreateTiffEncoder(300); }),
-      m_sleep([](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); }) {
+NvrPrintHelper::NvrPrintHelper(platform::Platform& os) : m_os(os) {
     NVR_LOG_ENTRY("Entered");
     if (!m_tempFileManager.EnsureTempDirectoryExists()) {
         NVR_LOG_ERROR("Failed to initialize temporary directory");
@@ -143,7 +139,7 @@ int32_t NvrPrintHelper::Run() {
 void NvrPrintHelper::ShowHelp() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Displaying help message");
-    m_notices->Show("NvrPrintHelper Help", UsageText(), platform::NoticeKind::Information);
+    m_os.notices->Show("NvrPrintHelper Help", UsageText(), platform::NoticeKind::Information);
     NVR_LOG_ENTRY("Exiting");
 }
 
@@ -154,7 +150,7 @@ void NvrPrintHelper::ShowError(const std::string& message, bool showUsage) {
         NVR_LOG_ERROR("{}", UsageText());
         text += "\n\n" + UsageText();
     }
-    m_notices->Show("NvrPrintHelper Error", text, platform::NoticeKind::Error);
+    m_os.notices->Show("NvrPrintHelper Error", text, platform::NoticeKind::Error);
     NVR_LOG_ENTRY("Exiting");
 }
 

@@ -14,8 +14,7 @@
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
 #include "NvrPrintUtils/TempFileManager.h"
-#include "SystemServices/ImageFrameEncoder.h"
-#include "SystemServices/Notice.h"
+#include "SystemServices/Platform.h"
 #include "logging/Logger.h"
 
 namespace nvrprint {
@@ -26,8 +25,8 @@ enum class UsePreviewAppMode : int32_t { Never = 0, Interactive = 1, Always = 2 
 // the choice of mode and the way out to the printer or an external viewer.
 class NvrPrintHelper {
 public:
-    explicit NvrPrintHelper(std::unique_ptr<platform::NoticePresenter> notices =
-                                platform::CreateSystemNoticePresenter());
+    // Everything it asks of the system goes through os, which outlives it.
+    explicit NvrPrintHelper(platform::Platform& os);
     ~NvrPrintHelper();
     NvrPrintHelper(const NvrPrintHelper&) = delete;
     NvrPrintHelper& operator=(const NvrPrintHelper&) = delete;
@@ -61,15 +60,8 @@ public:
     // The usage text shown by -help and appended to option errors.
     static const std::string& UsageText();
 
-    // Seams for tests: where piped input is read from (standard input unless set), how long
-    // a load may take, how the pages' image file is encoded, and how the program sleeps.
-    void SetPipeInput(int fd) { m_pipeInputFd = fd; }
+    // How long a load may take; tests shorten it.
     void SetLoadTimeout(std::chrono::milliseconds timeout) { m_loadTimeout = timeout; }
-    void SetImageEncoderFactory(platform::ImageFrameEncoderFactory factory) {
-        m_imageEncoderFactory = std::move(factory);
-    }
-    using SleepFunction = std::function<void(std::chrono::milliseconds)>;
-    void SetSleepFunction(SleepFunction sleep) { m_sleep = std::move(sleep); }
 
     // Read-only views for callers and tests.
     const std::string& InputFile() const { return m_inputFile; }
@@ -143,11 +135,10 @@ private:
     std::mutex m_modeMutex;
     std::condition_variable m_modeCondition;
     docmgr::WindowHandle m_progressWindow = nullptr;
-    std::unique_ptr<platform::NoticePresenter> m_notices;
-    int m_pipeInputFd = -1;
+    platform::Platform& m_os;
+    // The job's printer, opened once by ValidatePrinter and used by every later step.
+    std::unique_ptr<platform::Printer> m_printer;
     std::chrono::milliseconds m_loadTimeout{30000};
-    platform::ImageFrameEncoderFactory m_imageEncoderFactory;
-    SleepFunction m_sleep;
 };
 
 // Hands load events to the application object, if one is listening.

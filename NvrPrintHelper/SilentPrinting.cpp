@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
-#include "SystemServices/PrinterServices.h"
 #include "logging/LogMacros.h"
 #include "logging/TextCodec.h"
 
@@ -43,7 +42,7 @@ std::string NvrPrintHelper::GetDefaultPrinterName() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_DEBUG("Getting default printer name");
     int error = 0;
-    const std::string name = platform::GetDefaultPrinter(&error);
+    const std::string name = m_os.printers->DefaultPrinter(&error);
     if (name.empty()) {
         NVR_LOG_ERROR("Failed to get default printer (Error: {})", error);
         NVR_LOG_ENTRY("Returning empty string");
@@ -61,7 +60,8 @@ bool NvrPrintHelper::ValidatePrinter(const std::string& printerName) {
         return false;
     }
     int error = 0;
-    if (!platform::CanOpenPrinter(printerName, &error)) {
+    m_printer = m_os.printers->OpenPrinter(printerName, &error);
+    if (!m_printer) {
         NVR_LOG_ERROR("Failed to open printer (Error: {}): {}", error, printerName);
         return false;
     }
@@ -84,6 +84,10 @@ std::string NvrPrintHelper::DetermineJobTitle() {
 bool NvrPrintHelper::PrintDocument() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Starting print operation to: {}", m_printerName);
+    // The printer validated for this job; one chosen since is opened now.
+    if ((!m_printer || m_printer->Name() != m_printerName) && !ValidatePrinter(m_printerName)) {
+        return false;
+    }
 
     DevModePtr silentDevMode;
     const DEVMODEW* devMode = nullptr;
@@ -99,7 +103,7 @@ bool NvrPrintHelper::PrintDocument() {
         devMode = m_validatedDevMode.get();
     } else {
         NVR_LOG_DEBUG("Getting printer settings (silent mode path)");
-        silentDevMode = m_docMgr->GetPrinterSettings(m_printerName);
+        silentDevMode = m_docMgr->GetPrinterSettings(*m_printer);
         if (!silentDevMode) {
             NVR_LOG_ERROR("Failed to get printer settings");
             return false;
@@ -118,7 +122,7 @@ bool NvrPrintHelper::PrintDocument() {
                      m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages,
                      m_finalSettings.dmCopies < 1 ? 1 : m_finalSettings.dmCopies);
         NVR_LOG_DEBUG("Applying and validating effective settings");
-        if (!m_finalSettings.ApplyToDevMode(silentDevMode.get(), m_printerName)) {
+        if (!m_finalSettings.ApplyToDevMode(silentDevMode.get(), m_printer.get())) {
             NVR_LOG_ERROR("Failed to apply or validate print settings");
             ShowError("Failed to apply print settings to printer: " + m_printerName +
                           "\n\nThe printer may not support the requested settings.",
@@ -133,9 +137,9 @@ bool NvrPrintHelper::PrintDocument() {
     }
 
     int error = 0;
-    std::unique_ptr<docmgr::PrintDevice> device = platform::CreatePrintDevice(
-        m_printerName, devMode,
-        m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter, &error);
+    std::unique_ptr<docmgr::PrintDevice> device = m_printer->CreatePrintDevice(
+        devMode, m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter,
+        &error);
     if (!device) {
         NVR_LOG_ERROR("Failed to create printer DC (Error: {})", error);
         return false;
@@ -144,6 +148,7 @@ bool NvrPrintHelper::PrintDocument() {
     NVR_LOG_DEBUG("Setting print job settings for hybrid printing (N-up: {}, Reverse: {})",
                   m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages);
     m_docMgr->m_printJobSettings = m_finalSettings;
+    m_docMgr->m_printer = m_printer.get();
     // Copies keep to sheets of their own where the printer prints both sides: the validated
     // DEVMODE says whether it does, as a one-sided printer must not get blank backs.
     m_docMgr->m_printJobSettings.dmDuplex =

@@ -3,7 +3,6 @@
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "logging/LogMacros.h"
-#include "platform/FileSystem.h"
 
 namespace nvrprint {
 namespace {
@@ -27,14 +26,14 @@ bool NvrPrintHelper::ExportToTiff() {
     if (m_imagePathIsDefault) {
         // A name in a shared directory is taken only as a new file of our own.
         int error = 0;
-        platform::UniqueFd file = platform::CreateNewPrivateFile(m_imagePath, &error);
+        platform::UniqueFd file = m_os.files->CreateNewPrivateFile(m_imagePath, &error);
         if (!file.IsOpen() || !file.Close()) {
             NVR_LOG_ERROR("Failed to create image file (Error: {}): {}", error, m_imagePath);
             return false;
         }
     }
     // The codec needs no process-wide start; creating it is its session.
-    std::unique_ptr<platform::ImageFrameEncoder> encoder = m_imageEncoderFactory();
+    std::unique_ptr<platform::ImageFrameEncoder> encoder = m_os.imageEncoders();
     if (!encoder) {
         NVR_LOG_ERROR("Failed to initialize GDI+");
         return false;

@@ -5,9 +5,7 @@
 #include <memory>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
-#include "NvrPrintUtils/PrintSystem.h"
-#include "SystemServices/Notice.h"
-#include "SystemServices/PrinterServices.h"
+#include "SystemServices/Platform.h"
 #include "logging/LogMacros.h"
 
 namespace {
@@ -19,9 +17,9 @@ struct ImageLibrarySession {
 };
 const ImageLibrarySession g_imageLibrarySession;
 
-void ShowFatal(const std::string& title, const std::string& text) {
-    nvrprint::platform::CreateSystemNoticePresenter()->Show(title, text,
-                                                            nvrprint::platform::NoticeKind::Error);
+void ShowFatal(nvrprint::platform::Platform& os, const std::string& title,
+               const std::string& text) {
+    os.notices->Show(title, text, nvrprint::platform::NoticeKind::Error);
 }
 
 }  // namespace
@@ -34,19 +32,19 @@ int main(int argc, char** argv) {
     logger.Initialize("");
     logger.SetModeFlags(LogToTrace | LogToStdout);
     NVR_LOG_ENTRY("=== NvrPrintHelper Application Starting ===");
-    InstallPrintSystem(platform::CreateSystemPrintSystem());
+    platform::Platform os = platform::CreateSystemPlatform();
 
     int exitCode = 1;
     try {
         if (!g_imageLibrarySession.initialized) {
             NVR_LOG_CRITICAL("Failed to initialize GDI+ (global session initialization failed)");
-            ShowFatal("NvrPrintHelper", "Failed to initialize GDI+");
+            ShowFatal(os, "NvrPrintHelper", "Failed to initialize GDI+");
         } else {
             NVR_LOG_DEBUG("GDI+ initialized successfully (global session)");
             NVR_LOG_DEBUG("Parsing command line");
             NVR_LOG_DEBUG("Command line contains {} argument(s)", argc);
             NVR_LOG_DEBUG("Creating NvrPrintHelper instance");
-            NvrPrintHelper app;
+            NvrPrintHelper app(os);
             if (!app.ParseCommandLine(argc, argv)) {
                 NVR_LOG_ERROR("Command line parsing failed");
                 exitCode = 1;
@@ -59,11 +57,11 @@ int main(int argc, char** argv) {
     } catch (const std::exception& e) {
         std::string text = std::string("Unhandled exception: ") + e.what();
         NVR_LOG_CRITICAL("{}", text);
-        ShowFatal("NvrPrintHelper Fatal Error", text);
+        ShowFatal(os, "NvrPrintHelper Fatal Error", text);
         exitCode = 1;
     } catch (...) {
         NVR_LOG_CRITICAL("Unknown fatal error");
-        ShowFatal("NvrPrintHelper Fatal Error", "Unknown fatal error occurred");
+        ShowFatal(os, "NvrPrintHelper Fatal Error", "Unknown fatal error occurred");
         exitCode = 1;
     }
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "NvrPrintUtils/DeviceChoices.h"
 #include "NvrPrintUtils/PrintJobSettingsHelper.h"
 
 namespace nvrprint {
@@ -17,37 +18,35 @@ bool Contains(const std::vector<std::string>& list, const std::string& value) {
     return std::find(list.begin(), list.end(), value) != list.end();
 }
 
-// IPP media-source keywords of the standard bins.
-const std::vector<std::pair<int16_t, std::string>> kSourceKeywords = {
-    {DMBIN_AUTO, "auto"},
-    {DMBIN_MANUAL, "manual"},
-    {DMBIN_UPPER, "top"},
-    {DMBIN_LOWER, "bottom"},
-    {DMBIN_MIDDLE, "middle"},
-    {DMBIN_ENVELOPE, "envelope"},
-    {DMBIN_LARGECAPACITY, "large-capacity"},
-};
-
-// IPP media-type keywords of the standard media types.
-const std::vector<std::pair<uint32_t, std::string>> kTypeKeywords = {
-    {DMMEDIA_STANDARD, "stationery"},
-    {DMMEDIA_TRANSPARENCY, "transparency"},
-    {DMMEDIA_GLOSSY, "photographic-glossy"},
-};
-
 // The standard number of an IPP keyword; a keyword without one gets the custom number and
 // travels in the driver-private options under the option's name.
 template <typename Number>
-Number StandardNumberOrCustom(const std::vector<std::pair<Number, std::string>>& standard,
-                              const std::string& keyword, Number custom, const char* option,
+Number StandardNumberOrCustom(const std::vector<DeviceChoice>& standard, const std::string& keyword,
+                              Number custom, const char* option,
                               std::map<std::string, std::string>& driverOptions) {
-    for (const auto& [number, name] : standard) {
-        if (name == keyword) {
-            return number;
-        }
+    if (const DeviceChoice* choice = ChoiceByIppKeyword(standard, keyword)) {
+        return static_cast<Number>(choice->number);
     }
     driverOptions[option] = keyword;
     return custom;
+}
+
+// The colour mode of an IPP keyword: monochrome in any of its kinds ("auto-monochrome",
+// "process-monochrome"), else colour.
+int16_t ColorForKeyword(const std::string& keyword) {
+    for (const DeviceChoice& mode : ColorModes()) {
+        if (keyword.find(mode.ippKeyword) != std::string::npos) {
+            return static_cast<int16_t>(mode.number);
+        }
+    }
+    return DMCOLOR_COLOR;
+}
+
+// The IPP keyword of a bin or media type word of the attribute document; a custom name
+// stays as it is.
+std::string IppKeywordOf(const std::vector<DeviceChoice>& table, const std::string& word) {
+    const DeviceChoice* choice = ChoiceByWord(table, word);
+    return choice != nullptr && !choice->ippKeyword.empty() ? choice->ippKeyword : word;
 }
 
 // Job options that keep the scheduler from repeating the program's own work.
@@ -240,8 +239,7 @@ DevModePtr DevModeFromCapabilities(const PrinterCapabilities& caps,
     dm->dmDuplex = caps.sidesDefault == "two-sided-long-edge"    ? DMDUP_VERTICAL
                    : caps.sidesDefault == "two-sided-short-edge" ? DMDUP_HORIZONTAL
                                                                  : DMDUP_SIMPLEX;
-    dm->dmColor = caps.colorModeDefault.find("monochrome") != std::string::npos ? DMCOLOR_MONOCHROME
-                                                                                : DMCOLOR_COLOR;
+    dm->dmColor = ColorForKeyword(caps.colorModeDefault);
     // A queue's copies-default is the scheduler's own default for the jobs it copies itself;
     // this program makes its copies, and a job starts from one, as a driver's default does.
     dm->dmCopies = 1;
@@ -254,12 +252,12 @@ DevModePtr DevModeFromCapabilities(const PrinterCapabilities& caps,
                     DM_PRINTQUALITY | DM_YRESOLUTION;
 
     if (!caps.mediaSourceDefault.empty()) {
-        dm->dmDefaultSource = StandardNumberOrCustom(kSourceKeywords, caps.mediaSourceDefault,
+        dm->dmDefaultSource = StandardNumberOrCustom(PaperBins(), caps.mediaSourceDefault,
                                                      DMBIN_USER, "media-source", driverOptions);
         dm->dmFields |= DM_DEFAULTSOURCE;
     }
     if (!caps.mediaTypeDefault.empty()) {
-        dm->dmMediaType = StandardNumberOrCustom(kTypeKeywords, caps.mediaTypeDefault, DMMEDIA_USER,
+        dm->dmMediaType = StandardNumberOrCustom(MediaTypes(), caps.mediaTypeDefault, DMMEDIA_USER,
                                                  "media-type", driverOptions);
         dm->dmFields |= DM_MEDIATYPE;
     }
@@ -305,7 +303,8 @@ void CorrectDevMode(DEVMODEW& dm, const PrinterCapabilities& caps) {
         }
     }
     if ((dm.dmFields & DM_COLOR) && dm.dmColor == DMCOLOR_COLOR &&
-        !Contains(caps.colorModesSupported, "color")) {
+        !Contains(caps.colorModesSupported,
+                  ChoiceByNumber(ColorModes(), DMCOLOR_COLOR)->ippKeyword)) {
         dm.dmColor = DMCOLOR_MONOCHROME;
     }
     CorrectMedia(dm, caps);
@@ -346,17 +345,6 @@ std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
     SheetLayout layout) {
     static const std::map<std::string, std::string> kQuality = {
         {"draft", "3"}, {"normal", "4"}, {"high", "5"}};
-    static const std::map<std::string, std::string> kSources = {
-        {"upper", "top"},
-        {"lower", "bottom"},
-        {"middle", "middle"},
-        {"manual", "manual"},
-        {"envelope", "envelope"},
-        {"envmanual", "envelope"},
-        {"largecapacity", "large-capacity"}};
-    static const std::map<std::string, std::string> kTypes = {{"plain", "stationery"},
-                                                              {"transparency", "transparency"},
-                                                              {"glossy", "photographic-glossy"}};
     // Carried by the sheets themselves.
     static const std::vector<std::string> kLeftOut = {"copies",
                                                       "collate",
@@ -384,13 +372,11 @@ std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
                     : text;
         } else if (name == "media-source") {
             if (text != "auto") {
-                auto s = kSources.find(text);
-                options["media-source"] = s != kSources.end() ? s->second : text;
+                options["media-source"] = IppKeywordOf(PaperBins(), text);
             }
         } else if (name == "media-type") {
             if (text != "auto") {
-                auto t = kTypes.find(text);
-                options["media-type"] = t != kTypes.end() ? t->second : text;
+                options["media-type"] = IppKeywordOf(MediaTypes(), text);
             }
         } else if (name == "finishings") {
             if (text != "none") {

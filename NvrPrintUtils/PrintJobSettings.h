@@ -6,6 +6,7 @@
 #include <string>
 
 #include "NvrPrintUtils/DevMode.h"
+#include "NvrPrintUtils/PrinterSession.h"
 
 namespace nvrprint {
 
@@ -42,8 +43,9 @@ public:
     void MergeWith(const PrintJobSettings& other);
     void ExtractFromDevMode(const DEVMODEW* devMode);
     // Writes the set fields into devMode, turns the sheet for 2- and 6-up, and with a printer
-    // name merges stapling through the Print Ticket and has the driver validate the result.
-    bool ApplyToDevMode(DEVMODEW* devMode, const std::string& printerName);
+    // (null: none) merges stapling through the Print Ticket and has the driver validate the
+    // result.
+    bool ApplyToDevMode(DEVMODEW* devMode, PrinterSession* printer);
 };
 
 // True for the sheet layouts a job may ask for: 1, 2, 4, 6, 9 and 16.

@@ -4,8 +4,8 @@
 
 #include "NvrPrintUtils/DevModeFields.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
-#include "NvrPrintUtils/PrintSystem.h"
 #include "NvrPrintUtils/PrintTicket.h"
+#include "NvrPrintUtils/PrinterSession.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
@@ -22,20 +22,12 @@ bool WantsExtendedSettings(const PrintJobSettings& s) {
 // Whether stapling survived the driver's validation, from the Print Ticket of the validated
 // DEVMODE. Every failure is one warning and ends the test.
 void CheckExtendedSettingsSurvived(const PrintJobSettings& requested, const DEVMODEW* validated,
-                                   const std::string& printerName) {
+                                   PrinterSession& printer) {
     NVR_LOG_DEBUG(
         "Checking if Print Ticket extended settings survived DocumentProperties "
         "validation");
-    PrintSystem& system = CurrentPrintSystem();
-    int error = 0;
-    std::unique_ptr<PrinterSession> printer = system.OpenPrinter(printerName, &error);
-    if (!printer) {
-        NVR_LOG_WARNING("Cannot verify Print Ticket settings: failed to open printer");
-        return;
-    }
     int32_t result = 0;
-    std::unique_ptr<PrintTicketProvider> provider =
-        system.OpenPrintTicketProvider(printerName, &result);
+    std::unique_ptr<PrintTicketProvider> provider = printer.OpenPrintTicketProvider(&result);
     if (!provider || result != 0) {
         NVR_LOG_WARNING("Cannot verify Print Ticket settings: failed to open PT provider");
         return;
@@ -71,7 +63,7 @@ void CheckExtendedSettingsSurvived(const PrintJobSettings& requested, const DEVM
 }
 
 void CompareAndLogValidationResults(const PrintJobSettings& requested, const DEVMODEW* validated,
-                                    const std::string& printerName, bool checkExtended) {
+                                    PrinterSession& printer, bool checkExtended) {
     NVR_LOG_DEBUG("Comparing validated DEVMODE with requested settings");
     PrintJobSettings actual;
     actual.ExtractFromDevMode(validated);
@@ -93,14 +85,15 @@ void CompareAndLogValidationResults(const PrintJobSettings& requested, const DEV
         NVR_LOG_DEBUG("All standard DEVMODE settings validated without corrections");
     }
     if (checkExtended && WantsExtendedSettings(requested)) {
-        CheckExtendedSettingsSurvived(requested, validated, printerName);
+        CheckExtendedSettingsSurvived(requested, validated, printer);
     }
 }
 
 }  // namespace
 
-bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& printerName) {
+bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, PrinterSession* printer) {
     NVR_LOG_ENTRY("Entered");
+    const std::string printerName = printer != nullptr ? printer->Name() : std::string();
     if (devMode == nullptr) {
         NVR_LOG_ERROR("NULL DEVMODE pointer");
         NVR_LOG_ENTRY("Returning false");
@@ -142,9 +135,9 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& prin
     }
     NVR_LOG_INFO("Applied {} setting(s) to DEVMODE", applied);
 
-    if (!printerName.empty() && WantsExtendedSettings(*this)) {
+    if (printer != nullptr && WantsExtendedSettings(*this)) {
         NVR_LOG_DEBUG("Attempting to merge Print Ticket settings with DEVMODE");
-        if (PrintTicket::MergePTSettingsWithDevmode(devMode, printerName, *this)) {
+        if (PrintTicket::MergePTSettingsWithDevmode(devMode, printer, *this)) {
             NVR_LOG_INFO("Successfully merged Print Ticket settings with DEVMODE");
         } else {
             NVR_LOG_WARNING(
@@ -153,17 +146,8 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& prin
         }
     }
 
-    if (!printerName.empty() && applied >= 1) {
+    if (printer != nullptr && applied >= 1) {
         NVR_LOG_INFO("Validating DEVMODE modifications using DocumentProperties");
-        int error = 0;
-        std::unique_ptr<PrinterSession> printer =
-            CurrentPrintSystem().OpenPrinter(printerName, &error);
-        if (!printer) {
-            NVR_LOG_ERROR("Failed to open printer '{}' for validation (Error: {})", printerName,
-                          error);
-            NVR_LOG_ENTRY("Returning false");
-            return false;
-        }
         int32_t size = printer->DevModeSize();
         if (size <= 0) {
             NVR_LOG_ERROR("Failed to get DEVMODE size for validation (Error: {})", size);
@@ -173,7 +157,6 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& prin
         std::unique_ptr<DEVMODEW, DevModeDeleter> output(
             static_cast<DEVMODEW*>(std::calloc(1, std::max<size_t>(size, sizeof(DEVMODEW)))));
         int32_t result = output ? printer->ValidateDevMode(devMode, output.get()) : 0;
-        printer.reset();
         if (result != kIdOk) {
             NVR_LOG_ERROR("DocumentProperties validation failed (result: {})", result);
             NVR_LOG_ERROR("The printer does not support the requested settings");
@@ -184,8 +167,7 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, const std::string& prin
                                         size_t{devMode->dmSize} + devMode->dmDriverExtra);
         std::memcpy(static_cast<void*>(devMode), output.get(), bytes);
         NVR_LOG_INFO("DEVMODE validated and corrected successfully");
-        CompareAndLogValidationResults(*this, output.get(), printerName,
-                                       WantsExtendedSettings(*this));
+        CompareAndLogValidationResults(*this, output.get(), *printer, WantsExtendedSettings(*this));
         // The program makes the copies itself: no more than the printer's bound, to which
         // the driver has just corrected the DEVMODE.
         if ((devMode->dmFields & DM_COPIES) != 0 && devMode->dmCopies >= 1 &&

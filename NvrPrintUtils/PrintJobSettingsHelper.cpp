@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "NvrPrintUtils/DevModeFields.h"
+#include "NvrPrintUtils/DeviceChoices.h"
 #include "logging/TextCodec.h"
 
 namespace nvrprint::PrintJobSettingsHelper {
@@ -95,30 +96,29 @@ const std::vector<std::string> kStapleOptionNames = {
     "StapleSet",      "HPStaplerOptions", "cupsFinishingTemplate", "StapleOption", "Staple",
     "StapleLocation", "FFStaple"};
 
-const AliasTable kColorValueAliases = {
-    {1, {"Gray", "Grayscale", "GrayscalePrint", "DeviceGray", "BlackAndWhitPrint", "Black"}},
-    {2, {"Color", "RGB", "CMYK", "ColorPrint", "AdobeRGB", "DeviceRGB", "Auto"}},
-};
 const AliasTable kDuplexValueAliases = {
     {1, {"None", "Single", "1Sided"}},
     {2, {"DuplexNoTumble", "Booklet", "2Sided", "double"}},
     {3, {"DuplexTumble", "Double", "2Sided", "double"}},
 };
-const AliasTable kInputSlotValueAliases = {
-    {1, {"Upper", "Tray1", "tray-1"}},
-    {3, {"Tray2", "tray-2", "Middle"}},
-    {2, {"Tray3", "tray-3", "Lower"}},
-    {4, {"Manual", "Tray1_Man", "ManualFeed", "tray-1-man"}},
-    {15, {"Auto", "Automatic", "AutoSelect"}},
-    {5, {"Envelope"}},
-    {6, {"EnvelopeFeeder", "envelope-feeder"}},
-    {11, {"TrayLCT", "LCT"}},
-};
-const AliasTable kMediaTypeValueAliases = {
-    {1, {"Plain", "Standard", "Stationery", "PLAIN_NORMAL"}},
-    {2, {"transparency", "MonochromeLaserTransparency", "ColorLaserTransparency"}},
-    {3, {"glossy", "gloss"}},
-};
+namespace {
+
+// The PPD names of a table's choices, by number.
+AliasTable AliasesOf(const std::vector<DeviceChoice>& table) {
+    AliasTable aliases;
+    for (const DeviceChoice& choice : table) {
+        if (!choice.ppdAliases.empty()) {
+            aliases[choice.number] = choice.ppdAliases;
+        }
+    }
+    return aliases;
+}
+
+}  // namespace
+
+const AliasTable kColorValueAliases = AliasesOf(ColorModes());
+const AliasTable kInputSlotValueAliases = AliasesOf(PaperBins());
+const AliasTable kMediaTypeValueAliases = AliasesOf(MediaTypes());
 const AliasTable kQualityValueAliases = {
     {-1, {"Draft", "Fast", "300", "Speed", "HighSpeed", "PlainFast"}},
     {-3, {"Normal", "600", "Standard", "PlainNormal"}},
@@ -207,12 +207,10 @@ void WriteQuality(const Json& settings, Json& attributes, const Json& caps, int6
 }
 
 void WriteMediaSource(const Json& settings, Json& attributes, const Json& caps, int64_t v) {
-    static const std::unordered_map<int64_t, const char*> kBins = {
-        {1, "upper"},    {2, "lower"},     {3, "middle"}, {4, "manual"},
-        {5, "envelope"}, {6, "envmanual"}, {7, "auto"},   {11, "largecapacity"}};
-    const char* word = "auto";
-    if (auto bin = kBins.find(v); bin != kBins.end()) {
-        word = bin->second;
+    const DeviceChoice* bin = ChoiceByNumber(PaperBins(), v);
+    std::string word = "auto";
+    if (bin != nullptr && !bin->word.empty()) {
+        word = bin->word;
     } else if (HasCustomDeviceName(settings, "BinName", v, 256)) {
         std::string name = settings.at("BinName").get<std::string>();
         attributes["media-source"] = name;
@@ -232,9 +230,8 @@ void WriteMediaSource(const Json& settings, Json& attributes, const Json& caps, 
 
 void WriteMediaType(const Json& settings, Json& attributes, const Json& caps, int64_t v) {
     int32_t aliasKey = 256;
-    if (v == 1 || v == 2 || v == 3) {
-        static const char* const kTypes[] = {"", "plain", "transparency", "glossy"};
-        attributes["media-type"] = kTypes[v];
+    if (const DeviceChoice* type = ChoiceByNumber(MediaTypes(), v)) {
+        attributes["media-type"] = type->word;
         aliasKey = static_cast<int32_t>(v);
     } else {
         bool matched = false;
@@ -296,7 +293,10 @@ const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters 
     {"dmColor",
      [](const Json& s, Json& a, const Json& caps, const Json&) {
          GetIntOrDefault(s, "dmColor", "Setting dmColor to color.", 2, [&](int64_t v) {
-             a["print-color-mode"] = v == 1 ? "monochrome" : "color";
+             // Anything but monochrome prints in colour.
+             const DeviceChoice* mode = ChoiceByNumber(ColorModes(), v);
+             a["print-color-mode"] =
+                 (mode != nullptr ? mode : ChoiceByNumber(ColorModes(), DMCOLOR_COLOR))->ippKeyword;
              ApplyPPDOption(caps, a, kColorOptionNames, kColorValueAliases,
                             static_cast<int32_t>(v));
          });
@@ -383,8 +383,17 @@ const std::vector<std::string> kWriterOrder = {
     "dmYResolution", "dmCopies",      "dmCollate",    "dmDefaultSource", "dmMediaType",
     "bStapled",      "bReversePages", "PagesPerSheet"};
 
-Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,
-                            const Json& jobSettings) {
+namespace {
+
+// The writers whose attributes a job sends as options; the rest (orientation, scale, copies,
+// collation, order, N-up) the sheets carry themselves.
+const std::vector<std::string> kJobOptionWriterOrder = {
+    "dmColor",         "dmDuplex",    "dmPrintQuality", "dmYResolution",
+    "dmDefaultSource", "dmMediaType", "bStapled"};
+
+// The settings JSON of a DEVMODE, with BinName and MediaTypeName from its driver-private
+// options and the job's own keys laid over it.
+Json SettingsOf(const DEVMODEW* devMode, const Json& jobSettings) {
     Json settings = SettingsFromDevMode(devMode);
     std::map<std::string, std::string> driverOptions = ReadDriverOptions(devMode);
     if (auto bin = driverOptions.find("media-source"); bin != driverOptions.end()) {
@@ -398,12 +407,25 @@ Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilit
             settings[key] = value;
         }
     }
+    return settings;
+}
 
+Json RunWriters(const Json& settings, const Json& deviceCapabilities,
+                const std::vector<std::string>& order) {
     Json attributes = Json::object();
     const Json unused;
-    for (const std::string& key : kWriterOrder) {
+    for (const std::string& key : order) {
         kSettingAttributeWriters.at(key)(settings, attributes, deviceCapabilities, unused);
     }
+    return attributes;
+}
+
+}  // namespace
+
+Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,
+                            const Json& jobSettings) {
+    Json settings = SettingsOf(devMode, jobSettings);
+    Json attributes = RunWriters(settings, deviceCapabilities, kWriterOrder);
     if (settings.contains("dmPaperSize")) {
         auto name = kPaperSizeMediaNames.find(settings["dmPaperSize"].get<int32_t>());
         if (name != kPaperSizeMediaNames.end()) {
@@ -415,6 +437,11 @@ Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilit
         attributes["media"] = settings["dmFormName"];
     }
     return attributes;
+}
+
+Json BuildJobOptionAttributes(const DEVMODEW* devMode, const Json& deviceCapabilities) {
+    return RunWriters(SettingsOf(devMode, Json::object()), deviceCapabilities,
+                      kJobOptionWriterOrder);
 }
 
 }  // namespace nvrprint::PrintJobSettingsHelper

@@ -68,5 +68,8 @@ Json SettingsFromDevMode(const DEVMODEW* devMode);
 // keys laid over that, every writer, and "media" named from the paper size or form name.
 Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,
                             const Json& jobSettings = Json::object());
+// Of those, only the attributes a print job sends as options: no orientation, scale, copies,
+// collation, order, N-up or medium, which the job's sheets carry.
+Json BuildJobOptionAttributes(const DEVMODEW* devMode, const Json& deviceCapabilities);
 
 }  // namespace nvrprint::PrintJobSettingsHelper

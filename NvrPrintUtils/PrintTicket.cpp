@@ -3,7 +3,6 @@
 #include <cstring>
 #include <sstream>
 
-#include "NvrPrintUtils/PrintSystem.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
@@ -208,8 +207,9 @@ std::vector<unsigned char> PrintTicket::XmlToBytes(const std::string& xml) {
     return bytes;
 }
 
-bool PrintTicket::MergePTSettingsWithDevmode(DEVMODEW* devMode, const std::string& printerName,
+bool PrintTicket::MergePTSettingsWithDevmode(DEVMODEW* devMode, PrinterSession* printer,
                                              const PrintJobSettings& settings) {
+    const std::string printerName = printer != nullptr ? printer->Name() : std::string();
     NVR_LOG_ENTRY("Entered: printerName={}", printerName);
     auto fail = [] {
         NVR_LOG_ENTRY("Returning false");
@@ -226,16 +226,8 @@ bool PrintTicket::MergePTSettingsWithDevmode(DEVMODEW* devMode, const std::strin
     NVR_LOG_INFO("Processing printer: {}, PagesPerSheet={}, ReversePages={}, Stapled={}",
                  printerName, settings.PagesPerSheet, settings.bReversePages, settings.bStapled);
 
-    PrintSystem& system = CurrentPrintSystem();
-    int error = 0;
-    std::unique_ptr<PrinterSession> printer = system.OpenPrinter(printerName, &error);
-    if (!printer) {
-        NVR_LOG_ERROR("Failed to open printer (Error: {})", error);
-        return fail();
-    }
     int32_t result = 0;
-    std::unique_ptr<PrintTicketProvider> provider =
-        system.OpenPrintTicketProvider(printerName, &result);
+    std::unique_ptr<PrintTicketProvider> provider = printer->OpenPrintTicketProvider(&result);
     if (!provider || result < 0) {
         NVR_LOG_WARNING(
             "PTOpenProvider failed (HRESULT: 0x{:X}). Printer may not support Print Tickets.",

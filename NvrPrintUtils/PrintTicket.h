@@ -6,6 +6,7 @@
 
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
+#include "NvrPrintUtils/PrinterSession.h"
 
 namespace nvrprint {
 
@@ -27,7 +28,9 @@ public:
     static bool RemoveExistingFeature(std::string& ticketXml, const std::string& featureName);
     static std::vector<unsigned char> XmlToBytes(const std::string& xml);
     static bool HasStapling(const std::string& ticketXml);
-    static bool MergePTSettingsWithDevmode(DEVMODEW* devMode, const std::string& printerName,
+    // Lays the job's extended settings over devMode through the printer's Print Tickets; a
+    // null printer is no printer.
+    static bool MergePTSettingsWithDevmode(DEVMODEW* devMode, PrinterSession* printer,
                                            const PrintJobSettings& settings);
     static std::string FormatXmlForLog(const std::string& xml);
 };

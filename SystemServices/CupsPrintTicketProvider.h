@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "NvrPrintUtils/IppDevMode.h"
-#include "NvrPrintUtils/PrintSystem.h"
+#include "NvrPrintUtils/PrinterSession.h"
 
 namespace nvrprint::platform {
 

@@ -1,34 +1,40 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
-
 #include <memory>
 #include <string>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/IppDevMode.h"
-#include "NvrPrintUtils/PrintSystem.h"
+#include "NvrPrintUtils/PrinterSession.h"
 
 // The printing services of the operating system: printers, their settings, and jobs.
 namespace nvrprint::platform {
 
-// The print system of this platform: CUPS destinations, their defaults and validation.
-std::shared_ptr<PrintSystem> CreateSystemPrintSystem();
+// A printer open for one job: one connection, made when it is opened, and what the printer
+// says of itself (capabilities, driver options) asked for on first need and kept for every
+// later step: defaults, Print Tickets, validation and the print device.
+class Printer : public PrinterSession {
+public:
+    // A print device for one job, laid out by the DEVMODE: its paper, orientation, resolution
+    // and scale make the sheet, its other fields and driver-private options (stapling among
+    // them) the job's options. Null, with an error number, on failure.
+    virtual std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW* devMode,
+                                                                   SheetLayout layout,
+                                                                   int* error) = 0;
+};
 
-// The default destination (honouring $PRINTER and lpoptions); empty when there is none, with
-// the cause in error.
-std::string GetDefaultPrinter(int* error);
+class PrintSystem {
+public:
+    virtual ~PrintSystem() = default;
+    // The default destination; empty when there is none, with the cause in error.
+    virtual std::string DefaultPrinter(int* error) = 0;
+    // The printer when it can be reached, else null with an error number. A name may also be
+    // an ipp:// or ipps:// URI, which is used directly, without a queue.
+    virtual std::unique_ptr<Printer> OpenPrinter(const std::string& name, int* error) = 0;
+};
 
-// True when the printer can be reached. A name may also be an ipp:// or ipps:// URI, which
-// is used directly, without a queue.
-bool CanOpenPrinter(const std::string& name, int* error);
-
-// A print device for one job on the printer, laid out by the DEVMODE: its paper, orientation,
-// resolution and scale make the sheet, its other fields and driver-private options (stapling
-// among them) the job's options. Null, with an error number, on failure.
-std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const std::string& printerName,
-                                                       const DEVMODEW* devMode, SheetLayout layout,
-                                                       int* error);
+// CUPS: destinations (honouring $PRINTER and lpoptions) stand for printers.
+std::unique_ptr<PrintSystem> CreateSystemPrintSystem();
 
 }  // namespace nvrprint::platform

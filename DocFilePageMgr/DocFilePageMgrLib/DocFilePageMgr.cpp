@@ -6,7 +6,6 @@
 #include <cstring>
 #include <filesystem>
 
-#include "NvrPrintUtils/PrintSystem.h"
 #include "logging/LogMacros.h"
 
 namespace docmgr {
@@ -55,16 +54,10 @@ void DocFilePageMgr::FireEvent(DocMgrEventType kind, const DocMgrEventData& data
     }
 }
 
-DevModePtr DocFilePageMgr::GetPrinterSettings(const std::string& printerName) {
+DevModePtr DocFilePageMgr::GetPrinterSettings(nvrprint::PrinterSession& printer) {
+    const std::string& printerName = printer.Name();
     NVR_LOG_DEBUG("Getting settings for printer: {}", printerName);
-    int error = 0;
-    std::unique_ptr<nvrprint::PrinterSession> printer =
-        nvrprint::CurrentPrintSystem().OpenPrinter(printerName, &error);
-    if (!printer) {
-        NVR_LOG_ERROR("Failed to open printer '{}' (Error: {})", printerName, error);
-        return {};
-    }
-    int32_t size = printer->DevModeSize();
+    int32_t size = printer.DevModeSize();
     if (size < 1 || static_cast<size_t>(size) < sizeof(nvrprint::DEVMODEW)) {
         NVR_LOG_ERROR("Failed to get DEVMODE size for printer: {} (returned size: {})", printerName,
                       size);
@@ -76,7 +69,7 @@ DevModePtr DocFilePageMgr::GetPrinterSettings(const std::string& printerName) {
         NVR_LOG_ERROR("Failed to allocate memory for DEVMODE ({} bytes)", size);
         return {};
     }
-    if (printer->DefaultDevMode(block.get()) != nvrprint::kIdOk) {
+    if (printer.DefaultDevMode(block.get()) != nvrprint::kIdOk) {
         NVR_LOG_ERROR("Failed to retrieve default DEVMODE for printer: {}", printerName);
         return {};
     }
@@ -84,7 +77,7 @@ DevModePtr DocFilePageMgr::GetPrinterSettings(const std::string& printerName) {
     // The same block goes in and comes out, so that the driver validates it.
     DevModePtr validated(
         static_cast<nvrprint::DEVMODEW*>(std::calloc(1, static_cast<size_t>(size))));
-    if (!validated || printer->ValidateDevMode(block.get(), validated.get()) != nvrprint::kIdOk) {
+    if (!validated || printer.ValidateDevMode(block.get(), validated.get()) != nvrprint::kIdOk) {
         NVR_LOG_ERROR("Failed to validate DEVMODE for printer: {}", printerName);
         return {};
     }

@@ -14,6 +14,7 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
+#include "NvrPrintUtils/PrinterSession.h"
 #include "platform/Bitmap.h"
 #include "platform/FileSystem.h"
 
@@ -72,7 +73,8 @@ public:
 
     // 1 PDF, 2 XPS, 3 OXPS.
     virtual int32_t GetDocumentType() = 0;
-    virtual DevModePtr GetPrinterSettings(const std::string& printerName);
+    // The printer's default DEVMODE, as its driver validates it.
+    virtual DevModePtr GetPrinterSettings(nvrprint::PrinterSession& printer);
     // Whether printing lays out the job's sheets here (N-up, order, copies); a backend that
     // sends the document's pages as they are leaves those to the printer's defaults.
     virtual bool LaysOutSheets() const { return true; }
@@ -110,6 +112,8 @@ public:
     uint64_t m_pageCount = 0;
     bool m_deleteTempFile = true;
     nvrprint::PrintJobSettings m_printJobSettings;
+    // The job's printer, open for the job; set with the job's settings, not owned.
+    nvrprint::PrinterSession* m_printer = nullptr;
 
 protected:
     virtual bool OnLoadDocument(const std::string& path) = 0;

@@ -99,7 +99,7 @@ bool PageMgrXps::OnPrintStarting(const std::string& printerName, const std::stri
         NVR_LOG_ERROR("No print device for: {}", printerName);
         return false;
     }
-    DevModePtr devMode = GetPrinterSettings(printerName);
+    DevModePtr devMode = m_printer != nullptr ? GetPrinterSettings(*m_printer) : nullptr;
     if (!devMode) {
         NVR_LOG_ERROR("Failed to get printer settings for: {}", printerName);
         return false;

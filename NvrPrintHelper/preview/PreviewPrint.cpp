@@ -1,7 +1,9 @@
 // The preview's Print command: the system print dialog, opened on the job's printer with
 // the job's settings, and the print through the application's callback.
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <future>
 #include <thread>
 
@@ -10,7 +12,7 @@
 #include "NvrPrintHelper/preview/PreviewWidgets.h"
 #include "NvrPrintHelper/preview/PreviewWindow.h"
 #include "NvrPrintUtils/DialogSettings.h"
-#include "NvrPrintUtils/PrintSystem.h"
+#include "SystemServices/PrinterServices.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
@@ -22,27 +24,35 @@ constexpr auto kPrinterQueryLimit = std::chrono::seconds(15);
 // The code the log gives a query that did not answer in time.
 constexpr uint32_t kQueryTimedOut = 0x000005B4;  // a timeout, as the system numbers it
 
-// The printer's defaults, asked for on a thread of its own: a scheduler that hangs costs the
-// dialog its settings, never the window. Null with timedOut set when no answer came.
-DevModePtr QueryPrinterDefaults(docmgr::DocFilePageMgr* manager, const std::string& printer,
-                                bool* timedOut) {
-    auto query = std::make_shared<std::packaged_task<DevModePtr()>>(
-        [manager, printer] { return manager->GetPrinterSettings(printer); });
-    std::future<DevModePtr> answer = query->get_future();
+// A printer opened for the dialog, with its defaults.
+struct OpenedPrinter {
+    std::unique_ptr<platform::Printer> printer;
+    DevModePtr defaults;
+};
+
+// Opens the printer and asks for its defaults on a thread of its own: a scheduler that
+// hangs costs the dialog its settings, never the window. timedOut says when no answer came.
+OpenedPrinter OpenWithDefaults(platform::PrintSystem& printers, docmgr::DocFilePageMgr* manager,
+                               const std::string& name, bool* timedOut) {
+    auto query = std::make_shared<std::packaged_task<OpenedPrinter()>>([&printers, manager, name] {
+        OpenedPrinter opened;
+        int error = 0;
+        opened.printer = printers.OpenPrinter(name, &error);
+        if (opened.printer) {
+            opened.defaults = manager->GetPrinterSettings(*opened.printer);
+        }
+        return opened;
+    });
+    std::future<OpenedPrinter> answer = query->get_future();
     // The thread owns the task: left behind when it hangs, it ends on its own later.
     std::thread([query] { (*query)(); }).detach();
     *timedOut = answer.wait_for(kPrinterQueryLimit) != std::future_status::ready;
-    return *timedOut ? DevModePtr() : answer.get();
+    return *timedOut ? OpenedPrinter() : answer.get();
 }
 
 // The printer's own check of the dialog's settings: what it cannot do is corrected.
-DevModePtr ValidatedByPrinter(const std::string& printer, const DEVMODEW* devMode) {
-    int error = 0;
-    std::unique_ptr<PrinterSession> session = CurrentPrintSystem().OpenPrinter(printer, &error);
-    if (!session) {
-        return {};
-    }
-    int32_t size = session->DevModeSize();
+DevModePtr ValidatedByPrinter(PrinterSession& printer, const DEVMODEW* devMode) {
+    int32_t size = printer.DevModeSize();
     if (size < static_cast<int32_t>(sizeof(DEVMODEW))) {
         return {};
     }
@@ -54,7 +64,7 @@ DevModePtr ValidatedByPrinter(const std::string& printer, const DEVMODEW* devMod
     std::memcpy(in.get(), devMode,
                 std::min<size_t>(static_cast<size_t>(size),
                                  static_cast<size_t>(devMode->dmSize) + devMode->dmDriverExtra));
-    if (session->ValidateDevMode(in.get(), out.get()) != kIdOk) {
+    if (printer.ValidateDevMode(in.get(), out.get()) != kIdOk) {
         return {};
     }
     return out;
@@ -122,13 +132,15 @@ void PreviewWindow::OnPrint() {
     NVR_LOG_INFO("User initiated print from preview");
     NVR_LOG_DEBUG("Opening printer: {}", m_printerName);
     Widgets& w = *m_widgets;
+    OpenedPrinter opened;
     DevModePtr prepared;
     if (m_printerName.empty() || m_pageManager == nullptr) {
         NVR_LOG_WARNING("Failed to open printer or printer name is empty");
     } else {
         NVR_LOG_DEBUG("Printer opened successfully, getting DEVMODE size");
         bool timedOut = false;
-        prepared = QueryPrinterDefaults(m_pageManager, m_printerName, &timedOut);
+        opened = OpenWithDefaults(m_printers, m_pageManager, m_printerName, &timedOut);
+        prepared = std::move(opened.defaults);
         if (timedOut) {
             NVR_LOG_WARNING(
                 "Exception caught in DocumentPropertiesW size query (buggy printer driver). "
@@ -141,7 +153,7 @@ void PreviewWindow::OnPrint() {
             NVR_LOG_DEBUG("Got DEVMODE, applying settings");
             if (m_settings != nullptr) {
                 NVR_LOG_DEBUG("Applying current settings to print dialog");
-                m_settings->ApplyToDevMode(prepared.get(), m_printerName);
+                m_settings->ApplyToDevMode(prepared.get(), opened.printer.get());
             }
             NVR_LOG_DEBUG("Initialized print dialog with current settings");
         }
@@ -200,15 +212,16 @@ void PreviewWindow::OnPrint() {
         fromDialog = std::move(prepared);
     } else if (!m_printerName.empty() && m_pageManager != nullptr) {
         bool timedOut = false;
-        fromDialog = QueryPrinterDefaults(m_pageManager, m_printerName, &timedOut);
+        opened = OpenWithDefaults(m_printers, m_pageManager, m_printerName, &timedOut);
+        fromDialog = std::move(opened.defaults);
         if (fromDialog && m_settings != nullptr) {
-            m_settings->ApplyToDevMode(fromDialog.get(), m_printerName);
+            m_settings->ApplyToDevMode(fromDialog.get(), opened.printer.get());
         }
     }
     DevModePtr validated;
-    if (fromDialog) {
+    if (fromDialog && opened.printer) {
         ApplyDialogSettings(chosen, fromDialog.get());
-        validated = ValidatedByPrinter(m_printerName, fromDialog.get());
+        validated = ValidatedByPrinter(*opened.printer, fromDialog.get());
         if (validated) {
             NVR_LOG_DEBUG("Locked validated DEVMODE from print dialog");
         }

@@ -91,7 +91,7 @@ int32_t TextWidth(GtkWidget* widget, const std::string& text) {
 
 bool PreviewWindow::s_fitOnFirstLoad = true;
 
-PreviewWindow::PreviewWindow() = default;
+PreviewWindow::PreviewWindow(platform::PrintSystem& printers) : m_printers(printers) {}
 
 PreviewWindow::~PreviewWindow() = default;
 

@@ -11,6 +11,7 @@
 #include "NvrPrintHelper/preview/ZoomMath.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
+#include "SystemServices/PrinterServices.h"
 
 namespace nvrprint {
 
@@ -31,7 +32,8 @@ using PrintCallback =
 // only fill in the print dialog. Everything runs on the main thread.
 class PreviewWindow {
 public:
-    PreviewWindow();
+    // The printers are the ones the print dialog offers and checks its settings with.
+    explicit PreviewWindow(platform::PrintSystem& printers);
     ~PreviewWindow();
     PreviewWindow(const PreviewWindow&) = delete;
     PreviewWindow& operator=(const PreviewWindow&) = delete;
@@ -103,6 +105,7 @@ private:
     void SetMainViewScroll(preview::Scroll scroll);
     void AfterZoomChange();
 
+    platform::PrintSystem& m_printers;
     std::unique_ptr<Widgets> m_widgets;
     docmgr::DocFilePageMgr* m_pageManager = nullptr;
     PrintJobSettings* m_settings = nullptr;

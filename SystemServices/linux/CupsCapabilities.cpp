@@ -116,13 +116,19 @@ nlohmann::json PpdOptionsOf(const CupsDestination& d) {
     if (!d.IsQueue()) {
         return options;
     }
-    const char* fetched = cupsGetPPD2(CUPS_HTTP_DEFAULT, d.Name().c_str());
-    if (fetched == nullptr) {
+    // Fetched over the destination's own connection: the library's fetch would open another
+    // to the host the scheduler names itself by.
+    char path[1024];
+    const int fd = cupsTempFd(path, sizeof path);
+    if (fd < 0) {
         return options;
     }
-    const std::string path = fetched;
-    std::unique_ptr<ppd_file_t, PpdClose> ppd(ppdOpenFile(path.c_str()));
-    unlink(path.c_str());
+    const std::string resource = std::string("/printers/") + d.Dest()->name + ".ppd";
+    const http_status_t status = cupsGetFd(d.Http(), resource.c_str(), fd);
+    close(fd);
+    std::unique_ptr<ppd_file_t, PpdClose> ppd(status == HTTP_STATUS_OK ? ppdOpenFile(path)
+                                                                       : nullptr);
+    unlink(path);
     if (!ppd) {
         return options;
     }

@@ -9,8 +9,8 @@ bool IsPrinterUri(const std::string& name) {
 }
 
 CupsDestination::CupsDestination(Key, std::string name, bool isQueue, cups_dest_t* dest,
-                                 http_t* http, cups_dinfo_t* info)
-    : m_name(std::move(name)), m_isQueue(isQueue), m_dest(dest), m_http(http), m_info(info) {}
+                                 http_t* http)
+    : m_name(std::move(name)), m_isQueue(isQueue), m_dest(dest), m_http(http) {}
 
 CupsDestination::~CupsDestination() {
     cupsFreeDestInfo(m_info);
@@ -18,38 +18,62 @@ CupsDestination::~CupsDestination() {
     cupsFreeDests(1, m_dest);
 }
 
+namespace {
+
+struct HttpClose {
+    void operator()(http_t* http) const { httpClose(http); }
+};
+using HttpPtr = std::unique_ptr<http_t, HttpClose>;
+
+}  // namespace
+
 std::unique_ptr<CupsDestination> CupsDestination::Open(const std::string& name, int* error,
                                                        std::string* reason) {
-    const bool uri = IsPrinterUri(name);
-    cups_dest_t* dest = uri ? cupsGetDestWithURI(nullptr, name.c_str())
-                            : cupsGetNamedDest(CUPS_HTTP_DEFAULT, name.c_str(), nullptr);
-    if (dest == nullptr) {
+    if (!IsPrinterUri(name)) {
+        // A queue is asked through its scheduler, which must be addressed by the very name
+        // the client library uses, or the library takes the queue's device for the printer.
+        HttpPtr http(httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1,
+                                  30000, nullptr));
+        if (!http) {
+            *error = static_cast<int>(IPP_STATUS_ERROR_SERVICE_UNAVAILABLE);
+            *reason = cupsLastErrorString();
+            return nullptr;
+        }
+        CupsDestPtr dest(cupsGetNamedDest(http.get(), name.c_str(), nullptr));
+        if (!dest) {
+            *error = static_cast<int>(cupsLastError());
+            *reason = cupsLastErrorString();
+            return nullptr;
+        }
+        return std::make_unique<CupsDestination>(Key{}, name, true, dest.release(), http.release());
+    }
+    CupsDestPtr dest(cupsGetDestWithURI(nullptr, name.c_str()));
+    if (!dest) {
         *error = ENOENT;
         *reason = cupsLastErrorString();
         return nullptr;
     }
-    // A queue is asked through its scheduler, which must be addressed by the very name the
-    // client library uses, or the library takes the queue's device for the printer; a URI
-    // is asked directly.
-    http_t* http = uri ? cupsConnectDest(dest, CUPS_DEST_FLAGS_DEVICE, 30000, nullptr, nullptr, 0,
-                                         nullptr, nullptr)
-                       : httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(),
-                                      1, 30000, nullptr);
+    http_t* http = cupsConnectDest(dest.get(), CUPS_DEST_FLAGS_DEVICE, 30000, nullptr, nullptr, 0,
+                                   nullptr, nullptr);
     if (http == nullptr) {
         *error = errno != 0 ? errno : ECONNREFUSED;
         *reason = cupsLastErrorString();
-        cupsFreeDests(1, dest);
         return nullptr;
     }
-    cups_dinfo_t* info = cupsCopyDestInfo(http, dest);
-    if (info == nullptr) {
-        *error = EIO;
-        *reason = cupsLastErrorString();
-        httpClose(http);
-        cupsFreeDests(1, dest);
-        return nullptr;
+    auto destination = std::make_unique<CupsDestination>(Key{}, name, false, dest.release(), http);
+    return destination->LoadInfo(error, reason) ? std::move(destination) : nullptr;
+}
+
+bool CupsDestination::LoadInfo(int* error, std::string* reason) {
+    if (m_info == nullptr) {
+        m_info = cupsCopyDestInfo(m_http, m_dest);
+        if (m_info == nullptr) {
+            *error = EIO;
+            *reason = cupsLastErrorString();
+            return false;
+        }
     }
-    return std::make_unique<CupsDestination>(Key{}, name, !uri, dest, http, info);
+    return true;
 }
 
 std::string CupsDestination::DefaultKeyword(const char* option) const {

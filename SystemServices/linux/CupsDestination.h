@@ -7,13 +7,22 @@
 
 namespace nvrprint::platform {
 
+struct CupsDestFree {
+    void operator()(cups_dest_t* dest) const { cupsFreeDests(1, dest); }
+};
+using CupsDestPtr = std::unique_ptr<cups_dest_t, CupsDestFree>;
+
 // A CUPS destination with its connection and capabilities, all released together. The name
 // is a queue of the scheduler or an ipp:// or ipps:// printer URI.
 class CupsDestination {
 public:
-    // Null, with an error number and the scheduler's words, when it cannot be reached.
+    // Connects to the destination: a queue is looked up through the connection to its
+    // scheduler, a printer URI is asked for its capabilities, since it exists only when it
+    // answers. Null, with an error number and the scheduler's words, when there is none.
     static std::unique_ptr<CupsDestination> Open(const std::string& name, int* error,
                                                  std::string* reason);
+    // Reads the capabilities over the open connection, once; everything below needs them.
+    bool LoadInfo(int* error, std::string* reason);
     ~CupsDestination();
     CupsDestination(const CupsDestination&) = delete;
     CupsDestination& operator=(const CupsDestination&) = delete;
@@ -35,15 +44,14 @@ public:
     struct Key {
         explicit Key() = default;
     };
-    CupsDestination(Key, std::string name, bool isQueue, cups_dest_t* dest, http_t* http,
-                    cups_dinfo_t* info);
+    CupsDestination(Key, std::string name, bool isQueue, cups_dest_t* dest, http_t* http);
 
 private:
     std::string m_name;
     bool m_isQueue;
     cups_dest_t* m_dest;
     http_t* m_http;
-    cups_dinfo_t* m_info;
+    cups_dinfo_t* m_info = nullptr;
 };
 
 bool IsPrinterUri(const std::string& name);

@@ -35,7 +35,7 @@ std::string CutAtCharacter(const std::string& text, size_t limit) {
 
 }  // namespace
 
-CupsPrintDevice::CupsPrintDevice(std::unique_ptr<CupsDestination> destination,
+CupsPrintDevice::CupsPrintDevice(std::shared_ptr<CupsDestination> destination,
                                  const SheetGeometry& sheet, JobOptions options)
     : m_destination(std::move(destination)), m_sheet(sheet), m_options(std::move(options)) {}
 

@@ -20,7 +20,7 @@ class CupsPrintDevice final : public docmgr::PrintDevice {
 public:
     using JobOptions = std::vector<std::pair<std::string, std::string>>;
 
-    CupsPrintDevice(std::unique_ptr<CupsDestination> destination, const SheetGeometry& sheet,
+    CupsPrintDevice(std::shared_ptr<CupsDestination> destination, const SheetGeometry& sheet,
                     JobOptions options);
     ~CupsPrintDevice() override;
 
@@ -42,7 +42,8 @@ private:
     // The job's document stream broke; reason says where.
     int StreamFailed(const std::string& reason);
 
-    std::unique_ptr<CupsDestination> m_destination;
+    // Shared with the printer it was made by: one connection for the whole job.
+    std::shared_ptr<CupsDestination> m_destination;
     SheetGeometry m_sheet;
     JobOptions m_options;
     std::unique_ptr<PdfSheetWriter> m_writer;

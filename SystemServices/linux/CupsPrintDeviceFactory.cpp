@@ -1,11 +1,8 @@
 // Making a print device: the sheet from the DEVMODE and the printer's media, the job's
 // options from the DEVMODE's attributes.
-#include <cerrno>
-
+#include "SystemServices/linux/CupsPrintDeviceFactory.h"
 #include "NvrPrintUtils/IppDevMode.h"
 #include "NvrPrintUtils/PrintJobSettingsHelper.h"
-#include "SystemServices/PrinterServices.h"
-#include "SystemServices/linux/CupsCapabilities.h"
 #include "SystemServices/linux/CupsPrintDevice.h"
 #include "logging/LogMacros.h"
 
@@ -44,18 +41,17 @@ MediaSize SheetMedia(const CupsDestination& destination, const DEVMODEW& devMode
 
 // The job's attributes, with a PPD choice only where the job asks for something the
 // printer would not do by default.
-nlohmann::json JobAttributes(const CupsDestination& destination, const DEVMODEW& devMode,
+nlohmann::json JobAttributes(const CupsDestination& destination, const PrinterCapabilities& caps,
+                             const nlohmann::json& ppdOptions, const DEVMODEW& devMode,
                              const MediaSize& media) {
-    const nlohmann::json ppdOptions = PpdOptionsOf(destination);
     nlohmann::json attributes =
-        PrintJobSettingsHelper::BuildAttributeDocument(&devMode, ppdOptions);
+        PrintJobSettingsHelper::BuildJobOptionAttributes(&devMode, ppdOptions);
     if (!ppdOptions.empty()) {
-        DevModePtr defaults =
-            DevModeFromCapabilities(CapabilitiesOf(destination), destination.Name());
+        DevModePtr defaults = DevModeFromCapabilities(caps, destination.Name());
         if (defaults) {
             attributes = WithoutDefaultPpdChoices(
                 std::move(attributes),
-                PrintJobSettingsHelper::BuildAttributeDocument(defaults.get(), ppdOptions),
+                PrintJobSettingsHelper::BuildJobOptionAttributes(defaults.get(), ppdOptions),
                 ppdOptions);
         }
     }
@@ -66,40 +62,30 @@ nlohmann::json JobAttributes(const CupsDestination& destination, const DEVMODEW&
 
 }  // namespace
 
-std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const std::string& printerName,
-                                                       const DEVMODEW* devMode, SheetLayout layout,
-                                                       int* error) {
-    if (devMode == nullptr) {
-        *error = EINVAL;
-        return nullptr;
-    }
-    std::string reason;
-    std::unique_ptr<CupsDestination> destination =
-        CupsDestination::Open(printerName, error, &reason);
-    if (!destination) {
-        NVR_LOG_ERROR("Cannot open printer {}: {}", printerName, reason);
-        return nullptr;
-    }
-    const MediaSize media = SheetMedia(*destination, *devMode);
+std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
+    std::shared_ptr<CupsDestination> destination, const PrinterCapabilities& caps,
+    const nlohmann::json& ppdOptions, const DEVMODEW& devMode, SheetLayout layout) {
+    const MediaSize media = SheetMedia(*destination, devMode);
     const bool landscape =
-        (devMode->dmFields & DM_ORIENTATION) && devMode->dmOrientation == DMORIENT_LANDSCAPE;
-    const int dpiX = (devMode->dmFields & DM_PRINTQUALITY) && devMode->dmPrintQuality > 0
-                         ? devMode->dmPrintQuality
+        (devMode.dmFields & DM_ORIENTATION) && devMode.dmOrientation == DMORIENT_LANDSCAPE;
+    const int dpiX = (devMode.dmFields & DM_PRINTQUALITY) && devMode.dmPrintQuality > 0
+                         ? devMode.dmPrintQuality
                          : kDefaultDpi;
-    const int dpiY = (devMode->dmFields & DM_YRESOLUTION) && devMode->dmYResolution > 0
-                         ? devMode->dmYResolution
+    const int dpiY = (devMode.dmFields & DM_YRESOLUTION) && devMode.dmYResolution > 0
+                         ? devMode.dmYResolution
                          : dpiX;
     SheetGeometry sheet = MakeSheetGeometry(media, landscape, dpiX, dpiY);
-    if ((devMode->dmFields & DM_SCALE) && devMode->dmScale >= kMinScale &&
-        devMode->dmScale <= kMaxScale) {
-        sheet.scale = devMode->dmScale / 100.0;
+    if ((devMode.dmFields & DM_SCALE) && devMode.dmScale >= kMinScale &&
+        devMode.dmScale <= kMaxScale) {
+        sheet.scale = devMode.dmScale / 100.0;
     }
     NVR_LOG_DEBUG("Sheet {} {}: {}x{} pts, printable {}x{} px at {}x{} DPI, scale {}", media.name,
                   landscape ? "landscape" : "portrait", sheet.widthPoints, sheet.heightPoints,
                   sheet.printableWidth, sheet.printableHeight, dpiX, dpiY, sheet.scale);
 
-    CupsPrintDevice::JobOptions options = JobOptionsFromAttributes(
-        JobAttributes(*destination, *devMode, media), ReadDriverOptions(devMode), layout);
+    CupsPrintDevice::JobOptions options =
+        JobOptionsFromAttributes(JobAttributes(*destination, caps, ppdOptions, devMode, media),
+                                 ReadDriverOptions(&devMode), layout);
     return std::make_unique<CupsPrintDevice>(std::move(destination), sheet, std::move(options));
 }
 

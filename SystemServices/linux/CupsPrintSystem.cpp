@@ -2,11 +2,13 @@
 // default DEVMODE, and our "driver" corrects a DEVMODE against what the printer supports.
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include "SystemServices/CupsPrintTicketProvider.h"
 #include "SystemServices/PrinterServices.h"
 #include "SystemServices/linux/CupsCapabilities.h"
 #include "SystemServices/linux/CupsDestination.h"
+#include "SystemServices/linux/CupsPrintDeviceFactory.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint::platform {
@@ -26,17 +28,26 @@ std::string FinishingsStaple(const CupsDestination& destination) {
     return {};
 }
 
-class CupsPrinterSession final : public PrinterSession {
+size_t DevModeBytes(const DEVMODEW& dm) {
+    return static_cast<size_t>(dm.dmSize) + dm.dmDriverExtra;
+}
+
+// A CUPS destination for one job: one connection, opened with the printer; the
+// capabilities and the PPD follow over it on first need and serve every later step.
+class CupsPrinter final : public Printer {
 public:
-    CupsPrinterSession(std::string name, PrinterCapabilities caps)
-        : m_name(std::move(name)), m_caps(std::move(caps)) {}
+    CupsPrinter(std::string name, std::unique_ptr<CupsDestination> destination)
+        : m_name(std::move(name)), m_destination(std::move(destination)) {}
+
+    const std::string& Name() const override { return m_name; }
 
     int32_t DevModeSize() override {
         return static_cast<int32_t>(sizeof(DEVMODEW) + kDriverExtraBytes);
     }
 
     int32_t DefaultDevMode(DEVMODEW* out) override {
-        DevModePtr defaults = DevModeFromCapabilities(m_caps, m_name);
+        const PrinterCapabilities* caps = Capabilities();
+        DevModePtr defaults = caps != nullptr ? DevModeFromCapabilities(*caps, m_name) : nullptr;
         if (!defaults) {
             return -1;
         }
@@ -45,6 +56,10 @@ public:
     }
 
     int32_t ValidateDevMode(const DEVMODEW* in, DEVMODEW* out) override {
+        const PrinterCapabilities* caps = Capabilities();
+        if (caps == nullptr) {
+            return -1;
+        }
         // The public part as given, the driver-private part as far as it fits.
         const size_t size = static_cast<size_t>(DevModeSize());
         DevModePtr work = AllocateDevMode(kDriverExtraBytes);
@@ -56,92 +71,111 @@ public:
         work->dmSize = sizeof(DEVMODEW);
         work->dmDriverExtra = static_cast<uint16_t>(given - sizeof(DEVMODEW));
         SetDevModeText(work->dmDeviceName, m_name);
-        CorrectDevMode(*work, m_caps);
+        CorrectDevMode(*work, *caps);
         std::memmove(static_cast<void*>(out), work.get(), DevModeBytes(*work));
         return kIdOk;
     }
 
+    std::unique_ptr<PrintTicketProvider> OpenPrintTicketProvider(int32_t* result) override {
+        if (Destination() == nullptr) {
+            *result = kNoSuchPrinter;
+            return nullptr;
+        }
+        if (!m_staple) {
+            m_staple = StapleOptionFor(PpdOptions(), FinishingsStaple(*m_destination));
+        }
+        *result = 0;
+        return CreatePrintTicketProvider(*m_staple);
+    }
+
+    std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW* devMode,
+                                                           SheetLayout layout,
+                                                           int* error) override {
+        if (devMode == nullptr) {
+            *error = EINVAL;
+            return nullptr;
+        }
+        const PrinterCapabilities* caps = Capabilities();
+        if (caps == nullptr) {
+            NVR_LOG_ERROR("Cannot open printer {}: {}", m_name, m_connectReason);
+            *error = m_connectError;
+            return nullptr;
+        }
+        return CreateCupsPrintDevice(m_destination, *caps, PpdOptions(), *devMode, layout);
+    }
+
 private:
-    static size_t DevModeBytes(const DEVMODEW& dm) {
-        return static_cast<size_t>(dm.dmSize) + dm.dmDriverExtra;
+    // The destination with its capabilities read; null, with the cause kept, when it does
+    // not answer.
+    CupsDestination* Destination() {
+        if (!m_infoTried) {
+            m_infoTried = true;
+            m_infoLoaded = m_destination->LoadInfo(&m_connectError, &m_connectReason);
+            if (!m_infoLoaded) {
+                NVR_LOG_DEBUG("Cannot reach printer {}: {}", m_name, m_connectReason);
+            }
+        }
+        return m_infoLoaded ? m_destination.get() : nullptr;
+    }
+
+    const PrinterCapabilities* Capabilities() {
+        if (!m_caps && Destination() != nullptr) {
+            m_caps = CapabilitiesOf(*m_destination);
+        }
+        return m_caps ? &*m_caps : nullptr;
+    }
+
+    const nlohmann::json& PpdOptions() {
+        if (!m_ppdOptions) {
+            m_ppdOptions =
+                Destination() != nullptr ? PpdOptionsOf(*m_destination) : nlohmann::json::object();
+        }
+        return *m_ppdOptions;
     }
 
     std::string m_name;
-    PrinterCapabilities m_caps;
+    bool m_infoTried = false;
+    bool m_infoLoaded = false;
+    int m_connectError = 0;
+    std::string m_connectReason;
+    std::shared_ptr<CupsDestination> m_destination;
+    std::optional<PrinterCapabilities> m_caps;
+    std::optional<nlohmann::json> m_ppdOptions;
+    std::optional<StapleOption> m_staple;
 };
 
 class CupsPrintSystem final : public PrintSystem {
 public:
-    std::unique_ptr<PrinterSession> OpenPrinter(const std::string& name, int* error) override {
+    std::string DefaultPrinter(int* error) override {
+        CupsDestPtr dest(cupsGetNamedDest(CUPS_HTTP_DEFAULT, nullptr, nullptr));
+        if (!dest) {
+            *error = static_cast<int>(cupsLastError());
+            NVR_LOG_DEBUG("No default destination: {}", cupsLastErrorString());
+            return {};
+        }
+        std::string name = dest->name;
+        if (dest->instance != nullptr) {
+            name += "/";
+            name += dest->instance;
+        }
+        return name;
+    }
+
+    std::unique_ptr<Printer> OpenPrinter(const std::string& name, int* error) override {
         std::string reason;
         std::unique_ptr<CupsDestination> destination = CupsDestination::Open(name, error, &reason);
         if (!destination) {
-            NVR_LOG_DEBUG("Cannot reach printer {}: {}", name, reason);
+            NVR_LOG_DEBUG("No destination {}: {}", name, reason);
             return nullptr;
         }
-        return std::make_unique<CupsPrinterSession>(name, CapabilitiesOf(*destination));
+        return std::make_unique<CupsPrinter>(name, std::move(destination));
     }
-
-    std::unique_ptr<PrintTicketProvider> OpenPrintTicketProvider(const std::string& name,
-                                                                 int32_t* result) override {
-        int error = 0;
-        std::string reason;
-        std::unique_ptr<CupsDestination> destination = CupsDestination::Open(name, &error, &reason);
-        if (!destination) {
-            NVR_LOG_DEBUG("Cannot reach printer {}: {}", name, reason);
-            *result = kNoSuchPrinter;
-            return nullptr;
-        }
-        *result = 0;
-        return CreatePrintTicketProvider(
-            StapleOptionFor(PpdOptionsOf(*destination), FinishingsStaple(*destination)));
-    }
-};
-
-struct DestsFree {
-    void operator()(cups_dest_t* dest) const { cupsFreeDests(1, dest); }
 };
 
 }  // namespace
 
-std::shared_ptr<PrintSystem> CreateSystemPrintSystem() {
-    return std::make_shared<CupsPrintSystem>();
-}
-
-std::string GetDefaultPrinter(int* error) {
-    std::unique_ptr<cups_dest_t, DestsFree> dest(
-        cupsGetNamedDest(CUPS_HTTP_DEFAULT, nullptr, nullptr));
-    if (!dest) {
-        *error = static_cast<int>(cupsLastError());
-        NVR_LOG_DEBUG("No default destination: {}", cupsLastErrorString());
-        return {};
-    }
-    std::string name = dest->name;
-    if (dest->instance != nullptr) {
-        name += "/";
-        name += dest->instance;
-    }
-    return name;
-}
-
-bool CanOpenPrinter(const std::string& name, int* error) {
-    if (IsPrinterUri(name)) {
-        // A printer without a queue: it exists when it answers.
-        std::string reason;
-        if (!CupsDestination::Open(name, error, &reason)) {
-            NVR_LOG_DEBUG("Printer {} does not answer: {}", name, reason);
-            return false;
-        }
-        return true;
-    }
-    std::unique_ptr<cups_dest_t, DestsFree> dest(
-        cupsGetNamedDest(CUPS_HTTP_DEFAULT, name.c_str(), nullptr));
-    if (!dest) {
-        *error = static_cast<int>(cupsLastError());
-        NVR_LOG_DEBUG("No destination {}: {}", name, cupsLastErrorString());
-        return false;
-    }
-    return true;
+std::unique_ptr<PrintSystem> CreateSystemPrintSystem() {
+    return std::make_unique<CupsPrintSystem>();
 }
 
 }  // namespace nvrprint::platform

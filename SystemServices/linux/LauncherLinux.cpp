@@ -13,9 +13,9 @@
 extern char** environ;
 
 namespace nvrprint::platform {
-namespace {}  // namespace
+namespace {
 
-bool StartProgram(const std::string& program, const std::string& file, int* error) {
+bool Spawn(const std::string& program, const std::string& file, int* error) {
     std::string programArg = program;
     std::string fileArg = file;
     char* argv[] = {programArg.data(), fileArg.data(), nullptr};
@@ -30,7 +30,7 @@ bool StartProgram(const std::string& program, const std::string& file, int* erro
     return true;
 }
 
-OpenResult OpenWithDefaultApplication(const std::string& path) {
+OpenResult OpenWithDefault(const std::string& path) {
     OpenResult result;
     GObjectPtr<GFile> file(g_file_new_for_path(path.c_str()));
     GError* raw = nullptr;
@@ -61,6 +61,22 @@ OpenResult OpenWithDefaultApplication(const std::string& path) {
     }
     result.outcome = OpenResult::Started;
     return result;
+}
+
+class SystemLauncher final : public Launcher {
+public:
+    bool StartProgram(const std::string& program, const std::string& file, int* error) override {
+        return Spawn(program, file, error);
+    }
+    OpenResult OpenWithDefaultApplication(const std::string& file) override {
+        return OpenWithDefault(file);
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<Launcher> CreateSystemLauncher() {
+    return std::make_unique<SystemLauncher>();
 }
 
 }  // namespace nvrprint::platform

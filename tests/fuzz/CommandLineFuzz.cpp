@@ -54,7 +54,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         argv.push_back(argument.c_str());
     }
     {
-        nvrprint::NvrPrintHelper app(std::make_unique<QuietNotices>());
+        nvrprint::platform::Platform os = nvrprint::platform::CreateSystemPlatform();
+        os.notices = std::make_unique<QuietNotices>();
+        nvrprint::NvrPrintHelper app(os);
         app.ParseCommandLine(static_cast<int>(argv.size()), argv.data());
     }
     // Options may have turned the logger's outputs on.

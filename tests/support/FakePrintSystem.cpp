@@ -7,28 +7,6 @@ namespace {
 
 using namespace nvrprint;
 
-class FakeSession final : public PrinterSession {
-public:
-    explicit FakeSession(FakePrintSystem* system) : m_system(system) {}
-    int32_t DevModeSize() override { return sizeof(DEVMODEW); }
-    int32_t DefaultDevMode(DEVMODEW* out) override {
-        std::memset(static_cast<void*>(out), 0, sizeof(DEVMODEW));
-        out->dmSize = sizeof(DEVMODEW);
-        out->dmSpecVersion = DM_SPECVERSION;
-        return kIdOk;
-    }
-    int32_t ValidateDevMode(const DEVMODEW* in, DEVMODEW* out) override {
-        ++m_system->validations;
-        std::memcpy(static_cast<void*>(out), in, sizeof(DEVMODEW));
-        out->dmDriverExtra = 0;
-        m_system->correct(*out);
-        return m_system->validateResult;
-    }
-
-private:
-    FakePrintSystem* m_system;
-};
-
 class FakeProvider final : public PrintTicketProvider {
 public:
     explicit FakeProvider(FakePrintSystem* system) : m_system(system) {}
@@ -50,25 +28,70 @@ private:
     FakePrintSystem* m_system;
 };
 
+class FakePrinter final : public platform::Printer {
+public:
+    explicit FakePrinter(FakePrintSystem* system) : m_system(system) {}
+    const std::string& Name() const override { return m_system->printerName; }
+    int32_t DevModeSize() override { return sizeof(DEVMODEW); }
+    int32_t DefaultDevMode(DEVMODEW* out) override {
+        std::memset(static_cast<void*>(out), 0, sizeof(DEVMODEW));
+        out->dmSize = sizeof(DEVMODEW);
+        out->dmSpecVersion = DM_SPECVERSION;
+        return kIdOk;
+    }
+    int32_t ValidateDevMode(const DEVMODEW* in, DEVMODEW* out) override {
+        ++m_system->validations;
+        std::memcpy(static_cast<void*>(out), in, sizeof(DEVMODEW));
+        out->dmDriverExtra = 0;
+        m_system->correct(*out);
+        return m_system->validateResult;
+    }
+    std::unique_ptr<PrintTicketProvider> OpenPrintTicketProvider(int32_t* result) override {
+        if (!m_system->hasProvider) {
+            *result = static_cast<int32_t>(0x80004001);
+            return nullptr;
+        }
+        ++m_system->providers;
+        *result = 0;
+        return std::make_unique<FakeProvider>(m_system);
+    }
+    std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW*, SheetLayout,
+                                                           int* error) override {
+        ++m_system->devices;
+        std::unique_ptr<docmgr::PrintDevice> device =
+            m_system->makeDevice ? m_system->makeDevice() : nullptr;
+        if (!device) {
+            *error = EIO;
+        }
+        return device;
+    }
+
+private:
+    FakePrintSystem* m_system;
+};
+
 }  // namespace
 
-std::unique_ptr<PrinterSession> FakePrintSystem::OpenPrinter(const std::string& name, int* error) {
+std::string FakePrintSystem::DefaultPrinter(int* error) {
+    if (defaultPrinter.empty()) {
+        *error = ENOENT;
+    }
+    return defaultPrinter;
+}
+
+std::unique_ptr<platform::Printer> FakePrintSystem::OpenPrinter(const std::string& name,
+                                                                int* error) {
     ++opens;
     if (name != printerName) {
         *error = ENOENT;
         return nullptr;
     }
-    return std::make_unique<FakeSession>(this);
+    return std::make_unique<FakePrinter>(this);
 }
 
-std::unique_ptr<PrintTicketProvider> FakePrintSystem::OpenPrintTicketProvider(
-    const std::string& name, int32_t* result) {
-    if (!hasProvider || name != printerName) {
-        *result = static_cast<int32_t>(0x80004001);
-        return nullptr;
-    }
-    *result = 0;
-    return std::make_unique<FakeProvider>(this);
+std::unique_ptr<platform::Printer> FakePrintSystem::Open() {
+    int error = 0;
+    return OpenPrinter(printerName, &error);
 }
 
 }  // namespace testsupport

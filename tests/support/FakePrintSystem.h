@@ -5,38 +5,34 @@
 #include <memory>
 #include <string>
 
-#include "NvrPrintUtils/PrintSystem.h"
+#include "SystemServices/PrinterServices.h"
 
 namespace testsupport {
 
 // A print system with one printer whose driver corrects DEVMODEs by a function of the
-// test's choosing, and an optional Print Ticket provider that keeps a ticket per printer.
-class FakePrintSystem : public nvrprint::PrintSystem {
+// test's choosing, an optional Print Ticket provider that keeps a ticket, and print devices
+// of the test's making. It counts how often the printer is reached.
+class FakePrintSystem : public nvrprint::platform::PrintSystem {
 public:
     std::string printerName = "Office";
+    std::string defaultPrinter;  // empty: none
     std::function<void(nvrprint::DEVMODEW&)> correct = [](nvrprint::DEVMODEW&) {};
     int32_t validateResult = nvrprint::kIdOk;
     bool hasProvider = false;
     std::string driverTicket;  // what the driver answers for any DEVMODE
     std::string lastTicketIn;  // what was handed back for conversion
-    int opens = 0;
-    int validations = 0;
+    // Makes the print device of a job; none by default.
+    std::function<std::unique_ptr<docmgr::PrintDevice>()> makeDevice;
+    int opens = 0;        // OpenPrinter, found or not
+    int validations = 0;  // ValidateDevMode
+    int providers = 0;    // Print Ticket providers handed out
+    int devices = 0;      // print devices asked for
 
-    std::unique_ptr<nvrprint::PrinterSession> OpenPrinter(const std::string& name,
-                                                          int* error) override;
-    std::unique_ptr<nvrprint::PrintTicketProvider> OpenPrintTicketProvider(
-        const std::string& name, int32_t* result) override;
-};
-
-// Installs a fake for the length of a scope.
-class ScopedPrintSystem {
-public:
-    ScopedPrintSystem() : system(std::make_shared<FakePrintSystem>()) {
-        nvrprint::InstallPrintSystem(system);
-    }
-    ~ScopedPrintSystem() { nvrprint::InstallPrintSystem(nullptr); }
-    FakePrintSystem* operator->() { return system.get(); }
-    std::shared_ptr<FakePrintSystem> system;
+    std::string DefaultPrinter(int* error) override;
+    std::unique_ptr<nvrprint::platform::Printer> OpenPrinter(const std::string& name,
+                                                             int* error) override;
+    // The printer, opened as a job would.
+    std::unique_ptr<nvrprint::platform::Printer> Open();
 };
 
 }  // namespace testsupport

@@ -4,6 +4,7 @@
 #include <initializer_list>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
+#include "tests/support/TestPlatform.h"
 #include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
@@ -17,7 +18,9 @@ namespace {
 class CommandLineTest : public ::testing::Test {
 protected:
     bool Parse(std::initializer_list<std::string> args) {
-        app = std::make_unique<NvrPrintHelper>(std::make_unique<RecordingNotices>(&notices));
+        app.reset();
+        os = testsupport::TestPlatform(&notices);
+        app = std::make_unique<NvrPrintHelper>(os);
         std::vector<std::string> all{"NvrPrintHelper"};
         all.insert(all.end(), args);
         std::vector<const char*> argv;
@@ -31,6 +34,7 @@ protected:
     }
 
     std::vector<RecordedNotice> notices;
+    nvrprint::platform::Platform os;
     std::unique_ptr<NvrPrintHelper> app;
     ScratchDir dir;
 };

@@ -11,6 +11,7 @@
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "tests/support/PdfFixtures.h"
+#include "tests/support/TestPlatform.h"
 #include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
@@ -43,13 +44,15 @@ private:
 
 class AppRun : public ::testing::Test {
 protected:
-    void Start(std::vector<std::string> args) {
+    void Start(std::vector<std::string> args, int standardInput = 0) {
         args.insert(args.begin(), {"NvrPrintHelper", "-logFile=" + log.Path(), "-logLevel=6"});
         std::vector<const char*> argv;
         for (const std::string& a : args)
             argv.push_back(a.c_str());
-        app = std::make_unique<NvrPrintHelper>(std::make_unique<RecordingNotices>(&notices));
-        app->SetSleepFunction([this](std::chrono::milliseconds d) { sleeps.push_back(d); });
+        app.reset();
+        os = TestPlatform(&notices, standardInput);
+        os.sleep = [this](std::chrono::milliseconds d) { sleeps.push_back(d); };
+        app = std::make_unique<NvrPrintHelper>(os);
         ASSERT_TRUE(app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()));
     }
     void Load(std::vector<std::string> args) {
@@ -58,8 +61,9 @@ protected:
         ASSERT_TRUE(app->LoadDocument());
     }
     void EncodeWith(int failCall = 0) {
-        app->SetImageEncoderFactory(
-            [this, failCall] { return std::make_unique<RecordingEncoder>(&calls, failCall); });
+        os.imageEncoders = [this, failCall] {
+            return std::make_unique<RecordingEncoder>(&calls, failCall);
+        };
     }
 
     LogCapture log;
@@ -67,6 +71,7 @@ protected:
     std::vector<RecordedNotice> notices;
     std::vector<std::string> calls;
     std::vector<std::chrono::milliseconds> sleeps;
+    platform::Platform os;
     std::unique_ptr<NvrPrintHelper> app;
 };
 
@@ -164,8 +169,7 @@ std::string WaitForLaunch(const ScratchDir& dir) {
 TEST_F(AppRun, PipedCaptureIsKeptThirtySecondsForTheExternalApplication) {
     MakePdf(dir.File("doc.pdf"), {kLetter});
     testsupport::InputBytes piped(ReadFile(dir.File("doc.pdf")));
-    Start({"-type=pdfium", "-interactive", "-previewApp=" + MakeRecorder(dir), "-"});
-    app->SetPipeInput(piped.Fd());
+    Start({"-type=pdfium", "-interactive", "-previewApp=" + MakeRecorder(dir), "-"}, piped.Fd());
     EXPECT_EQ(app->Run(), 0);
     EXPECT_EQ(sleeps, std::vector<std::chrono::milliseconds>{std::chrono::milliseconds(30000)});
     EXPECT_EQ(WaitForLaunch(dir), app->ActualInputFile() + "\n");
@@ -175,8 +179,8 @@ TEST_F(AppRun, PipedCaptureIsKeptThirtySecondsForTheExternalApplication) {
 TEST_F(AppRun, KeptCaptureAndNamedFilesNeedNoWait) {
     MakePdf(dir.File("doc.pdf"), {kLetter});
     testsupport::InputBytes piped(ReadFile(dir.File("doc.pdf")));
-    Start({"-type=pdfium", "-interactive", "-keep", "-previewApp=" + MakeRecorder(dir), "-"});
-    app->SetPipeInput(piped.Fd());
+    Start({"-type=pdfium", "-interactive", "-keep", "-previewApp=" + MakeRecorder(dir), "-"},
+          piped.Fd());
     EXPECT_EQ(app->Run(), 0);
     EXPECT_TRUE(sleeps.empty());
 

@@ -12,6 +12,7 @@
 #include "tests/support/FakeDocument.h"
 #include "tests/support/FakePrintSystem.h"
 #include "tests/support/PdfFixtures.h"
+#include "tests/support/TestPlatform.h"
 #include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
@@ -111,13 +112,13 @@ TEST(HostilePipe, ApplicationThatGivesUpOnEndlessInputFailsWithinASecond) {
     std::vector<RecordedNotice> notices;
     auto start = std::chrono::steady_clock::now();
     {
-        NvrPrintHelper app(std::make_unique<RecordingNotices>(&notices));
+        platform::Platform os = TestPlatform(&notices, input.Fd());
+        NvrPrintHelper app(os);
         const char* argv[] = {"NvrPrintHelper", "-type=pdfium", "-silent", "-logLevel=6", "-"};
         std::string tempDir = "-tempDir=" + dir.Path();
         std::vector<const char*> args(std::begin(argv), std::end(argv));
         args.insert(args.begin() + 1, tempDir.c_str());
         ASSERT_TRUE(app.ParseCommandLine(static_cast<int>(args.size()), args.data()));
-        app.SetPipeInput(input.Fd());
         app.SetLoadTimeout(std::chrono::milliseconds(300));
         EXPECT_EQ(app.Run(), 1);
     }
@@ -146,14 +147,15 @@ TEST(HostileLoad, SecondLoadIsRefusedWhileTheFirstRunsAndAllowedAfter) {
 }
 
 TEST(HostileSettings, CopiesFollowThePrintersBoundWithTheCorrectionLine) {
-    ScopedPrintSystem system;
+    FakePrintSystem system;
+    auto printer = system.Open();
     // The printer's copies-supported ends at 999.
-    system->correct = [](DEVMODEW& dm) { dm.dmCopies = std::min<int16_t>(dm.dmCopies, 999); };
+    system.correct = [](DEVMODEW& dm) { dm.dmCopies = std::min<int16_t>(dm.dmCopies, 999); };
     LogCapture log;
     DevModePtr dm = AllocateDevMode();
     PrintJobSettings s;
     ASSERT_TRUE(s.LoadFromString(R"({"dmCopies": 32767})"));
-    ASSERT_TRUE(s.ApplyToDevMode(dm.get(), "Office"));
+    ASSERT_TRUE(s.ApplyToDevMode(dm.get(), printer.get()));
     EXPECT_EQ(dm->dmCopies, 999);
     EXPECT_EQ(s.dmCopies, 999);
     EXPECT_EQ(docmgr::PrintJobSettingsView{s}.Copies(), 999);
@@ -161,6 +163,6 @@ TEST(HostileSettings, CopiesFollowThePrintersBoundWithTheCorrectionLine) {
 
     PrintJobSettings within;
     ASSERT_TRUE(within.LoadFromString(R"({"dmCopies": 3})"));
-    ASSERT_TRUE(within.ApplyToDevMode(AllocateDevMode().get(), "Office"));
+    ASSERT_TRUE(within.ApplyToDevMode(AllocateDevMode().get(), printer.get()));
     EXPECT_EQ(within.dmCopies, 3);
 }

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
+#include "tests/support/TestPlatform.h"
 #include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
@@ -50,7 +51,9 @@ protected:
         std::vector<const char*> argv;
         for (const std::string& a : args)
             argv.push_back(a.c_str());
-        app = std::make_unique<NvrPrintHelper>(std::make_unique<RecordingNotices>(&notices));
+        app.reset();
+        os = testsupport::TestPlatform(&notices);
+        app = std::make_unique<NvrPrintHelper>(os);
         ASSERT_TRUE(app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()));
         ASSERT_TRUE(app->ProcessInputFile());
     }
@@ -69,6 +72,7 @@ protected:
     LogCapture log;
     ScratchDir dir;
     std::vector<RecordedNotice> notices;
+    nvrprint::platform::Platform os;
     std::unique_ptr<NvrPrintHelper> app;
 };
 

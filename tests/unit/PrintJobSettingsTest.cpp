@@ -117,7 +117,7 @@ TEST(PrintJobSettingsDevMode, EveryFieldLandsInItsOwnMemberAndComesBack) {
         "dmPaperSize": 10, "dmPaperWidth": 11, "dmPrintQuality": 12, "dmScale": 13,
         "dmYResolution": 14})"));
     DevModePtr dm = AllocateDevMode();
-    ASSERT_TRUE(sent.ApplyToDevMode(dm.get(), ""));
+    ASSERT_TRUE(sent.ApplyToDevMode(dm.get(), nullptr));
     EXPECT_EQ(dm->dmFields, DM_COLLATE | DM_COLOR | DM_COPIES | DM_DEFAULTSOURCE | DM_DUPLEX |
                                 DM_FORMNAME | DM_MEDIATYPE | DM_ORIENTATION | DM_PAPERLENGTH |
                                 DM_PAPERSIZE | DM_PAPERWIDTH | DM_PRINTQUALITY | DM_SCALE |

@@ -8,7 +8,7 @@
 #include "tests/support/FakePrintSystem.h"
 
 using namespace nvrprint;
-using testsupport::ScopedPrintSystem;
+using testsupport::FakePrintSystem;
 
 namespace {
 
@@ -143,16 +143,17 @@ TEST(PrintTicketStapling, DetectionRemovalAndVendorOption) {
 }
 
 TEST(PrintTicketMerge, NoneStaplingIsReplacedOnce) {
-    ScopedPrintSystem system;
-    system->hasProvider = true;
-    system->driverTicket =
+    FakePrintSystem system;
+    auto printer = system.Open();
+    system.hasProvider = true;
+    system.driverTicket =
         "<psf:PrintTicket>\n  <psf:Feature name=\"psk:JobStapleAllDocuments\">\n    "
         "<psf:Option name=\"psk:None\" />\n  </psf:Feature>\n</psf:PrintTicket>\n";
     DevModePtr dm = AllocateDevMode();
     PrintJobSettings s;
     s.bStapled = true;
-    ASSERT_TRUE(PrintTicket::MergePTSettingsWithDevmode(dm.get(), "Office", s));
-    const std::string& sent = system->lastTicketIn;
+    ASSERT_TRUE(PrintTicket::MergePTSettingsWithDevmode(dm.get(), printer.get(), s));
+    const std::string& sent = system.lastTicketIn;
     size_t first = sent.find("psk:JobStapleAllDocuments");
     EXPECT_NE(first, std::string::npos);
     EXPECT_EQ(sent.find("psk:JobStapleAllDocuments", first + 1), std::string::npos);
@@ -161,21 +162,22 @@ TEST(PrintTicketMerge, NoneStaplingIsReplacedOnce) {
 }
 
 TEST(PrintTicketMerge, AlreadyStapledOrNotWantedLeavesTheDevModeAlone) {
-    ScopedPrintSystem system;
-    system->hasProvider = true;
-    system->driverTicket =
+    FakePrintSystem system;
+    auto printer = system.Open();
+    system.hasProvider = true;
+    system.driverTicket =
         "<psf:PrintTicket><psf:Feature name=\"psk:JobStapleAllDocuments\"><psf:Option "
         "name=\"psk:StapleTopLeft\" /></psf:Feature></psf:PrintTicket>";
     DevModePtr dm = AllocateDevMode();
     PrintJobSettings s;
     s.bStapled = true;
-    EXPECT_TRUE(PrintTicket::MergePTSettingsWithDevmode(dm.get(), "Office", s));
+    EXPECT_TRUE(PrintTicket::MergePTSettingsWithDevmode(dm.get(), printer.get(), s));
     s.bStapled = false;
     s.PagesPerSheet = 4;
-    EXPECT_TRUE(PrintTicket::MergePTSettingsWithDevmode(dm.get(), "Office", s));
+    EXPECT_TRUE(PrintTicket::MergePTSettingsWithDevmode(dm.get(), printer.get(), s));
     EXPECT_EQ(dm->dmCopies, 0);
-    EXPECT_TRUE(system->lastTicketIn.empty());
-    EXPECT_FALSE(PrintTicket::MergePTSettingsWithDevmode(dm.get(), "", s));
+    EXPECT_TRUE(system.lastTicketIn.empty());
+    EXPECT_FALSE(PrintTicket::MergePTSettingsWithDevmode(dm.get(), nullptr, s));
 }
 
 TEST(PrintTicketLog, IndentsNestedTags) {

@@ -270,14 +270,15 @@ TEST_F(XpsBackendTest, DeeplyNestedMarkupIsDrawnWithoutExhaustingTheStack) {
 class XpsPrintTest : public XpsBackendTest {
 protected:
     void SetUp() override {
-        system->printerName = "Office";
         doc = std::make_unique<LoadedXps>(
             Package("print.xps", {{kXpsLetter, kXpsLetterLandscape}, {kXpsLetter}}));
         ASSERT_TRUE(doc->ok);
+        doc->manager.m_printer = printer.get();
         doc->manager.SetJobWait(std::chrono::milliseconds(200), std::chrono::milliseconds(5));
     }
     bool Print() { return doc->manager.RenderDocToPrinter("Office", "job", &device, nullptr); }
-    ScopedPrintSystem system;
+    FakePrintSystem system;
+    std::unique_ptr<nvrprint::platform::Printer> printer = system.Open();
     std::unique_ptr<LoadedXps> doc;
     RecordingPrintDevice device;
 };

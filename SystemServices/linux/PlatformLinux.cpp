@@ -1,0 +1,26 @@
+#include <unistd.h>
+
+#include <thread>
+
+#include "SystemServices/Platform.h"
+
+namespace nvrprint::platform {
+namespace {
+
+// The resolution of the pages' image file.
+constexpr int kImageFileDpi = 300;
+
+}  // namespace
+
+Platform CreateSystemPlatform() {
+    Platform os;
+    os.printers = CreateSystemPrintSystem();
+    os.launcher = CreateSystemLauncher();
+    os.notices = CreateSystemNoticePresenter();
+    os.files = CreateSystemFiles(STDIN_FILENO);
+    os.imageEncoders = [] { return CreateTiffEncoder(kImageFileDpi); };
+    os.sleep = [](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); };
+    return os;
+}
+
+}  // namespace nvrprint::platform
