@@ -179,10 +179,14 @@ void PreviewSession::ClickButton(const std::string& text) {
 }
 
 void PreviewSession::Screenshot(const std::string& name) {
+    ScreenshotOf(*m_x, name);
+}
+
+void PreviewSession::ScreenshotOf(XClient& x, const std::string& name) {
     std::string dir = std::string(NVR_ARTIFACT_DIR);
     std::string mkdir = "mkdir -p " + ShellQuote(dir);
     if (std::system(mkdir.c_str()) == 0) {
-        m_x->SaveScreenshot(dir + "/" + name + ".png");
+        x.SaveScreenshot(dir + "/" + name + ".png");
     }
 }
 

@@ -55,6 +55,8 @@ public:
 
     void ClickButton(const std::string& text);
     void Screenshot(const std::string& name);
+    // A screenshot of any display, kept with the others.
+    static void ScreenshotOf(XClient& x, const std::string& name);
     // Closes the window and waits for the program; its exit code.
     int CloseAndWait();
     int Wait();

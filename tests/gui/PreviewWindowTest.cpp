@@ -157,3 +157,27 @@ TEST(PreviewWithoutDisplay, FailsWithTheNoticeOnStandardError) {
 }
 
 }  // namespace
+
+namespace {
+
+// A notice with a display is a dialog a person answers; the program waits for it.
+TEST(NoticeOnDisplay, ErrorDialogWaitsForThePersonAndTheRunFails) {
+    XvfbDisplay display;
+    ASSERT_FALSE(display.Name().empty());
+    XClient x(display.Name());
+    ScratchDir tmp;
+    ProcessOptions options;
+    options.setEnv = {{"DISPLAY", display.Name()}, {"TMPDIR", tmp.Path()}, {"NO_AT_BRIDGE", "1"}};
+    options.unsetEnv = {"WAYLAND_DISPLAY"};
+    int pid = StartProcess({ProgramPath(), "-bogusOption", "doc.pdf"}, options);
+    std::optional<unsigned long> notice =
+        x.WaitForWindowTitled("NvrPrintHelper Error", std::chrono::seconds(20));
+    ASSERT_TRUE(notice);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));  // its first paint
+    PreviewSession::ScreenshotOf(x, "notice-error");
+    x.Focus(*notice);
+    x.Key("Return");
+    EXPECT_EQ(WaitForProcess(pid), 1);
+}
+
+}  // namespace
