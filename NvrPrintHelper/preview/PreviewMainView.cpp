@@ -54,7 +54,7 @@ void PreviewWindow::CreateMainView() {
                                           GDK_POINTER_MOTION_MASK | GDK_SCROLL_MASK |
                                           GDK_KEY_PRESS_MASK | GDK_FOCUS_CHANGE_MASK);
     g_signal_connect(w.mainView, "draw", G_CALLBACK(Handlers::OnViewDraw), this);
-    g_signal_connect(w.mainView, "size-allocate", G_CALLBACK(Handlers::OnViewSizeAllocate), this);
+    g_signal_connect(w.mainView, "size-allocate", G_CALLBACK(Handlers::OnPaneSizeAllocate), this);
     g_signal_connect(w.mainView, "button-press-event", G_CALLBACK(Handlers::OnViewButton), this);
     g_signal_connect(w.mainView, "button-release-event", G_CALLBACK(Handlers::OnViewButton), this);
     g_signal_connect(w.mainView, "motion-notify-event", G_CALLBACK(Handlers::OnViewMotion), this);
@@ -524,7 +524,7 @@ gboolean PreviewWindow::Handlers::OnViewDraw(GtkWidget*, cairo_t* cr, gpointer s
     return TRUE;
 }
 
-void PreviewWindow::Handlers::OnViewSizeAllocate(GtkWidget*, GdkRectangle*, gpointer self) {
+void PreviewWindow::Handlers::OnPaneSizeAllocate(GtkWidget*, GdkRectangle*, gpointer self) {
     // Scroll bars shown or hidden resize the view again: that waits for this layout's end.
     Widgets& w = *Self(self)->m_widgets;
     if (w.viewLayoutSource == 0) {
@@ -543,17 +543,10 @@ gboolean PreviewWindow::Handlers::OnViewLayoutIdle(gpointer self) {
 }
 
 gboolean PreviewWindow::Handlers::OnViewButton(GtkWidget*, GdkEventButton* event, gpointer self) {
-    if (event->button != GDK_BUTTON_PRIMARY) {
-        return FALSE;
-    }
-    auto x = static_cast<int32_t>(event->x);
-    auto y = static_cast<int32_t>(event->y);
-    if (event->type == GDK_BUTTON_PRESS) {
-        Self(self)->OnMainViewMouseDown(x, y);
-    } else if (event->type == GDK_BUTTON_RELEASE) {
-        Self(self)->OnMainViewMouseUp(x, y);
-    }
-    return TRUE;
+    PreviewWindow* preview = Self(self);
+    return OnPrimaryButton(
+        event, [preview](int32_t x, int32_t y) { preview->OnMainViewMouseDown(x, y); },
+        [preview](int32_t x, int32_t y) { preview->OnMainViewMouseUp(x, y); });
 }
 
 gboolean PreviewWindow::Handlers::OnViewMotion(GtkWidget* view, GdkEventMotion* event,

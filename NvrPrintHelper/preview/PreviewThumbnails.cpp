@@ -50,7 +50,7 @@ void PreviewWindow::CreateThumbnailPanel() {
                                                 GDK_POINTER_MOTION_MASK | GDK_SCROLL_MASK |
                                                 GDK_KEY_PRESS_MASK | GDK_FOCUS_CHANGE_MASK);
     g_signal_connect(w.thumbnailPanel, "draw", G_CALLBACK(Handlers::OnThumbDraw), this);
-    g_signal_connect(w.thumbnailPanel, "size-allocate", G_CALLBACK(Handlers::OnThumbSizeAllocate),
+    g_signal_connect(w.thumbnailPanel, "size-allocate", G_CALLBACK(Handlers::OnPaneSizeAllocate),
                      this);
     g_signal_connect(w.thumbnailPanel, "button-press-event", G_CALLBACK(Handlers::OnThumbButton),
                      this);
@@ -258,33 +258,11 @@ void PreviewWindow::OnThumbnailClick(int32_t, int32_t y) {
 }
 
 void PreviewWindow::OnThumbnailScroll(ScrollCommand command, int32_t position) {
-    Size client = AllocatedSize(m_widgets->thumbnailPanel);
-    int32_t max = std::max(0, m_thumbnailContentHeight - client.height);
-    int32_t step = command == ScrollCommand::LineUp || command == ScrollCommand::LineDown
-                       ? preview::kThumbLineStep
-                       : client.height;
-    int32_t next = m_thumbnailScroll;
-    switch (command) {
-        case ScrollCommand::LineUp:
-        case ScrollCommand::PageUp:
-            next -= step;
-            break;
-        case ScrollCommand::LineDown:
-        case ScrollCommand::PageDown:
-            next += step;
-            break;
-        case ScrollCommand::Track:
-            next = position;
-            break;
-        case ScrollCommand::Top:
-            next = 0;
-            break;
-        case ScrollCommand::Bottom:
-            next = max;
-            break;
-    }
+    int32_t height = AllocatedSize(m_widgets->thumbnailPanel).height;
+    int32_t max = std::max(0, m_thumbnailContentHeight - height);
     int32_t old = m_thumbnailScroll;
-    SetThumbnailScroll(next);
+    SetThumbnailScroll(preview::ScrollTo(command, m_thumbnailScroll, position, height, max,
+                                         preview::kThumbLineStep));
     if (old != m_thumbnailScroll) {
         NVR_LOG_VERBOSE("Scrolled to {}", m_thumbnailScroll);
     }
@@ -372,14 +350,6 @@ void PreviewWindow::OnThumbnailButtonUp(int32_t x, int32_t y) {
 gboolean PreviewWindow::Handlers::OnThumbDraw(GtkWidget*, cairo_t* cr, gpointer self) {
     Self(self)->PaintThumbnails(cr);
     return TRUE;
-}
-
-void PreviewWindow::Handlers::OnThumbSizeAllocate(GtkWidget*, GdkRectangle*, gpointer self) {
-    Widgets& w = *Self(self)->m_widgets;
-    if (w.viewLayoutSource == 0) {
-        w.viewLayoutSource =
-            g_idle_add_full(G_PRIORITY_HIGH_IDLE, Handlers::OnViewLayoutIdle, self, nullptr);
-    }
 }
 
 gboolean PreviewWindow::Handlers::OnThumbButton(GtkWidget*, GdkEventButton* event, gpointer self) {

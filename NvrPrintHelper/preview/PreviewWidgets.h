@@ -66,7 +66,8 @@ struct PreviewWindow::Handlers {
 
     // Page view and zoom field (PreviewMainView.cpp).
     static gboolean OnViewDraw(GtkWidget*, cairo_t* cr, gpointer self);
-    static void OnViewSizeAllocate(GtkWidget*, GdkRectangle*, gpointer self);
+    // Either pane resized: both lay themselves out again once the layout has settled.
+    static void OnPaneSizeAllocate(GtkWidget*, GdkRectangle*, gpointer self);
     static gboolean OnViewButton(GtkWidget*, GdkEventButton* event, gpointer self);
     static gboolean OnViewMotion(GtkWidget*, GdkEventMotion* event, gpointer self);
     static gboolean OnViewScroll(GtkWidget*, GdkEventScroll* event, gpointer self);
@@ -82,7 +83,6 @@ struct PreviewWindow::Handlers {
 
     // Thumbnail strip (PreviewThumbnails.cpp).
     static gboolean OnThumbDraw(GtkWidget*, cairo_t* cr, gpointer self);
-    static void OnThumbSizeAllocate(GtkWidget*, GdkRectangle*, gpointer self);
     static gboolean OnThumbButton(GtkWidget*, GdkEventButton* event, gpointer self);
     static gboolean OnThumbMotion(GtkWidget*, GdkEventMotion* event, gpointer self);
     static gboolean OnThumbScroll(GtkWidget*, GdkEventScroll* event, gpointer self);
@@ -106,6 +106,23 @@ inline int32_t WheelDelta(const GdkEventScroll* event) {
         default:
             return 0;
     }
+}
+
+// A press or release of the primary button, handed on with its point; other buttons are not
+// taken.
+template <typename OnDown, typename OnUp>
+gboolean OnPrimaryButton(const GdkEventButton* event, OnDown down, OnUp up) {
+    if (event->button != GDK_BUTTON_PRIMARY) {
+        return FALSE;
+    }
+    auto x = static_cast<int32_t>(event->x);
+    auto y = static_cast<int32_t>(event->y);
+    if (event->type == GDK_BUTTON_PRESS) {
+        down(x, y);
+    } else if (event->type == GDK_BUTTON_RELEASE) {
+        up(x, y);
+    }
+    return TRUE;
 }
 
 // The size of a widget's drawing area.

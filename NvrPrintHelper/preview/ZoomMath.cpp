@@ -74,14 +74,14 @@ std::optional<int32_t> ParseTypedZoom(const std::string& text) {
 }
 
 int32_t ScrollTo(ScrollCommand command, int32_t current, int32_t position, int32_t clientExtent,
-                 int32_t limit) {
+                 int32_t limit, int32_t lineStep) {
     int32_t next = current;
     switch (command) {
         case ScrollCommand::LineUp:
-            next = current - kLineStep;
+            next = current - lineStep;
             break;
         case ScrollCommand::LineDown:
-            next = current + kLineStep;
+            next = current + lineStep;
             break;
         case ScrollCommand::PageUp:
             next = current - clientExtent;

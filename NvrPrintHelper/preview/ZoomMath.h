@@ -51,10 +51,11 @@ std::pair<int32_t, int32_t> ImageOrigin(Size scaled, Size client, Scroll scroll)
 // or out of the integer range; the caller checks the 10..150 range.
 std::optional<int32_t> ParseTypedZoom(const std::string& text);
 
-// Scroll bar commands, by their effect along one axis.
+// Scroll bar commands, by their effect along one axis: a line is lineStep, a page the client's
+// extent; the result stays within 0 and the limit.
 enum class ScrollCommand { LineUp, LineDown, PageUp, PageDown, Track, Top, Bottom };
 int32_t ScrollTo(ScrollCommand command, int32_t current, int32_t position, int32_t clientExtent,
-                 int32_t limit);
+                 int32_t limit, int32_t lineStep = kLineStep);
 
 // One wheel delta (120 a notch, positive away from the user) as a change of scroll
 // position: whole notches only.
