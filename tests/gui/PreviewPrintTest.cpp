@@ -2,6 +2,8 @@
 // answered with real keys, the progress dialog, and what the virtual printer received.
 #include <gtest/gtest.h>
 
+#include <signal.h>
+
 #include <thread>
 
 #include "tests/gui/PreviewSession.h"
@@ -88,6 +90,53 @@ TEST_F(PreviewPrintTest, CancelledDialogPrintsNothingAndLeavesThePreviewOpen) {
     EXPECT_EQ(session.CloseAndWait(), 0);
     EXPECT_FALSE(Has(session.Log(), "Starting print operation"));
     EXPECT_FALSE(WaitForReceivedJob(*s_stack, "from-preview", 2));
+}
+
+}  // namespace
+
+namespace {
+
+// A scheduler of its own, since this test kills it while the preview's job is being sent.
+TEST(PreviewPrintStopTest, SchedulerGoneMidJobFailsThePrintAndThePreviewStillAnswers) {
+    ScratchDir work;
+    const std::string stackEnv = work.File("stack.env");
+    std::optional<PrinterStack> stack = PrinterStack::StartPrivate(stackEnv, "NvrPreviewStop");
+    ASSERT_TRUE(stack) << "the second printer stack did not start";
+    PreviewSession session;
+    const std::string doc = session.Work().File("long.pdf");
+    MakePdf(doc, std::vector<FixturePage>(2000, kLetter));
+    session.SetEnv("CUPS_SERVER", stack->cupsServer);
+    session.Start({"-usePreviewApp=never", "-interactive"}, doc, std::nullopt, stack->queue);
+    ASSERT_TRUE(session.WaitForWindow()) << session.Log();
+
+    session.ClickButton("Print");
+    ASSERT_TRUE(session.WaitForLog("Calling PrintDlgW..."));
+    std::optional<unsigned long> dialog =
+        session.X().WaitForWindowTitled("Print", std::chrono::seconds(10));
+    ASSERT_TRUE(dialog);
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    auto [width, height] = session.X().SizeOf(*dialog);
+    session.X().Click(*dialog, width - 100, height - 30);
+
+    bool killed = false;
+    for (int attempt = 0; attempt < 1000 && !killed; ++attempt) {
+        if (!SchedulerJobState(*stack, 1).empty()) {
+            killed = ::kill(std::stoi(ReadFile(stack->stackDir + "/cupsd.pid")), SIGKILL) == 0;
+        }
+    }
+    ASSERT_TRUE(killed) << "the job never appeared on the scheduler";
+    EXPECT_TRUE(
+        session.WaitForLog("Print callback returned, success=false", std::chrono::seconds(120)))
+        << session.Log();
+    EXPECT_TRUE(Has(session.Log(), "Print operation failed"));
+    EXPECT_TRUE(Has(session.Log(), "the document could not be sent")) << session.Log();
+
+    session.ClickButton("Next");
+    EXPECT_TRUE(session.WaitForLog("Navigating to page 2"));
+    EXPECT_EQ(session.CloseAndWait(), 0);
+    const bool partialJob = WaitForReceivedJob(*stack, "long.pdf", 3).has_value();
+    PrinterStack::StopPrivate(stackEnv);
+    EXPECT_FALSE(partialJob) << "a partial job was printed";
 }
 
 }  // namespace

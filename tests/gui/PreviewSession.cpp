@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -23,6 +24,20 @@ std::string ShellQuote(const std::string& text) {
 }
 
 }  // namespace
+
+ProcessOptions WindowProgramOptions(const std::string& display, const std::string& tmpDir) {
+    ProcessOptions options;
+    options.setEnv = {{"DISPLAY", display},
+                      {"TMPDIR", tmpDir},
+                      {"GTK_THEME", "Adwaita"},
+                      {"NO_AT_BRIDGE", "1"},
+                      {"G_SLICE", "always-malloc"}};
+    if (const char* tsan = std::getenv("TSAN_OPTIONS")) {
+        options.setEnv["TSAN_OPTIONS"] = std::string(tsan) + ":ignore_noninstrumented_modules=1";
+    }
+    options.unsetEnv = {"WAYLAND_DISPLAY", "PRINTER"};
+    return options;
+}
 
 PreviewSession::PreviewSession() : m_log(m_work.File("preview.log")) {
     if (!m_display.Name().empty()) {
@@ -55,12 +70,7 @@ void PreviewSession::Start(const std::vector<std::string>& args, const std::stri
     }
     // The log as the console gets it; the notices' text on standard error with it.
     command += " > " + ShellQuote(m_log) + " 2>&1";
-    ProcessOptions options;
-    options.setEnv = {{"DISPLAY", m_display.Name()},
-                      {"TMPDIR", m_tmp.Path()},
-                      {"GTK_THEME", "Adwaita"},
-                      {"NO_AT_BRIDGE", "1"}};
-    options.unsetEnv = {"WAYLAND_DISPLAY", "PRINTER"};
+    ProcessOptions options = WindowProgramOptions(m_display.Name(), m_tmp.Path());
     for (const auto& [name, value] : m_env) {
         options.setEnv[name] = value;
     }

@@ -24,6 +24,11 @@ struct Box {
     int CentreY() const { return y + height / 2; }
 };
 
+// What the program needs to show windows on the display: the theme, no accessibility bus,
+// and under the thread sanitizer the toolkit's own libraries left unwatched (they lock in
+// ways it cannot see; our code stays watched).
+ProcessOptions WindowProgramOptions(const std::string& display, const std::string& tmpDir);
+
 // The real program with its preview on a private X server, driven by real input events
 // and watched through its log.
 class PreviewSession {

@@ -166,10 +166,8 @@ TEST(NoticeOnDisplay, ErrorDialogWaitsForThePersonAndTheRunFails) {
     ASSERT_FALSE(display.Name().empty());
     XClient x(display.Name());
     ScratchDir tmp;
-    ProcessOptions options;
-    options.setEnv = {{"DISPLAY", display.Name()}, {"TMPDIR", tmp.Path()}, {"NO_AT_BRIDGE", "1"}};
-    options.unsetEnv = {"WAYLAND_DISPLAY"};
-    int pid = StartProcess({ProgramPath(), "-bogusOption", "doc.pdf"}, options);
+    int pid = StartProcess({ProgramPath(), "-bogusOption", "doc.pdf"},
+                           WindowProgramOptions(display.Name(), tmp.Path()));
     std::optional<unsigned long> notice =
         x.WaitForWindowTitled("NvrPrintHelper Error", std::chrono::seconds(20));
     ASSERT_TRUE(notice);
