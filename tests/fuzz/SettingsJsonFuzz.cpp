@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         nvrprint::PrintJobSettings merged;
         merged.MergeWith(fromString);
         nvrprint::DevModePtr devMode = nvrprint::AllocateDevMode();
-        merged.ApplyToDevMode(devMode.get(), "");
+        merged.ApplyToDevMode(devMode.get(), nullptr);
     }
     fuzzsupport::InputFile file(data, size);
     nvrprint::PrintJobSettings fromFile;
