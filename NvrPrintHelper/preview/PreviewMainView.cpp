@@ -415,21 +415,21 @@ void PreviewWindow::AfterZoomChange() {
 }
 
 void PreviewWindow::ZoomIn() {
-    preview::ZoomState state = preview::ZoomIn({m_zoom, {m_scrollX, m_scrollY}});
-    m_zoom = state.zoom;
-    m_scrollX = state.scroll.x;
-    m_scrollY = state.scroll.y;
+    SetZoomState(preview::ZoomIn({m_zoom, {m_scrollX, m_scrollY}}));
     NVR_LOG_DEBUG("Zoom in: {}", m_zoom);
     AfterZoomChange();
 }
 
 void PreviewWindow::ZoomOut() {
-    preview::ZoomState state = preview::ZoomOut({m_zoom, {m_scrollX, m_scrollY}});
+    SetZoomState(preview::ZoomOut({m_zoom, {m_scrollX, m_scrollY}}));
+    NVR_LOG_DEBUG("Zoom out: {}", m_zoom);
+    AfterZoomChange();
+}
+
+void PreviewWindow::SetZoomState(const preview::ZoomState& state) {
     m_zoom = state.zoom;
     m_scrollX = state.scroll.x;
     m_scrollY = state.scroll.y;
-    NVR_LOG_DEBUG("Zoom out: {}", m_zoom);
-    AfterZoomChange();
 }
 
 void PreviewWindow::FitToWindow() {

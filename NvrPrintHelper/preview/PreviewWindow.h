@@ -103,6 +103,7 @@ private:
     preview::Size MainViewClientSize() const;
     void ClampMainViewScroll();
     void SetMainViewScroll(preview::Scroll scroll);
+    void SetZoomState(const preview::ZoomState& state);
     void AfterZoomChange();
 
     platform::PrintSystem& m_printers;
