@@ -118,13 +118,8 @@ TEST(PreviewPrintStopTest, SchedulerGoneMidJobFailsThePrintAndThePreviewStillAns
     auto [width, height] = session.X().SizeOf(*dialog);
     session.X().Click(*dialog, width - 100, height - 30);
 
-    bool killed = false;
-    for (int attempt = 0; attempt < 1000 && !killed; ++attempt) {
-        if (!SchedulerJobState(*stack, 1).empty()) {
-            killed = ::kill(std::stoi(ReadFile(stack->stackDir + "/cupsd.pid")), SIGKILL) == 0;
-        }
-    }
-    ASSERT_TRUE(killed) << "the job never appeared on the scheduler";
+    ASSERT_TRUE(SignalSchedulerOnceJobExists(*stack, SIGKILL, 1000))
+        << "the job never appeared on the scheduler";
     EXPECT_TRUE(
         session.WaitForLog("Print callback returned, success=false", std::chrono::seconds(120)))
         << session.Log();

@@ -188,13 +188,7 @@ TEST(SchedulerStopTest, StoppingMidJobFailsTheRunAndPrintsNothing) {
         return RunProcess({ProgramPath(), "-silent", "-usePreviewApp=never", "-logLevel=4", doc},
                           options);
     });
-    bool killed = false;
-    for (int attempt = 0; attempt < 1000 && !killed; ++attempt) {
-        if (!SchedulerJobState(*stack, 1).empty()) {
-            const std::string pid = ReadFile(stack->stackDir + "/cupsd.pid");
-            killed = ::kill(std::stoi(pid), SIGKILL) == 0;
-        }
-    }
+    const bool killed = SignalSchedulerOnceJobExists(*stack, SIGKILL, 1000);
     ProcessResult r = run.get();
     // The recorded jobs outlive the stack's stop; they go with it below.
     const bool partialJob = WaitForReceivedJob(*stack, "long.pdf", 3).has_value();
@@ -257,12 +251,7 @@ TEST(SchedulerStallTest, SchedulerThatStallsAfterCreateJobNeverCountsAsSuccess) 
                           options);
     });
     const int cupsd = std::stoi(ReadFile(stack->stackDir + "/cupsd.pid"));
-    bool stopped = false;
-    for (int attempt = 0; attempt < 2000 && !stopped; ++attempt) {
-        if (!SchedulerJobState(*stack, 1).empty()) {
-            stopped = ::kill(cupsd, SIGSTOP) == 0;
-        }
-    }
+    const bool stopped = SignalSchedulerOnceJobExists(*stack, SIGSTOP, 2000);
     // The scheduler stays quiet until the program has ended, however long it waits.
     std::future_status ended = std::future_status::timeout;
     if (stopped) {

@@ -1,5 +1,7 @@
 #include "tests/support/PrinterStack.h"
 
+#include <signal.h>
+
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -127,6 +129,15 @@ std::string SchedulerJobState(const PrinterStack& stack, int jobId) {
         return {};
     const size_t end = attributes.find('\n', at);
     return attributes.substr(at + key.size(), end - at - key.size());
+}
+
+bool SignalSchedulerOnceJobExists(const PrinterStack& stack, int signal, int looks) {
+    for (int look = 0; look < looks; ++look) {
+        if (!SchedulerJobState(stack, 1).empty()) {
+            return ::kill(std::stoi(ReadFile(stack.stackDir + "/cupsd.pid")), signal) == 0;
+        }
+    }
+    return false;
 }
 
 }  // namespace testsupport

@@ -50,5 +50,8 @@ std::optional<ReceivedJob> WaitForStapledJob(const PrinterStack& stack, const st
 std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId);
 // States of the scheduler's jobs, by id, as "lpstat" words ("completed", "canceled", ...).
 std::string SchedulerJobState(const PrinterStack& stack, int jobId);
+// Sends the scheduler the signal (SIGKILL, SIGSTOP) as soon as its first job exists, looking
+// up to the given number of times; whether it was sent.
+bool SignalSchedulerOnceJobExists(const PrinterStack& stack, int signal, int looks);
 
 }  // namespace testsupport
