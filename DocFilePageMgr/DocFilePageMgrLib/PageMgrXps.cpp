@@ -243,6 +243,18 @@ bool PageMgrXps::Page::Draw(cairo_t* cr, std::string* reason) const {
     return drawn;
 }
 
+void PageMgrXps::DrawingSize(const Page& page, size_t pageIndex, double* width, double* height) {
+    if (page.SizeInUnits(width, height)) {
+        return;
+    }
+    // The page itself names no size; the size measured at load stands.
+    double pointsWide = 0.0;
+    double pointsHigh = 0.0;
+    OnGetPageSizePoints(pageIndex, &pointsWide, &pointsHigh);
+    *width = pointsWide * 96.0 / 72.0;
+    *height = pointsHigh * 96.0 / 72.0;
+}
+
 BitmapPtr PageMgrXps::OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) {
     NVR_LOG_DEBUG("Rendering page {} at DPI {}x{} with scale {}", pageIndex + 1, params.dpiX,
                   params.dpiY, params.scale);
@@ -253,14 +265,7 @@ BitmapPtr PageMgrXps::OnRenderPageBitmap(size_t pageIndex, const TargetParams& p
     }
     double width = 0.0;
     double height = 0.0;
-    if (!page->SizeInUnits(&width, &height)) {
-        // The page itself names no size; the size measured at load stands.
-        double pointsWide = 0.0;
-        double pointsHigh = 0.0;
-        OnGetPageSizePoints(pageIndex, &pointsWide, &pointsHigh);
-        width = pointsWide * 96.0 / 72.0;
-        height = pointsHigh * 96.0 / 72.0;
-    }
+    DrawingSize(*page, pageIndex, &width, &height);
     const double pixelsWide = width / 96.0 * params.dpiX * params.scale + 0.5;
     const double pixelsHigh = height / 96.0 * params.dpiY * params.scale + 0.5;
     const int64_t pixelWidth = pixelsWide < 1e9 ? static_cast<int64_t>(pixelsWide) : -1;

@@ -67,6 +67,8 @@ private:
 
     // The page at a 0-based index over all sub-documents; null when there is none.
     std::unique_ptr<Page> GetPage(size_t pageIndex);
+    // The size a page is drawn at, in 1/96 inch: its own, else the size measured at load.
+    void DrawingSize(const Page& page, size_t pageIndex, double* width, double* height);
     // Follows the printer's job until it is done; false (and the job cancelled) otherwise.
     bool WaitForJob(PrintDevice* device, int jobId);
 

@@ -60,10 +60,7 @@ bool PageMgrXps::WriteJobPdf(const std::string& path) {
         OnGetPageSizePoints(index, &widthPoints, &heightPoints);
         double widthUnits = 0.0;
         double heightUnits = 0.0;
-        if (!page->SizeInUnits(&widthUnits, &heightUnits)) {
-            widthUnits = widthPoints * 96.0 / 72.0;
-            heightUnits = heightPoints * 96.0 / 72.0;
-        }
+        DrawingSize(*page, index, &widthUnits, &heightUnits);
         cairo_pdf_surface_set_size(surface.get(), widthPoints, heightPoints);
         CairoPtr cr(cairo_create(surface.get()));
         cairo_scale(cr.get(), widthPoints / widthUnits, heightPoints / heightUnits);
