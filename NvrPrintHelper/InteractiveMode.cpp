@@ -65,7 +65,7 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
         m_finalSettings.dmCopies < 1 ? 1 : m_finalSettings.dmCopies);
 
     NVR_LOG_INFO("Showing preview window");
-    PreviewWindow preview(*m_os.printers);
+    PreviewWindow preview(*m_os.printers, *m_os.display);
     auto print = [this](void* owner, const std::string& chosenPrinter, const DEVMODEW* devMode) {
         if (!chosenPrinter.empty()) {
             m_printerName = chosenPrinter;
@@ -97,7 +97,7 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
 bool NvrPrintHelper::PrintDocumentWithProgress(void* parentWindow) {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Starting print operation with progress dialog");
-    PrintProgressDialog dialog;
+    PrintProgressDialog dialog(*m_os.display);
     auto print = [this](void* progressWindow) {
         m_progressWindow = progressWindow;
         bool printed = PrintDocument();

@@ -8,7 +8,6 @@
 #include <mutex>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
-#include "SystemServices/Display.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
@@ -124,7 +123,8 @@ void PostPageProgress(docmgr::WindowHandle window, uint64_t done, uint64_t total
 
 }  // namespace
 
-PrintProgressDialog::PrintProgressDialog() : m_mailbox(std::make_shared<Mailbox>()) {}
+PrintProgressDialog::PrintProgressDialog(platform::Display& display)
+    : m_display(display), m_mailbox(std::make_shared<Mailbox>()) {}
 
 PrintProgressDialog::~PrintProgressDialog() {
     if (m_printThread.joinable()) {
@@ -167,7 +167,7 @@ bool PrintProgressDialog::ShowAndPrint(void* parent, const std::string& document
 
 bool PrintProgressDialog::CreateProgressWindow(void* parent) {
     NVR_LOG_DEBUG("Creating progress dialog");
-    if (!platform::DisplayAvailable()) {
+    if (!m_display.Open()) {
         NVR_LOG_ERROR("Failed to create window (Error: {})", "no display");
         return false;
     }

@@ -6,6 +6,8 @@
 #include <string>
 #include <thread>
 
+#include "SystemServices/Display.h"
+
 namespace nvrprint {
 
 // The whole print job, run on the dialog's print thread; the handle it gets is where page
@@ -18,7 +20,7 @@ using PrintFunction = std::function<bool(void* progressWindow)>;
 // There is no cancelling: closing the window leaves the job to finish.
 class PrintProgressDialog {
 public:
-    PrintProgressDialog();
+    explicit PrintProgressDialog(platform::Display& display);
     ~PrintProgressDialog();
     PrintProgressDialog(const PrintProgressDialog&) = delete;
     PrintProgressDialog& operator=(const PrintProgressDialog&) = delete;
@@ -36,6 +38,7 @@ private:
     bool CreateProgressWindow(void* parent);
     void PrintThreadProc();
 
+    platform::Display& m_display;
     std::shared_ptr<Mailbox> m_mailbox;
     std::string m_documentName;
     std::string m_printerName;

@@ -5,6 +5,8 @@
 
 namespace nvrprint::platform {
 
+class Display;
+
 enum class NoticeKind { Error, Information };
 
 // A blocking notice to the user: returns when the user has closed it.
@@ -15,6 +17,6 @@ public:
 };
 
 // A modal dialog when a display can be opened, else "[title] text" on stderr.
-std::unique_ptr<NoticePresenter> CreateSystemNoticePresenter();
+std::unique_ptr<NoticePresenter> CreateSystemNoticePresenter(Display& display);
 
 }  // namespace nvrprint::platform

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 
+#include "SystemServices/Display.h"
 #include "SystemServices/Files.h"
 #include "SystemServices/ImageFrameEncoder.h"
 #include "SystemServices/Launcher.h"
@@ -15,6 +16,8 @@
 namespace nvrprint::platform {
 
 struct Platform {
+    // Opened for the first window; notices, the preview and its dialogs share it.
+    std::unique_ptr<Display> display;
     std::unique_ptr<PrintSystem> printers;
     std::unique_ptr<Launcher> launcher;
     std::unique_ptr<NoticePresenter> notices;

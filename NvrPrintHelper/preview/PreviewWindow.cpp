@@ -8,7 +8,6 @@
 #include "NvrPrintHelper/preview/PreviewGeometry.h"
 #include "NvrPrintHelper/preview/PreviewWidgets.h"
 #include "NvrPrintHelper/preview/ToolbarIcons.h"
-#include "SystemServices/Display.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
@@ -91,7 +90,8 @@ int32_t TextWidth(GtkWidget* widget, const std::string& text) {
 
 bool PreviewWindow::s_fitOnFirstLoad = true;
 
-PreviewWindow::PreviewWindow(platform::PrintSystem& printers) : m_printers(printers) {}
+PreviewWindow::PreviewWindow(platform::PrintSystem& printers, platform::Display& display)
+    : m_printers(printers), m_display(display) {}
 
 PreviewWindow::~PreviewWindow() = default;
 
@@ -138,7 +138,7 @@ int32_t PreviewWindow::ShowPreview(docmgr::DocFilePageMgr* pageManager,
 }
 
 bool PreviewWindow::CreateMainWindow() {
-    if (!platform::DisplayAvailable()) {
+    if (!m_display.Open()) {
         return false;
     }
     preview::Size screen = ScreenSize();

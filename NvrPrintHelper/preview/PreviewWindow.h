@@ -11,6 +11,7 @@
 #include "NvrPrintHelper/preview/ZoomMath.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
+#include "SystemServices/Display.h"
 #include "SystemServices/PrinterServices.h"
 
 namespace nvrprint {
@@ -33,7 +34,7 @@ using PrintCallback =
 class PreviewWindow {
 public:
     // The printers are the ones the print dialog offers and checks its settings with.
-    explicit PreviewWindow(platform::PrintSystem& printers);
+    PreviewWindow(platform::PrintSystem& printers, platform::Display& display);
     ~PreviewWindow();
     PreviewWindow(const PreviewWindow&) = delete;
     PreviewWindow& operator=(const PreviewWindow&) = delete;
@@ -107,6 +108,7 @@ private:
     void AfterZoomChange();
 
     platform::PrintSystem& m_printers;
+    platform::Display& m_display;
     std::unique_ptr<Widgets> m_widgets;
     docmgr::DocFilePageMgr* m_pageManager = nullptr;
     PrintJobSettings* m_settings = nullptr;

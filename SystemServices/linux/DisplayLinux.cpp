@@ -1,6 +1,7 @@
 #include <gtk/gtk.h>
 
 #include <cstdlib>
+#include <optional>
 
 #include "SystemServices/Display.h"
 
@@ -13,11 +14,23 @@ bool DisplayNamed() {
     return (x11 != nullptr && *x11 != '\0') || (wayland != nullptr && *wayland != '\0');
 }
 
+class GtkDisplay final : public Display {
+public:
+    bool Open() override {
+        if (!m_usable) {
+            m_usable = DisplayNamed() && gtk_init_check(nullptr, nullptr);
+        }
+        return *m_usable;
+    }
+
+private:
+    std::optional<bool> m_usable;
+};
+
 }  // namespace
 
-bool DisplayAvailable() {
-    static const bool usable = DisplayNamed() && gtk_init_check(nullptr, nullptr);
-    return usable;
+std::unique_ptr<Display> CreateSystemDisplay() {
+    return std::make_unique<GtkDisplay>();
 }
 
 }  // namespace nvrprint::platform

@@ -26,8 +26,10 @@ GtkWindow* ShownWindow() {
 
 class SystemNoticePresenter final : public NoticePresenter {
 public:
+    explicit SystemNoticePresenter(Display& display) : m_display(display) {}
+
     void Show(const std::string& title, const std::string& text, NoticeKind kind) override {
-        if (!DisplayAvailable()) {
+        if (!m_display.Open()) {
             std::fprintf(stderr, "[%s] %s\n", title.c_str(), text.c_str());
             std::fflush(stderr);
             return;
@@ -42,12 +44,15 @@ public:
             gtk_main_iteration();
         }
     }
+
+private:
+    Display& m_display;
 };
 
 }  // namespace
 
-std::unique_ptr<NoticePresenter> CreateSystemNoticePresenter() {
-    return std::make_unique<SystemNoticePresenter>();
+std::unique_ptr<NoticePresenter> CreateSystemNoticePresenter(Display& display) {
+    return std::make_unique<SystemNoticePresenter>(display);
 }
 
 }  // namespace nvrprint::platform

@@ -14,9 +14,10 @@ constexpr int kImageFileDpi = 300;
 
 Platform CreateSystemPlatform() {
     Platform os;
+    os.display = CreateSystemDisplay();
     os.printers = CreateSystemPrintSystem();
     os.launcher = CreateSystemLauncher();
-    os.notices = CreateSystemNoticePresenter();
+    os.notices = CreateSystemNoticePresenter(*os.display);
     os.files = CreateSystemFiles(STDIN_FILENO);
     os.imageEncoders = [] { return CreateTiffEncoder(kImageFileDpi); };
     os.sleep = [](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); };
