@@ -32,7 +32,7 @@ protected:
         ASSERT_TRUE(session.WaitForLog("Calling PrintDlgW..."));
         // The dialog asks the scheduler for its printers before it settles. It stands
         // centred over the preview: with the pointer there, keys go to it.
-        std::this_thread::sleep_for(std::chrono::seconds(2));
+        std::this_thread::sleep_for(std::chrono::seconds(3));
         Box view = session.MainView();
         session.X().MoveTo(session.Window(), view.CentreX() - 110, view.CentreY());
     }
@@ -41,10 +41,18 @@ protected:
 };
 
 TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayout) {
-    Open("");
+    // The job names the stapling printer; the person picks the plain queue in the dialog's
+    // list by typing its name, then closes the list's search field.
+    Open(s_stack->stapleQueue);
     OpenPrintDialog();
-    // The dialog opens on the default queue; on its Page Setup tab, two-sided on the long
-    // edge.
+    session.X().Key("Tab");
+    session.X().Type(s_stack->queue);
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    session.Screenshot("print-dialog-chosen");
+    session.X().Key("Escape");
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    // Back to the tabs, and on the Page Setup tab, two-sided on the long edge.
+    session.X().Key("ISO_Left_Tab");
     session.X().Key("Page_Down", true);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     session.X().Key("Tab");
@@ -64,6 +72,7 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayout) {
     ASSERT_TRUE(session.WaitForLog("Print callback returned, success=true")) << session.Log();
     EXPECT_TRUE(Has(session.Log(), "User selected printer: " + s_stack->queue));
 
+    EXPECT_FALSE(WaitForStapledJob(*s_stack, "from-preview", 1)) << "sent to the job's printer";
     ReceivedJob job = Received("from-preview");
     EXPECT_EQ(job.attributes["IPP_SIDES"], "two-sided-long-edge");
     EXPECT_EQ(job.attributes["IPP_COPIES"], "");  // the program made the copies
