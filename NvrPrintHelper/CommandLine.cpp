@@ -328,16 +328,21 @@ bool NvrPrintHelper::ParseCommandLine(const CommandLineOption& option, std::stri
 bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
     NVR_LOG_ENTRY("Entered with {} argument(s)", argc - 1);
     NVR_LOG_INFO("Parsing {} argument(s)", argc - 1);
-    Logger& logger = Logger::Instance();
-    int optionCount = 0;
-    int positionalCount = 0;
-
-    auto fail = [&](const std::string& message, bool showUsage) {
-        ShowError(message, showUsage);
+    const bool parsed = ReadArguments(argc, argv) && KeepOutputsOffTheInput() &&
+                        PrepareTempDirectory() && RequireInputFile() && LoadOverrideSettings() &&
+                        ApplyModeFlags();
+    if (!parsed) {
         NVR_LOG_ENTRY("Returning false");
         return false;
-    };
+    }
+    NVR_LOG_INFO("Command line parsing successful");
+    NVR_LOG_ENTRY("Returning true");
+    return true;
+}
 
+bool NvrPrintHelper::ReadArguments(int argc, const char* const* argv) {
+    int optionCount = 0;
+    int positionalCount = 0;
     for (int i = 1; i < argc; ++i) {
         const std::string raw = argv[i];
         if (raw.size() < 2 || raw.front() != '-') {
@@ -349,9 +354,10 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
                 NVR_LOG_DEBUG("Positional arg 1 (printer name): {}", raw);
             } else {
                 NVR_LOG_ERROR("Unexpected positional argument {}: {}", positionalCount, raw);
-                return fail(
+                ShowError(
                     fmt::format("Unexpected positional argument {}: {}", positionalCount, raw),
                     true);
+                return false;
             }
             ++positionalCount;
             continue;
@@ -365,7 +371,8 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
         });
         if (name.empty() || option == options.end()) {
             NVR_LOG_ERROR("Unknown option: {}", raw);
-            return fail("Error: Unknown option:" + raw, true);
+            ShowError("Error: Unknown option:" + raw, true);
+            return false;
         }
         // The value: behind "=", else the next argument whatever it looks like.
         std::string value;
@@ -378,66 +385,91 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
                 NVR_LOG_ERROR("Option {} requires a value", option->spelling);
             }
             if (value.empty()) {
-                return fail(option->missingValueError, option->usageWithMissingValue);
+                ShowError(option->missingValueError, option->usageWithMissingValue);
+                return false;
             }
         }
         if (!ParseCommandLine(*option, std::move(value))) {
-            NVR_LOG_ENTRY("Returning false");
             return false;
         }
     }
     NVR_LOG_INFO("Parsed {} option(s) and {} positional argument(s)", optionCount, positionalCount);
+    return true;
+}
 
-    // Output over the document would destroy it before it is read.
+// Output over the document would destroy it before it is read. The log goes to its file
+// from here on.
+bool NvrPrintHelper::KeepOutputsOffTheInput() {
     const bool namedInput = !m_inputFile.empty() && m_inputFile != "-";
     if (namedInput && !m_logFile.empty() && platform::IsSameFile(m_logFile, m_inputFile)) {
         NVR_LOG_ERROR("The log file is the input document: {}", m_logFile);
-        return fail("Error: The log file is the input document: " + m_logFile, false);
+        ShowError("Error: The log file is the input document: " + m_logFile, false);
+        return false;
     }
     if (namedInput && !m_imagePath.empty() && platform::IsSameFile(m_imagePath, m_inputFile)) {
         NVR_LOG_ERROR("The TIFF output file is the input document: {}", m_imagePath);
-        return fail("Error: The TIFF output file is the input document: " + m_imagePath, false);
+        ShowError("Error: The TIFF output file is the input document: " + m_imagePath, false);
+        return false;
     }
     if (!m_logFile.empty()) {
-        logger.SetLogFile(m_logFile);
+        Logger::Instance().SetLogFile(m_logFile);
     }
+    return true;
+}
 
+bool NvrPrintHelper::PrepareTempDirectory() {
     if (!m_tempDir.empty() && !m_tempFileManager.SetTempDirectory(m_tempDir)) {
         NVR_LOG_ERROR("Failed to set custom temp directory: {}", m_tempDir);
-        return fail("Error: Could not set temporary directory: " + m_tempDir, false);
+        ShowError("Error: Could not set temporary directory: " + m_tempDir, false);
+        return false;
     }
     if (!m_tempFileManager.EnsureTempDirectoryExists()) {
         NVR_LOG_ERROR("Failed to ensure temp directory exists");
-        return fail("Error: Could not create or access temporary directory: " +
-                        m_tempFileManager.GetTempDirectory() +
-                        "\nUse -tempDir to choose a directory of your own.",
-                    false);
+        ShowError("Error: Could not create or access temporary directory: " +
+                      m_tempFileManager.GetTempDirectory() +
+                      "\nUse -tempDir to choose a directory of your own.",
+                  false);
+        return false;
     }
     NVR_LOG_INFO("Using temp directory: {}", m_tempFileManager.GetTempDirectory());
     // The job's base name belongs to the directory its files go to.
     m_uniqueBaseName = m_tempFileManager.GenerateUniqueTimestampedBase();
     NVR_LOG_DEBUG("Unique timestamped base name: {}", m_uniqueBaseName);
+    return true;
+}
 
+bool NvrPrintHelper::RequireInputFile() {
     if (m_inputFile.empty()) {
         NVR_LOG_ERROR("No input file specified");
-        return fail("Error: No input file specified", true);
+        ShowError("Error: No input file specified", true);
+        return false;
     }
+    return true;
+}
 
-    if (!m_settingsFile.empty()) {
-        NVR_LOG_DEBUG("Loading override settings from: {}", m_settingsFile);
-        if (!m_overrideSettings.LoadFromFile(m_settingsFile)) {
-            NVR_LOG_ERROR("Failed to load override settings (continuing with defaults)");
-            return fail("Error: Could not load override settings from file " + m_settingsFile,
-                        false);
-        }
-        NVR_LOG_INFO("Successfully loaded override settings");
-        m_finalSettings = m_overrideSettings;
+bool NvrPrintHelper::LoadOverrideSettings() {
+    if (m_settingsFile.empty()) {
+        return true;
     }
+    NVR_LOG_DEBUG("Loading override settings from: {}", m_settingsFile);
+    if (!m_overrideSettings.LoadFromFile(m_settingsFile)) {
+        NVR_LOG_ERROR("Failed to load override settings (continuing with defaults)");
+        ShowError("Error: Could not load override settings from file " + m_settingsFile, false);
+        return false;
+    }
+    NVR_LOG_INFO("Successfully loaded override settings");
+    m_finalSettings = m_overrideSettings;
+    return true;
+}
 
+// -silent and -interactive, or a settings file asking for the preview, decide the mode
+// before the document has a say.
+bool NvrPrintHelper::ApplyModeFlags() {
     if (m_forceSilent && m_forceInteractive) {
         NVR_LOG_ERROR("Conflicting flags: both -silent/-print and -interactive specified");
-        return fail("Error: Conflicting command line options (-silent/-print and -interactive)",
-                    false);
+        ShowError("Error: Conflicting command line options (-silent/-print and -interactive)",
+                  false);
+        return false;
     }
     if (m_forceSilent) {
         m_interactiveMode = false;
@@ -450,9 +482,6 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
         m_interactiveMode = m_modeForced = m_modeDetermined = true;
         NVR_LOG_INFO("Forced interactive mode by override settings (bShowPreview=true)");
     }
-
-    NVR_LOG_INFO("Command line parsing successful");
-    NVR_LOG_ENTRY("Returning true");
     return true;
 }
 

@@ -88,6 +88,13 @@ private:
     struct CommandLineOption;
     static std::span<const CommandLineOption> CommandLineOptions();
     bool ParseCommandLine(const CommandLineOption& option, std::string value);
+    // The steps of parsing, in order; each false has shown its box.
+    bool ReadArguments(int argc, const char* const* argv);
+    bool KeepOutputsOffTheInput();
+    bool PrepareTempDirectory();
+    bool RequireInputFile();
+    bool LoadOverrideSettings();
+    bool ApplyModeFlags();
     bool CheckQualifiedPath(const std::string& option, std::string* value);
 
     // The load events that change the run's state, one handler per record; the others are

@@ -89,6 +89,56 @@ void CompareAndLogValidationResults(const PrintJobSettings& requested, const DEV
     }
 }
 
+// In 2- and 6-up sheets the logical pages stand crosswise, so the paper turns.
+std::optional<int16_t> SheetOrientationForNUp(const PrintJobSettings& s) {
+    if (s.PagesPerSheet != 2 && s.PagesPerSheet != 6) {
+        return std::nullopt;
+    }
+    if (s.dmOrientation == DMORIENT_PORTRAIT) {
+        NVR_LOG_INFO("Flipping orientation for {}-up: Portrait logical pages", s.PagesPerSheet);
+        return DMORIENT_LANDSCAPE;
+    }
+    if (s.dmOrientation == DMORIENT_LANDSCAPE) {
+        NVR_LOG_INFO("Flipping orientation for {}-up: Landscape logical pages", s.PagesPerSheet);
+        return DMORIENT_PORTRAIT;
+    }
+    if (s.dmOrientation < 0) {
+        NVR_LOG_INFO(
+            "Defaulting to landscape physical page for {}-up layout (no logical "
+            "orientation set)",
+            s.PagesPerSheet);
+        return DMORIENT_LANDSCAPE;
+    }
+    return std::nullopt;
+}
+
+// The driver's pass over the DEVMODE: its corrections are copied back and reported. False
+// when the printer refuses the settings.
+bool ValidateWithPrinter(const PrintJobSettings& requested, DEVMODEW* devMode,
+                         PrinterSession& printer) {
+    NVR_LOG_INFO("Validating DEVMODE modifications using DocumentProperties");
+    int32_t size = printer.DevModeSize();
+    if (size <= 0) {
+        NVR_LOG_ERROR("Failed to get DEVMODE size for validation (Error: {})", size);
+        return false;
+    }
+    std::unique_ptr<DEVMODEW, DevModeDeleter> output(
+        static_cast<DEVMODEW*>(std::calloc(1, std::max<size_t>(size, sizeof(DEVMODEW)))));
+    int32_t result = output ? printer.ValidateDevMode(devMode, output.get()) : 0;
+    if (result != kIdOk) {
+        NVR_LOG_ERROR("DocumentProperties validation failed (result: {})", result);
+        NVR_LOG_ERROR("The printer does not support the requested settings");
+        return false;
+    }
+    size_t bytes = std::min<size_t>(static_cast<size_t>(size),
+                                    size_t{devMode->dmSize} + devMode->dmDriverExtra);
+    std::memcpy(static_cast<void*>(devMode), output.get(), bytes);
+    NVR_LOG_INFO("DEVMODE validated and corrected successfully");
+    CompareAndLogValidationResults(requested, output.get(), printer,
+                                   WantsExtendedSettings(requested));
+    return true;
+}
+
 }  // namespace
 
 bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, PrinterSession* printer) {
@@ -102,24 +152,7 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, PrinterSession* printer
     NVR_LOG_DEBUG("Applying settings to DEVMODE{}",
                   printerName.empty() ? std::string() : " for printer: " + printerName);
 
-    // In 2- and 6-up sheets the logical pages stand crosswise, so the paper turns.
-    std::optional<int16_t> orientationOverride;
-    if (PagesPerSheet == 2 || PagesPerSheet == 6) {
-        if (dmOrientation == DMORIENT_PORTRAIT) {
-            orientationOverride = DMORIENT_LANDSCAPE;
-            NVR_LOG_INFO("Flipping orientation for {}-up: Portrait logical pages", PagesPerSheet);
-        } else if (dmOrientation == DMORIENT_LANDSCAPE) {
-            orientationOverride = DMORIENT_PORTRAIT;
-            NVR_LOG_INFO("Flipping orientation for {}-up: Landscape logical pages", PagesPerSheet);
-        } else if (dmOrientation < 0) {
-            orientationOverride = DMORIENT_LANDSCAPE;
-            NVR_LOG_INFO(
-                "Defaulting to landscape physical page for {}-up layout (no logical "
-                "orientation set)",
-                PagesPerSheet);
-        }
-    }
-
+    const std::optional<int16_t> orientationOverride = SheetOrientationForNUp(*this);
     int applied = 0;
     for (const DevModeField& field : DevModeFields()) {
         if (field.bit == DM_ORIENTATION && orientationOverride) {
@@ -147,27 +180,10 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, PrinterSession* printer
     }
 
     if (printer != nullptr && applied >= 1) {
-        NVR_LOG_INFO("Validating DEVMODE modifications using DocumentProperties");
-        int32_t size = printer->DevModeSize();
-        if (size <= 0) {
-            NVR_LOG_ERROR("Failed to get DEVMODE size for validation (Error: {})", size);
+        if (!ValidateWithPrinter(*this, devMode, *printer)) {
             NVR_LOG_ENTRY("Returning false");
             return false;
         }
-        std::unique_ptr<DEVMODEW, DevModeDeleter> output(
-            static_cast<DEVMODEW*>(std::calloc(1, std::max<size_t>(size, sizeof(DEVMODEW)))));
-        int32_t result = output ? printer->ValidateDevMode(devMode, output.get()) : 0;
-        if (result != kIdOk) {
-            NVR_LOG_ERROR("DocumentProperties validation failed (result: {})", result);
-            NVR_LOG_ERROR("The printer does not support the requested settings");
-            NVR_LOG_ENTRY("Returning false");
-            return false;
-        }
-        size_t bytes = std::min<size_t>(static_cast<size_t>(size),
-                                        size_t{devMode->dmSize} + devMode->dmDriverExtra);
-        std::memcpy(static_cast<void*>(devMode), output.get(), bytes);
-        NVR_LOG_INFO("DEVMODE validated and corrected successfully");
-        CompareAndLogValidationResults(*this, output.get(), *printer, WantsExtendedSettings(*this));
         // The program makes the copies itself: no more than the printer's bound, to which
         // the driver has just corrected the DEVMODE.
         if ((devMode->dmFields & DM_COPIES) != 0 && devMode->dmCopies >= 1 &&
