@@ -11,6 +11,7 @@
 
 #include "NvrPrintHelper/preview/PreviewWidgets.h"
 #include "NvrPrintHelper/preview/PreviewWindow.h"
+#include "NvrPrintHelper/preview/PrintDialogControls.h"
 #include "NvrPrintUtils/DialogSettings.h"
 #include "SystemServices/PrinterServices.h"
 #include "logging/LogMacros.h"
@@ -163,8 +164,8 @@ void PreviewWindow::OnPrint() {
     NVR_LOG_DEBUG("About to show print dialog");
     GtkWidget* dialog = gtk_print_unix_dialog_new("Print", GTK_WINDOW(w.frame));
     GtkPrintUnixDialog* printDialog = GTK_PRINT_UNIX_DIALOG(dialog);
-    // The program lays out the pages: no ranges, no selection, no N-up or scaling of the
-    // dialog's own.
+    // The program lays out the pages: no selection, and none of the dialog's own ranges,
+    // N-up, scaling or order.
     gtk_print_unix_dialog_set_manual_capabilities(
         printDialog, static_cast<GtkPrintCapabilities>(GTK_PRINT_CAPABILITY_COPIES |
                                                        GTK_PRINT_CAPABILITY_COLLATE |
@@ -172,6 +173,8 @@ void PreviewWindow::OnPrint() {
     gtk_print_unix_dialog_set_support_selection(printDialog, FALSE);
     gtk_print_unix_dialog_set_has_selection(printDialog, FALSE);
     gtk_print_unix_dialog_set_embed_page_setup(printDialog, TRUE);
+    NVR_LOG_DEBUG("Print dialog without its page layout controls ({} hidden)",
+                  preview::HideLayoutControls(dialog));
     GtkPrintSettings* gtkSettings = gtk_print_settings_new();
     GtkPageSetup* pageSetup = gtk_page_setup_new();
     if (prepared) {

@@ -71,6 +71,9 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayout) {
     session.Screenshot("print-progress");
     ASSERT_TRUE(session.WaitForLog("Print callback returned, success=true")) << session.Log();
     EXPECT_TRUE(Has(session.Log(), "User selected printer: " + s_stack->queue));
+    // Ranges, pages per side, their order, odd or even sheets, scale and reverse: the
+    // program's to do, so the dialog does not offer them.
+    EXPECT_TRUE(Has(session.Log(), "Print dialog without its page layout controls (10 hidden)"));
 
     EXPECT_FALSE(WaitForStapledJob(*s_stack, "from-preview", 1)) << "sent to the job's printer";
     ReceivedJob job = Received("from-preview");
