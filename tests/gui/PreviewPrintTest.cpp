@@ -36,6 +36,25 @@ protected:
         Box view = session.MainView();
         session.X().MoveTo(session.Window(), view.CentreX() - 110, view.CentreY());
     }
+    // Picks a queue in the dialog's printer list by typing its name, closes the list's
+    // search field and gives the keys back to the tabs.
+    void ChoosePrinter(const std::string& queue, const std::string& screenshot) {
+        session.X().Key("Tab");
+        session.X().Type(queue);
+        std::this_thread::sleep_for(std::chrono::milliseconds(700));
+        session.Screenshot(screenshot);
+        session.X().Key("Escape");
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+        session.X().Key("ISO_Left_Tab");
+    }
+    // The dialog's Print button, at its bottom right.
+    void PressPrint() {
+        std::optional<unsigned long> dialog =
+            session.X().WaitForWindowTitled("Print", std::chrono::seconds(5));
+        ASSERT_TRUE(dialog);
+        auto [width, height] = session.X().SizeOf(*dialog);
+        session.X().Click(*dialog, width - 100, height - 30);
+    }
     PreviewSession session;
     std::string document;
 };
@@ -45,26 +64,15 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayout) {
     // list by typing its name, then closes the list's search field.
     Open(s_stack->stapleQueue);
     OpenPrintDialog();
-    session.X().Key("Tab");
-    session.X().Type(s_stack->queue);
-    std::this_thread::sleep_for(std::chrono::milliseconds(700));
-    session.Screenshot("print-dialog-chosen");
-    session.X().Key("Escape");
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-    // Back to the tabs, and on the Page Setup tab, two-sided on the long edge.
-    session.X().Key("ISO_Left_Tab");
+    ChoosePrinter(s_stack->queue, "print-dialog-chosen");
+    // On the Page Setup tab, two-sided on the long edge.
     session.X().Key("Page_Down", true);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     session.X().Key("Tab");
     session.X().Key("Down");
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     session.Screenshot("print-dialog-two-sided");
-    // The dialog's Print button, at its bottom right.
-    std::optional<unsigned long> dialog =
-        session.X().WaitForWindowTitled("Print", std::chrono::seconds(5));
-    ASSERT_TRUE(dialog);
-    auto [width, height] = session.X().SizeOf(*dialog);
-    session.X().Click(*dialog, width - 100, height - 30);
+    PressPrint();
 
     ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 1"));
     ASSERT_TRUE(session.WaitForLog("Creating progress dialog"));
@@ -90,6 +98,28 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayout) {
     EXPECT_TRUE(session.WaitForLog("Navigating to page 2"));
     EXPECT_EQ(session.CloseAndWait(), 0);
     EXPECT_TRUE(Has(session.Log(), "User cancelled"));
+}
+
+TEST_F(PreviewPrintTest, SchedulerDefaultsOfTheChosenQueueRepeatNothing) {
+    // copies-default=2, number-up-default=2 and two-sided by default on this queue: the
+    // program's two 2-up sets arrive as they are, not four copies of 4-up sheets.
+    Open(s_stack->queue);
+    OpenPrintDialog();
+    ChoosePrinter(s_stack->defaultsQueue, "print-dialog-defaults-queue");
+    PressPrint();
+    ASSERT_TRUE(session.WaitForLog("Print callback returned, success=true")) << session.Log();
+    EXPECT_TRUE(Has(session.Log(), "User selected printer: " + s_stack->defaultsQueue));
+
+    ReceivedJob job = Received("from-preview");
+    EXPECT_EQ(job.attributes["IPP_COPIES"], "");
+    std::vector<std::string> set = {"Page 1 Page 2", "Page 3 Page 4", "Page 5"};
+    std::vector<std::string> expected = set;
+    if (job.attributes["IPP_SIDES"] != "one-sided") {
+        expected.push_back("");
+    }
+    expected.insert(expected.end(), set.begin(), set.end());
+    EXPECT_EQ(PageTexts(job.documentPath), expected) << job.attributes["IPP_SIDES"];
+    EXPECT_EQ(session.CloseAndWait(), 0);
 }
 
 TEST_F(PreviewPrintTest, CancelledDialogPrintsNothingAndLeavesThePreviewOpen) {
