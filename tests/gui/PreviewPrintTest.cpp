@@ -171,8 +171,13 @@ TEST(PreviewPrintStopTest, SchedulerGoneMidJobFailsThePrintAndThePreviewStillAns
     session.ClickButton("Next");
     EXPECT_TRUE(session.WaitForLog("Navigating to page 2"));
     EXPECT_EQ(session.CloseAndWait(), 0);
-    const bool partialJob = WaitForReceivedJob(*stack, "long.pdf", 3).has_value();
+    // Back again, the scheduler has no job to finish: nothing half sent is printed.
+    const bool restarted = PrinterStack::RestartPrivateScheduler(stackEnv);
+    const bool jobEnded = SchedulerJobGoneOrCancelled(*stack, 1);
+    const bool partialJob = WaitForReceivedJob(*stack, "long.pdf", 5).has_value();
     PrinterStack::StopPrivate(stackEnv);
+    EXPECT_TRUE(restarted) << "the scheduler did not start again";
+    EXPECT_TRUE(jobEnded) << "the scheduler still holds the job";
     EXPECT_FALSE(partialJob) << "a partial job was printed";
 }
 

@@ -190,10 +190,14 @@ TEST(SchedulerStopTest, StoppingMidJobFailsTheRunAndPrintsNothing) {
     });
     const bool killed = SignalSchedulerOnceJobExists(*stack, SIGKILL, 1000);
     ProcessResult r = run.get();
-    // The recorded jobs outlive the stack's stop; they go with it below.
-    const bool partialJob = WaitForReceivedJob(*stack, "long.pdf", 3).has_value();
+    // Back again, the scheduler has no job to finish: nothing half sent is printed.
+    const bool restarted = PrinterStack::RestartPrivateScheduler(stackEnv);
+    const bool jobEnded = SchedulerJobGoneOrCancelled(*stack, 1);
+    const bool partialJob = WaitForReceivedJob(*stack, "long.pdf", 5).has_value();
     PrinterStack::StopPrivate(stackEnv);
     ASSERT_TRUE(killed) << "the job never appeared on the scheduler";
+    ASSERT_TRUE(restarted) << "the scheduler did not start again";
+    EXPECT_TRUE(jobEnded) << "the scheduler still holds the job";
 
     EXPECT_EQ(r.exitCode, 1);
     // Sheets stream into the job as they are made, so the break shows wherever the

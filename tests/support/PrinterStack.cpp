@@ -81,6 +81,10 @@ void PrinterStack::StopPrivate(const std::string& envFile) {
     RunProcess({Script(), "stop-private", envFile});
 }
 
+bool PrinterStack::RestartPrivateScheduler(const std::string& envFile) {
+    return RunProcess({Script(), "restart-scheduler", envFile}).exitCode == 0;
+}
+
 std::optional<ReceivedJob> WaitForJobIn(const std::string& recordDir, const std::string& name,
                                         int timeoutSeconds) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
@@ -129,6 +133,11 @@ std::string SchedulerJobState(const PrinterStack& stack, int jobId) {
         return {};
     const size_t end = attributes.find('\n', at);
     return attributes.substr(at + key.size(), end - at - key.size());
+}
+
+bool SchedulerJobGoneOrCancelled(const PrinterStack& stack, int jobId) {
+    const std::string state = SchedulerJobState(stack, jobId);
+    return state.empty() || state == "canceled" || state == "aborted";
 }
 
 bool SignalSchedulerOnceJobExists(const PrinterStack& stack, int signal, int looks) {

@@ -29,6 +29,9 @@ struct PrinterStack {
     static std::optional<PrinterStack> StartPrivate(const std::string& envFile,
                                                     const std::string& queue = "");
     static void StopPrivate(const std::string& envFile);
+    // Starts that stack's scheduler again on its own configuration and spool, after a test
+    // killed it.
+    static bool RestartPrivateScheduler(const std::string& envFile);
 };
 
 // A job as the virtual printer received it.
@@ -50,6 +53,8 @@ std::optional<ReceivedJob> WaitForStapledJob(const PrinterStack& stack, const st
 std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId);
 // States of the scheduler's jobs, by id, as "lpstat" words ("completed", "canceled", ...).
 std::string SchedulerJobState(const PrinterStack& stack, int jobId);
+// Whether the scheduler's job with this id is gone or ended without printing.
+bool SchedulerJobGoneOrCancelled(const PrinterStack& stack, int jobId);
 // Sends the scheduler the signal (SIGKILL, SIGSTOP) as soon as its first job exists, looking
 // up to the given number of times; whether it was sent.
 bool SignalSchedulerOnceJobExists(const PrinterStack& stack, int signal, int looks);
