@@ -15,6 +15,7 @@
 #include "NvrPrintUtils/DialogSettings.h"
 #include "SystemServices/PrinterServices.h"
 #include "logging/LogMacros.h"
+#include "platform/GObjectPtr.h"
 
 namespace nvrprint {
 namespace {
@@ -22,6 +23,8 @@ namespace {
 // How long the printer's answer about its defaults may take before the dialog opens
 // without them.
 constexpr auto kPrinterQueryLimit = std::chrono::seconds(15);
+// How often the window paints while it waits for that answer.
+constexpr auto kPaintInterval = std::chrono::milliseconds(30);
 // The code the log gives a query that did not answer in time.
 constexpr uint32_t kQueryTimedOut = 0x000005B4;  // a timeout, as the system numbers it
 
@@ -32,9 +35,10 @@ struct OpenedPrinter {
 };
 
 // Opens the printer and asks for its defaults on a thread of its own: a scheduler that
-// hangs costs the dialog its settings, never the window. timedOut says when no answer came.
+// hangs costs the dialog its settings, never the window, which keeps painting meanwhile but
+// takes no input. timedOut says when no answer came.
 OpenedPrinter OpenWithDefaults(platform::PrintSystem& printers, docmgr::DocFilePageMgr* manager,
-                               const std::string& name, bool* timedOut) {
+                               const std::string& name, GtkWidget* window, bool* timedOut) {
     auto query = std::make_shared<std::packaged_task<OpenedPrinter()>>([&printers, manager, name] {
         OpenedPrinter opened;
         int error = 0;
@@ -47,7 +51,28 @@ OpenedPrinter OpenWithDefaults(platform::PrintSystem& printers, docmgr::DocFileP
     std::future<OpenedPrinter> answer = query->get_future();
     // The thread owns the task: left behind when it hangs, it ends on its own later.
     std::thread([query] { (*query)(); }).detach();
-    *timedOut = answer.wait_for(kPrinterQueryLimit) != std::future_status::ready;
+    gtk_widget_set_sensitive(window, FALSE);
+    GdkWindow* surface = gtk_widget_get_window(window);
+    platform::GObjectPtr<GdkCursor> busy(
+        gdk_cursor_new_from_name(gtk_widget_get_display(window), "wait"));
+    if (surface != nullptr) {
+        gdk_window_set_cursor(surface, busy.get());
+    }
+    const auto deadline = std::chrono::steady_clock::now() + kPrinterQueryLimit;
+    *timedOut = false;
+    while (answer.wait_for(kPaintInterval) != std::future_status::ready) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            *timedOut = true;
+            break;
+        }
+        while (gtk_events_pending()) {
+            gtk_main_iteration_do(FALSE);
+        }
+    }
+    if (surface != nullptr) {
+        gdk_window_set_cursor(surface, nullptr);
+    }
+    gtk_widget_set_sensitive(window, TRUE);
     return *timedOut ? OpenedPrinter() : answer.get();
 }
 
@@ -140,7 +165,7 @@ void PreviewWindow::OnPrint() {
     } else {
         NVR_LOG_DEBUG("Printer opened successfully, getting DEVMODE size");
         bool timedOut = false;
-        opened = OpenWithDefaults(m_printers, m_pageManager, m_printerName, &timedOut);
+        opened = OpenWithDefaults(m_printers, m_pageManager, m_printerName, w.frame, &timedOut);
         prepared = std::move(opened.defaults);
         if (timedOut) {
             NVR_LOG_WARNING(
@@ -159,6 +184,10 @@ void PreviewWindow::OnPrint() {
             NVR_LOG_DEBUG("Initialized print dialog with current settings");
         }
         NVR_LOG_DEBUG("Closed printer handle");
+    }
+
+    if (!m_running) {
+        return;  // closed while the printer was being asked
     }
 
     NVR_LOG_DEBUG("About to show print dialog");
@@ -215,7 +244,7 @@ void PreviewWindow::OnPrint() {
         fromDialog = std::move(prepared);
     } else if (!m_printerName.empty() && m_pageManager != nullptr) {
         bool timedOut = false;
-        opened = OpenWithDefaults(m_printers, m_pageManager, m_printerName, &timedOut);
+        opened = OpenWithDefaults(m_printers, m_pageManager, m_printerName, w.frame, &timedOut);
         fromDialog = std::move(opened.defaults);
         if (fromDialog && m_settings != nullptr) {
             m_settings->ApplyToDevMode(fromDialog.get(), opened.printer.get());

@@ -182,3 +182,45 @@ TEST(PreviewPrintStopTest, SchedulerGoneMidJobFailsThePrintAndThePreviewStillAns
 }
 
 }  // namespace
+
+namespace {
+
+// A scheduler of its own, since this test stops it before the print.
+TEST(PreviewPrintStallTest, HangingSchedulerCostsTheDialogItsSettingsAndNeverTheWindow) {
+    ScratchDir work;
+    const std::string stackEnv = work.File("stack.env");
+    std::optional<PrinterStack> stack = PrinterStack::StartPrivate(stackEnv, "NvrPreviewStall");
+    ASSERT_TRUE(stack) << "the second printer stack did not start";
+    PreviewSession session;
+    const std::string doc = session.Work().File("three.pdf");
+    MakePdf(doc, {kLetter, kLetter, kLetter});
+    session.SetEnv("CUPS_SERVER", stack->cupsServer);
+    session.Start({"-usePreviewApp=never", "-interactive"}, doc, std::nullopt, stack->queue);
+    ASSERT_TRUE(session.WaitForWindow()) << session.Log();
+
+    ASSERT_TRUE(SignalScheduler(*stack, SIGSTOP));
+    session.ClickButton("Print");
+    ASSERT_TRUE(session.WaitForLog("Opening printer: " + stack->queue));
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    session.Screenshot("print-waiting-for-printer");
+    EXPECT_TRUE(session.WaitForLog("Exception caught in DocumentPropertiesW size query",
+                                   std::chrono::seconds(60)))
+        << session.Log();
+    // The dialog opens without the printer's settings; the person cancels it.
+    std::optional<unsigned long> dialog =
+        session.X().WaitForWindowTitled("Print", std::chrono::seconds(20));
+    EXPECT_TRUE(dialog);
+    Box view = session.MainView();
+    session.X().MoveTo(session.Window(), view.CentreX() - 110, view.CentreY());
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    session.X().Key("Escape");
+    EXPECT_TRUE(session.WaitForLog("PrintDlgW returned: 0"));
+
+    session.ClickButton("Next");
+    EXPECT_TRUE(session.WaitForLog("Navigating to page 2"));
+    EXPECT_EQ(session.CloseAndWait(), 0);
+    SignalScheduler(*stack, SIGCONT);
+    PrinterStack::StopPrivate(stackEnv);
+}
+
+}  // namespace

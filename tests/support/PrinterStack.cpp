@@ -140,10 +140,14 @@ bool SchedulerJobGoneOrCancelled(const PrinterStack& stack, int jobId) {
     return state.empty() || state == "canceled" || state == "aborted";
 }
 
+bool SignalScheduler(const PrinterStack& stack, int signal) {
+    return ::kill(std::stoi(ReadFile(stack.stackDir + "/cupsd.pid")), signal) == 0;
+}
+
 bool SignalSchedulerOnceJobExists(const PrinterStack& stack, int signal, int looks) {
     for (int look = 0; look < looks; ++look) {
         if (!SchedulerJobState(stack, 1).empty()) {
-            return ::kill(std::stoi(ReadFile(stack.stackDir + "/cupsd.pid")), signal) == 0;
+            return SignalScheduler(stack, signal);
         }
     }
     return false;

@@ -55,6 +55,8 @@ std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId);
 std::string SchedulerJobState(const PrinterStack& stack, int jobId);
 // Whether the scheduler's job with this id is gone or ended without printing.
 bool SchedulerJobGoneOrCancelled(const PrinterStack& stack, int jobId);
+// Sends the scheduler the signal (SIGSTOP, SIGCONT, ...); whether it was sent.
+bool SignalScheduler(const PrinterStack& stack, int signal);
 // Sends the scheduler the signal (SIGKILL, SIGSTOP) as soon as its first job exists, looking
 // up to the given number of times; whether it was sent.
 bool SignalSchedulerOnceJobExists(const PrinterStack& stack, int signal, int looks);
