@@ -124,6 +124,48 @@ TEST_F(PreviewWindowTest, ZoomTypedIntoTheStatusBar) {
     EXPECT_EQ(session.CloseAndWait(), 0);
 }
 
+TEST_F(PreviewWindowTest, DraggingPansThePageAndScrollsTheStripWithoutTurningThePage) {
+    std::string eight = session.Work().File("eight.pdf");
+    MakePdf(eight, std::vector<FixturePage>(8, kLetter));
+    session.Start({"-usePreviewApp=never", "-interactive"}, eight);
+    ASSERT_TRUE(session.WaitForWindow()) << session.Log();
+    ASSERT_TRUE(session.WaitForLog("Loaded 8 thumbnails"));
+
+    // At 100% the page overflows the view; dragging it up and left pans it by as much.
+    Box view = session.MainView();
+    session.X().MoveTo(session.Window(), view.CentreX(), view.CentreY());
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    session.X().Key("0");
+    ASSERT_TRUE(session.WaitForStatus("Page 1 of 8", "Zoom: 100%"));
+    session.X().ButtonDown();
+    for (int step = 1; step <= 5; ++step) {
+        session.X().MoveTo(session.Window(), view.CentreX() - 20 * step,
+                           view.CentreY() - 30 * step);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    session.X().ButtonUp();
+    EXPECT_TRUE(session.WaitForLog("Dragging - delta=100,150, scroll=100,150"));
+    EXPECT_TRUE(session.WaitForLog("Ended drag at"));
+
+    // The strip follows a drag of 200 pixels up; the page stays. Then the picture of page 3
+    // stands where page 2's stood.
+    Box strip = session.ThumbnailPanel();
+    const int pageTwoY = strip.y + 15 + (207 + 45) + 100;
+    session.X().MoveTo(session.Window(), strip.CentreX(), pageTwoY);
+    session.X().ButtonDown();
+    for (int step = 1; step <= 4; ++step) {
+        session.X().MoveTo(session.Window(), strip.CentreX(), pageTwoY - 50 * step);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    session.X().ButtonUp();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_FALSE(Has(session.Log(), "Clicked on page"));
+    EXPECT_EQ(session.LatestStatus(), "Page 1 of 8 | Zoom: 100%");
+    session.X().Click(session.Window(), strip.CentreX(), pageTwoY);
+    EXPECT_TRUE(session.WaitForLog("Clicked on page 3")) << session.Log();
+    EXPECT_EQ(session.CloseAndWait(), 0);
+}
+
 TEST_F(PreviewWindowTest, EmbeddedPreviewSettingOpensTheWindowWithoutAModeFlag) {
     std::string withSettings = session.Work().File("embedded.pdf");
     MakePdfWithSettings(withSettings, {kLetterLandscape, kLetter}, R"({"bShowPreview": true})");
