@@ -138,18 +138,32 @@ TEST_F(PreviewPrintTest, CancelledDialogPrintsNothingAndLeavesThePreviewOpen) {
 
 namespace {
 
-// A scheduler of its own, since this test kills it while the preview's job is being sent.
-TEST(PreviewPrintStopTest, SchedulerGoneMidJobFailsThePrintAndThePreviewStillAnswers) {
+// A print stack of the test's own, since the test stops or kills its scheduler, and the
+// preview on its queue. The stack goes with the test, whatever became of its scheduler.
+class PreviewOnPrivateStackTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        stackEnv = work.File("stack.env");
+        stack = PrinterStack::StartPrivate(stackEnv, "NvrPreviewPrivate");
+        ASSERT_TRUE(stack) << "the second printer stack did not start";
+        session.SetEnv("CUPS_SERVER", stack->cupsServer);
+    }
+    void TearDown() override { PrinterStack::StopPrivate(stackEnv); }
+    void OpenPreview(const std::string& document) {
+        session.Start({"-usePreviewApp=never", "-interactive"}, document, std::nullopt,
+                      stack->queue);
+        ASSERT_TRUE(session.WaitForWindow()) << session.Log();
+    }
     ScratchDir work;
-    const std::string stackEnv = work.File("stack.env");
-    std::optional<PrinterStack> stack = PrinterStack::StartPrivate(stackEnv, "NvrPreviewStop");
-    ASSERT_TRUE(stack) << "the second printer stack did not start";
+    std::string stackEnv;
+    std::optional<PrinterStack> stack;
     PreviewSession session;
+};
+
+TEST_F(PreviewOnPrivateStackTest, SchedulerGoneMidJobFailsThePrintAndThePreviewStillAnswers) {
     const std::string doc = session.Work().File("long.pdf");
     MakePdf(doc, std::vector<FixturePage>(2000, kLetter));
-    session.SetEnv("CUPS_SERVER", stack->cupsServer);
-    session.Start({"-usePreviewApp=never", "-interactive"}, doc, std::nullopt, stack->queue);
-    ASSERT_TRUE(session.WaitForWindow()) << session.Log();
+    OpenPreview(doc);
 
     session.ClickButton("Print");
     ASSERT_TRUE(session.WaitForLog("Calling PrintDlgW..."));
@@ -172,31 +186,15 @@ TEST(PreviewPrintStopTest, SchedulerGoneMidJobFailsThePrintAndThePreviewStillAns
     EXPECT_TRUE(session.WaitForLog("Navigating to page 2"));
     EXPECT_EQ(session.CloseAndWait(), 0);
     // Back again, the scheduler has no job to finish: nothing half sent is printed.
-    const bool restarted = PrinterStack::RestartPrivateScheduler(stackEnv);
-    const bool jobEnded = SchedulerJobGoneOrCancelled(*stack, 1);
-    const bool partialJob = WaitForReceivedJob(*stack, "long.pdf", 5).has_value();
-    PrinterStack::StopPrivate(stackEnv);
-    EXPECT_TRUE(restarted) << "the scheduler did not start again";
-    EXPECT_TRUE(jobEnded) << "the scheduler still holds the job";
-    EXPECT_FALSE(partialJob) << "a partial job was printed";
+    ASSERT_TRUE(PrinterStack::RestartPrivateScheduler(stackEnv));
+    EXPECT_TRUE(SchedulerJobGoneOrCancelled(*stack, 1)) << "the scheduler still holds the job";
+    EXPECT_FALSE(WaitForReceivedJob(*stack, "long.pdf", 5)) << "a partial job was printed";
 }
 
-}  // namespace
-
-namespace {
-
-// A scheduler of its own, since this test stops it before the print.
-TEST(PreviewPrintStallTest, HangingSchedulerCostsTheDialogItsSettingsAndNeverTheWindow) {
-    ScratchDir work;
-    const std::string stackEnv = work.File("stack.env");
-    std::optional<PrinterStack> stack = PrinterStack::StartPrivate(stackEnv, "NvrPreviewStall");
-    ASSERT_TRUE(stack) << "the second printer stack did not start";
-    PreviewSession session;
+TEST_F(PreviewOnPrivateStackTest, HangingSchedulerCostsTheDialogItsSettingsAndNeverTheWindow) {
     const std::string doc = session.Work().File("three.pdf");
     MakePdf(doc, {kLetter, kLetter, kLetter});
-    session.SetEnv("CUPS_SERVER", stack->cupsServer);
-    session.Start({"-usePreviewApp=never", "-interactive"}, doc, std::nullopt, stack->queue);
-    ASSERT_TRUE(session.WaitForWindow()) << session.Log();
+    OpenPreview(doc);
 
     ASSERT_TRUE(SignalScheduler(*stack, SIGSTOP));
     session.ClickButton("Print");
@@ -219,8 +217,6 @@ TEST(PreviewPrintStallTest, HangingSchedulerCostsTheDialogItsSettingsAndNeverThe
     session.ClickButton("Next");
     EXPECT_TRUE(session.WaitForLog("Navigating to page 2"));
     EXPECT_EQ(session.CloseAndWait(), 0);
-    SignalScheduler(*stack, SIGCONT);
-    PrinterStack::StopPrivate(stackEnv);
 }
 
 }  // namespace
