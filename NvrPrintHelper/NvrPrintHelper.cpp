@@ -31,12 +31,13 @@ NvrPrintHelper::NvrPrintHelper(platform::Platform& os) : m_os(os) {
 
 NvrPrintHelper::~NvrPrintHelper() {
     NVR_LOG_ENTRY("Entered");
-    if (s_instance == this) {
-        s_instance = nullptr;
-    }
+    // The manager's load thread reports to this object until the manager has joined it.
     if (m_docMgr) {
         NVR_LOG_DEBUG("Releasing document manager");
         m_docMgr.reset();
+    }
+    if (s_instance == this) {
+        s_instance = nullptr;
     }
     if (m_keepTempFiles && m_inputFromPipe && !m_actualInputFile.empty()) {
         try {
