@@ -73,8 +73,9 @@ public:
 
     // 1 PDF, 2 XPS, 3 OXPS.
     virtual int32_t GetDocumentType() = 0;
-    // The printer's default DEVMODE, as its driver validates it.
-    virtual DevModePtr GetPrinterSettings(nvrprint::PrinterSession& printer);
+    // The printer's default DEVMODE, as its driver validates it. Needs no document: a
+    // thread may ask it while the manager is busy or gone.
+    static DevModePtr GetPrinterSettings(nvrprint::PrinterSession& printer);
     // Whether printing lays out the job's sheets here (N-up, order, copies); a backend that
     // sends the document's pages as they are leaves those to the printer's defaults.
     virtual bool LaysOutSheets() const { return true; }

@@ -37,14 +37,14 @@ struct OpenedPrinter {
 // Opens the printer and asks for its defaults on a thread of its own: a scheduler that
 // hangs costs the dialog its settings, never the window, which keeps painting meanwhile but
 // takes no input. timedOut says when no answer came.
-OpenedPrinter OpenWithDefaults(platform::PrintSystem& printers, docmgr::DocFilePageMgr* manager,
-                               const std::string& name, GtkWidget* window, bool* timedOut) {
-    auto query = std::make_shared<std::packaged_task<OpenedPrinter()>>([&printers, manager, name] {
+OpenedPrinter OpenWithDefaults(platform::PrintSystem& printers, const std::string& name,
+                               GtkWidget* window, bool* timedOut) {
+    auto query = std::make_shared<std::packaged_task<OpenedPrinter()>>([&printers, name] {
         OpenedPrinter opened;
         int error = 0;
         opened.printer = printers.OpenPrinter(name, &error);
         if (opened.printer) {
-            opened.defaults = manager->GetPrinterSettings(*opened.printer);
+            opened.defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*opened.printer);
         }
         return opened;
     });
@@ -165,7 +165,7 @@ void PreviewWindow::OnPrint() {
     } else {
         NVR_LOG_DEBUG("Printer opened successfully, getting DEVMODE size");
         bool timedOut = false;
-        opened = OpenWithDefaults(m_printers, m_pageManager, m_printerName, w.frame, &timedOut);
+        opened = OpenWithDefaults(m_printers, m_printerName, w.frame, &timedOut);
         prepared = std::move(opened.defaults);
         if (timedOut) {
             NVR_LOG_WARNING(
@@ -244,7 +244,7 @@ void PreviewWindow::OnPrint() {
         fromDialog = std::move(prepared);
     } else if (!m_printerName.empty() && m_pageManager != nullptr) {
         bool timedOut = false;
-        opened = OpenWithDefaults(m_printers, m_pageManager, m_printerName, w.frame, &timedOut);
+        opened = OpenWithDefaults(m_printers, m_printerName, w.frame, &timedOut);
         fromDialog = std::move(opened.defaults);
         if (fromDialog && m_settings != nullptr) {
             m_settings->ApplyToDevMode(fromDialog.get(), opened.printer.get());
