@@ -338,35 +338,22 @@ bool PreviewWindow::OnMainViewKeyDown(unsigned key) {
     Size scaled = GetScaledImageSize();
     bool wider = scaled.width > client.width;
     bool taller = scaled.height > client.height;
-    uint64_t count = m_pageManager != nullptr ? m_pageManager->m_pageCount : 0;
-    auto previous = [&] {
-        if (m_currentPage > 1) {
-            NavigateToPage(m_currentPage - 1);
-        }
-    };
-    auto next = [&] {
-        if (m_currentPage < count) {
-            NavigateToPage(m_currentPage + 1);
-        }
-    };
     switch (key) {
         case GDK_KEY_Page_Up:
         case GDK_KEY_KP_Page_Up:
-            previous();
+            StepPage(PageStep::Previous);
             break;
         case GDK_KEY_Page_Down:
         case GDK_KEY_KP_Page_Down:
-            next();
+            StepPage(PageStep::Next);
             break;
         case GDK_KEY_Home:
         case GDK_KEY_KP_Home:
-            NavigateToPage(1);
+            StepPage(PageStep::First);
             break;
         case GDK_KEY_End:
         case GDK_KEY_KP_End:
-            if (count != 0) {
-                NavigateToPage(count);
-            }
+            StepPage(PageStep::Last);
             break;
         case GDK_KEY_Left:
             if (wider) {
@@ -379,10 +366,12 @@ bool PreviewWindow::OnMainViewKeyDown(unsigned key) {
             }
             break;
         case GDK_KEY_Up:
-            taller ? SetMainViewScroll({m_scrollX, m_scrollY - preview::kLineStep}) : previous();
+            taller ? SetMainViewScroll({m_scrollX, m_scrollY - preview::kLineStep})
+                   : StepPage(PageStep::Previous);
             break;
         case GDK_KEY_Down:
-            taller ? SetMainViewScroll({m_scrollX, m_scrollY + preview::kLineStep}) : next();
+            taller ? SetMainViewScroll({m_scrollX, m_scrollY + preview::kLineStep})
+                   : StepPage(PageStep::Next);
             break;
         case GDK_KEY_0:
             m_zoom = 1.0;
@@ -483,6 +472,28 @@ void PreviewWindow::NavigateToPage(size_t page) {
     gtk_widget_queue_draw(m_widgets->thumbnailPanel);
     ScrollThumbnailsToPage(page);
     LoadCurrentPage();
+}
+
+void PreviewWindow::StepPage(PageStep step) {
+    const uint64_t count = m_pageManager != nullptr ? m_pageManager->m_pageCount : 0;
+    size_t target = 0;
+    switch (step) {
+        case PageStep::Previous:
+            target = m_currentPage > 1 ? m_currentPage - 1 : 0;
+            break;
+        case PageStep::Next:
+            target = m_currentPage < count ? m_currentPage + 1 : 0;
+            break;
+        case PageStep::First:
+            target = 1;
+            break;
+        case PageStep::Last:
+            target = count;
+            break;
+    }
+    if (target != 0) {
+        NavigateToPage(target);
+    }
 }
 
 void PreviewWindow::ShowZoomEdit() {

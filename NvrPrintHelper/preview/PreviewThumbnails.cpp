@@ -278,7 +278,6 @@ void PreviewWindow::OnThumbnailMouseWheel(int32_t delta) {
 }
 
 void PreviewWindow::OnThumbnailKeyDown(unsigned key) {
-    uint64_t count = m_pageManager != nullptr ? m_pageManager->m_pageCount : 0;
     int32_t height = AllocatedSize(m_widgets->thumbnailPanel).height;
     switch (key) {
         case GDK_KEY_Page_Up:
@@ -292,24 +291,18 @@ void PreviewWindow::OnThumbnailKeyDown(unsigned key) {
             NVR_LOG_VERBOSE("Page Down - Scrolled to {}", m_thumbnailScroll);
             break;
         case GDK_KEY_Up:
-            if (m_currentPage >= 2) {
-                NavigateToPage(m_currentPage - 1);
-            }
+            StepPage(PageStep::Previous);
             break;
         case GDK_KEY_Down:
-            if (m_currentPage < count) {
-                NavigateToPage(m_currentPage + 1);
-            }
+            StepPage(PageStep::Next);
             break;
         case GDK_KEY_Home:
         case GDK_KEY_KP_Home:
-            NavigateToPage(1);
+            StepPage(PageStep::First);
             break;
         case GDK_KEY_End:
         case GDK_KEY_KP_End:
-            if (count > 0) {
-                NavigateToPage(count);
-            }
+            StepPage(PageStep::Last);
             break;
         default:
             break;

@@ -300,14 +300,10 @@ void PreviewWindow::OnClose() {
 void PreviewWindow::OnCommand(int32_t id) {
     switch (id) {
         case kPrevious:
-            if (m_currentPage >= 2) {
-                NavigateToPage(m_currentPage - 1);
-            }
+            StepPage(PageStep::Previous);
             break;
         case kNext:
-            if (m_pageManager != nullptr && m_currentPage < m_pageManager->m_pageCount) {
-                NavigateToPage(m_currentPage + 1);
-            }
+            StepPage(PageStep::Next);
             break;
         case kZoomIn:
             ZoomIn();
@@ -338,13 +334,11 @@ bool PreviewWindow::OnFrameKeyDown(unsigned key) {
             return true;
         case GDK_KEY_End:
         case GDK_KEY_KP_End:
-            if (m_pageManager != nullptr && m_pageManager->m_pageCount > 0) {
-                NavigateToPage(m_pageManager->m_pageCount);
-            }
+            StepPage(PageStep::Last);
             return true;
         case GDK_KEY_Home:
         case GDK_KEY_KP_Home:
-            NavigateToPage(1);
+            StepPage(PageStep::First);
             return true;
         default:
             return false;

@@ -100,6 +100,10 @@ private:
     void ShowZoomEdit();
     void HideZoomEdit(bool apply);
     void NavigateToPage(size_t page);
+    // The previous, next, first or last page; nothing past either end. The toolbar, the
+    // page view and the strip all step this way.
+    enum class PageStep { Previous, Next, First, Last };
+    void StepPage(PageStep step);
     preview::Size GetScaledImageSize();
     preview::Size MainViewClientSize() const;
     void ClampMainViewScroll();

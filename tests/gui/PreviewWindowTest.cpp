@@ -124,7 +124,7 @@ TEST_F(PreviewWindowTest, ZoomTypedIntoTheStatusBar) {
     EXPECT_EQ(session.CloseAndWait(), 0);
 }
 
-TEST_F(PreviewWindowTest, DraggingPansThePageAndScrollsTheStripWithoutTurningThePage) {
+TEST_F(PreviewWindowTest, DragsPanThePageAndScrollTheStripWhoseKeysStepThePages) {
     std::string eight = session.Work().File("eight.pdf");
     MakePdf(eight, std::vector<FixturePage>(8, kLetter));
     session.Start({"-usePreviewApp=never", "-interactive"}, eight);
@@ -163,6 +163,18 @@ TEST_F(PreviewWindowTest, DraggingPansThePageAndScrollsTheStripWithoutTurningThe
     EXPECT_EQ(session.LatestStatus(), "Page 1 of 8 | Zoom: 100%");
     session.X().Click(session.Window(), strip.CentreX(), pageTwoY);
     EXPECT_TRUE(session.WaitForLog("Clicked on page 3")) << session.Log();
+
+    // With the pointer over the strip, its keys step through the pages and stop at the ends.
+    session.X().Key("Down");
+    EXPECT_TRUE(session.WaitForStatus("Page 4 of 8", "Zoom: 100%"));
+    session.X().Key("End");
+    EXPECT_TRUE(session.WaitForStatus("Page 8 of 8", "Zoom: 100%"));
+    session.X().Key("Down");
+    session.X().Key("Home");
+    EXPECT_TRUE(session.WaitForStatus("Page 1 of 8", "Zoom: 100%"));
+    session.X().Key("Up");
+    session.X().Key("Down");
+    EXPECT_TRUE(session.WaitForStatus("Page 2 of 8", "Zoom: 100%"));
     EXPECT_EQ(session.CloseAndWait(), 0);
 }
 
