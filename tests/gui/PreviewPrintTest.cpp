@@ -15,6 +15,30 @@ using namespace testsupport;
 
 namespace {
 
+// The print dialog stands centred over the preview: with the pointer there, keys go to it.
+void PointAtDialog(PreviewSession& session) {
+    Box view = session.MainView();
+    session.X().MoveTo(session.Window(), view.CentreX() - 110, view.CentreY());
+}
+
+// Print in the preview's toolbar; the dialog asks the scheduler for its printers before it
+// settles.
+void OpenPrintDialog(PreviewSession& session) {
+    session.ClickButton("Print");
+    ASSERT_TRUE(session.WaitForLog("Calling PrintDlgW..."));
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    PointAtDialog(session);
+}
+
+// The dialog's Print button, at its bottom right.
+void PressDialogPrint(PreviewSession& session) {
+    std::optional<unsigned long> dialog =
+        session.X().WaitForWindowTitled("Print", std::chrono::seconds(10));
+    ASSERT_TRUE(dialog);
+    auto [width, height] = session.X().SizeOf(*dialog);
+    session.X().Click(*dialog, width - 100, height - 30);
+}
+
 class PreviewPrintTest : public PrintingTest {
 protected:
     void Open(const std::string& printer) {
@@ -27,15 +51,6 @@ protected:
         session.Start(args, document, std::nullopt, printer);
         ASSERT_TRUE(session.WaitForWindow()) << session.Log();
     }
-    void OpenPrintDialog() {
-        session.ClickButton("Print");
-        ASSERT_TRUE(session.WaitForLog("Calling PrintDlgW..."));
-        // The dialog asks the scheduler for its printers before it settles. It stands
-        // centred over the preview: with the pointer there, keys go to it.
-        std::this_thread::sleep_for(std::chrono::seconds(3));
-        Box view = session.MainView();
-        session.X().MoveTo(session.Window(), view.CentreX() - 110, view.CentreY());
-    }
     // Picks a queue in the dialog's printer list by typing its name, closes the list's
     // search field and gives the keys back to the tabs.
     void ChoosePrinter(const std::string& queue, const std::string& screenshot) {
@@ -47,14 +62,6 @@ protected:
         std::this_thread::sleep_for(std::chrono::milliseconds(1500));
         session.X().Key("ISO_Left_Tab");
     }
-    // The dialog's Print button, at its bottom right.
-    void PressPrint() {
-        std::optional<unsigned long> dialog =
-            session.X().WaitForWindowTitled("Print", std::chrono::seconds(5));
-        ASSERT_TRUE(dialog);
-        auto [width, height] = session.X().SizeOf(*dialog);
-        session.X().Click(*dialog, width - 100, height - 30);
-    }
     PreviewSession session;
     std::string document;
 };
@@ -63,7 +70,7 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayout) {
     // The job names the stapling printer; the person picks the plain queue in the dialog's
     // list by typing its name, then closes the list's search field.
     Open(s_stack->stapleQueue);
-    OpenPrintDialog();
+    OpenPrintDialog(session);
     ChoosePrinter(s_stack->queue, "print-dialog-chosen");
     // On the Page Setup tab, two-sided on the long edge.
     session.X().Key("Page_Down", true);
@@ -72,7 +79,7 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayout) {
     session.X().Key("Down");
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     session.Screenshot("print-dialog-two-sided");
-    PressPrint();
+    PressDialogPrint(session);
 
     ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 1"));
     ASSERT_TRUE(session.WaitForLog("Creating progress dialog"));
@@ -104,9 +111,9 @@ TEST_F(PreviewPrintTest, SchedulerDefaultsOfTheChosenQueueRepeatNothing) {
     // copies-default=2, number-up-default=2 and two-sided by default on this queue: the
     // program's two 2-up sets arrive as they are, not four copies of 4-up sheets.
     Open(s_stack->queue);
-    OpenPrintDialog();
+    OpenPrintDialog(session);
     ChoosePrinter(s_stack->defaultsQueue, "print-dialog-defaults-queue");
-    PressPrint();
+    PressDialogPrint(session);
     ASSERT_TRUE(session.WaitForLog("Print callback returned, success=true")) << session.Log();
     EXPECT_TRUE(Has(session.Log(), "User selected printer: " + s_stack->defaultsQueue));
 
@@ -124,7 +131,7 @@ TEST_F(PreviewPrintTest, SchedulerDefaultsOfTheChosenQueueRepeatNothing) {
 
 TEST_F(PreviewPrintTest, CancelledDialogPrintsNothingAndLeavesThePreviewOpen) {
     Open(s_stack->queue);
-    OpenPrintDialog();
+    OpenPrintDialog(session);
     session.X().Key("Escape");
     ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 0"));
     session.ClickButton("Next");
@@ -165,14 +172,8 @@ TEST_F(PreviewOnPrivateStackTest, SchedulerGoneMidJobFailsThePrintAndThePreviewS
     MakePdf(doc, std::vector<FixturePage>(2000, kLetter));
     OpenPreview(doc);
 
-    session.ClickButton("Print");
-    ASSERT_TRUE(session.WaitForLog("Calling PrintDlgW..."));
-    std::optional<unsigned long> dialog =
-        session.X().WaitForWindowTitled("Print", std::chrono::seconds(10));
-    ASSERT_TRUE(dialog);
-    std::this_thread::sleep_for(std::chrono::seconds(2));
-    auto [width, height] = session.X().SizeOf(*dialog);
-    session.X().Click(*dialog, width - 100, height - 30);
+    OpenPrintDialog(session);
+    PressDialogPrint(session);
 
     ASSERT_TRUE(SignalSchedulerOnceJobExists(*stack, SIGKILL, 1000))
         << "the job never appeared on the scheduler";
@@ -208,8 +209,7 @@ TEST_F(PreviewOnPrivateStackTest, HangingSchedulerCostsTheDialogItsSettingsAndNe
     std::optional<unsigned long> dialog =
         session.X().WaitForWindowTitled("Print", std::chrono::seconds(20));
     EXPECT_TRUE(dialog);
-    Box view = session.MainView();
-    session.X().MoveTo(session.Window(), view.CentreX() - 110, view.CentreY());
+    PointAtDialog(session);
     std::this_thread::sleep_for(std::chrono::seconds(1));
     session.X().Key("Escape");
     EXPECT_TRUE(session.WaitForLog("PrintDlgW returned: 0"));
