@@ -140,6 +140,10 @@ protected:
     void JoinLoadThread();
 
     const TargetParams& ParamsFor(RenderTarget target) const;
+    // Tells the window following the print under way that done of total pages are ready.
+    void ReportPrintProgress(uint64_t done, uint64_t total) const {
+        PostPrintProgress(m_printProgressWindow, done, total);
+    }
     // Held while a backend's engine draws a page: the preview and a print may both ask.
     std::mutex& RenderLock() { return m_renderLock; }
     const std::string& ScratchDirectory() const { return m_scratchDirectory; }
@@ -171,6 +175,7 @@ private:
     DocMgrEventCallback m_eventCallback;
     std::string m_tempFilePath;
     TargetParams m_printerParams{1.0, 600, 600};
+    WindowHandle m_printProgressWindow = nullptr;
 
     // Lets WaitForDocumentLoad wait for the thread's end with a time limit.
     std::mutex m_threadStateLock;

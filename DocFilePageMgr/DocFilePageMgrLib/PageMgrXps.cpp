@@ -3,6 +3,8 @@
 #include <cairo.h>
 #include <libgxps/gxps.h>
 
+#include <algorithm>
+#include <iterator>
 #include <mutex>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/FileSignature.h"
@@ -17,8 +19,7 @@ namespace {
 using nvrprint::platform::GErrorPtr;
 using nvrprint::platform::GObjectPtr;
 
-constexpr double kLetterWidth = 612.0;
-constexpr double kLetterHeight = 792.0;
+constexpr PageMgrXps::PageSize kLetterUnits{816.0, 1056.0};
 constexpr int32_t kMaxBitmapSide = 16384;
 
 // The library's own warnings go to the log instead of standard error.
@@ -36,6 +37,33 @@ void RouteLibraryWarnings() {
 
 std::string ErrorText(const GError* error) {
     return error != nullptr && error->message != nullptr ? error->message : "unknown error";
+}
+
+// A page's size, from the page itself.
+PageMgrXps::PageSize MeasurePage(GXPSDocument* document, unsigned localIndex) {
+    // The page's own Width and Height rule; the size the fixed document declares for it is
+    // only advice, used where the page cannot be read or names none.
+    GError* rawError = nullptr;
+    GObjectPtr<GXPSPage> page(gxps_document_get_page(document, localIndex, &rawError));
+    GErrorPtr pageError(rawError);
+    double width = 0.0;
+    double height = 0.0;
+    if (page) {
+        gxps_page_get_size(page.get(), &width, &height);
+    } else {
+        NVR_LOG_DEBUG("Failed to get page object for page {} ({}), using its declared size",
+                      localIndex, ErrorText(pageError.get()));
+    }
+    if (width > 0.0 && height > 0.0) {
+        return {width, height};
+    }
+    if (gxps_document_get_page_size(document, localIndex, &width, &height) && width > 0.0 &&
+        height > 0.0) {
+        return {width, height};
+    }
+    NVR_LOG_DEBUG("Failed to get page dimensions for page {}, using default letter size",
+                  localIndex);
+    return kLetterUnits;
 }
 
 }  // namespace
@@ -66,11 +94,14 @@ bool PageMgrXps::CanHandleFile(const std::string& path) {
     }
     static constexpr const char* kMarkers[] = {
         "_rels/.rels", "FixedDocument", "application/vnd.ms-package.xps", "application/oxps"};
-    for (const char* marker : kMarkers) {
-        if (head.find(marker) != std::string::npos) {
-            NVR_LOG_INFO("File is a valid XPS/OXPS: {}", path);
-            return true;
-        }
+    const bool named = std::any_of(std::begin(kMarkers), std::end(kMarkers), [&](const char* m) {
+        return head.find(m) != std::string::npos;
+    });
+    // A package whose first entries are compressed, interleaved or of another kind names
+    // none of them in its first bytes; its directory tells.
+    if (named || HasXpsPackageDirectory(path)) {
+        NVR_LOG_INFO("File is a valid XPS/OXPS: {}", path);
+        return true;
     }
     NVR_LOG_DEBUG("ZIP file is not XPS/OXPS: {}", path);
     return false;
@@ -129,37 +160,15 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
             return false;
         }
         for (guint p = 0; p < pages; ++p) {
-            // The size the document declares for its page is read without opening the page;
-            // only a page declared without one is loaded for it.
-            gdouble width = 0.0;
-            gdouble height = 0.0;
-            if (!gxps_document_get_page_size(document.get(), p, &width, &height) || width <= 0.0 ||
-                height <= 0.0) {
-                rawError = nullptr;
-                GObjectPtr<GXPSPage> page(gxps_document_get_page(document.get(), p, &rawError));
-                GErrorPtr pageError(rawError);
-                if (!page) {
-                    NVR_LOG_DEBUG(
-                        "Failed to get page object for page {}, using default letter size", p);
-                    m_pageSizes.push_back({kLetterWidth, kLetterHeight});
-                    continue;
-                }
-                gxps_page_get_size(page.get(), &width, &height);
-            }
-            if (width <= 0.0 || height <= 0.0) {
-                NVR_LOG_DEBUG(
-                    "Failed to get page dimensions for page {}, using default letter size", p);
-                m_pageSizes.push_back({kLetterWidth, kLetterHeight});
-                continue;
-            }
-            if (width > kMaxPageUnits || height > kMaxPageUnits) {
+            PageSize size = MeasurePage(document.get(), p);
+            if (size.width > kMaxPageUnits || size.height > kMaxPageUnits) {
                 NVR_LOG_ERROR("Page {} of document {} is too large ({}x{} in 1/96 inch)", p, d,
-                              width, height);
+                              size.width, size.height);
                 return false;
             }
-            m_pageSizes.push_back({width * 72.0 / 96.0, height * 72.0 / 96.0});
-            NVR_LOG_VERBOSE("Page {} size: {}x{} pts", m_pageSizes.size(), m_pageSizes.back().width,
-                            m_pageSizes.back().height);
+            m_pageSizes.push_back(size);
+            NVR_LOG_VERBOSE("Page {} size: {}x{} pts", m_pageSizes.size(), ToPoints(size.width),
+                            ToPoints(size.height));
         }
         package->documents.push_back(std::move(document));
     }
@@ -177,16 +186,15 @@ uint64_t PageMgrXps::OnGetPageCount() {
 }
 
 bool PageMgrXps::OnGetPageSizePoints(size_t pageIndex, double* width, double* height) {
+    const PageSize size = DrawingSize(pageIndex);
+    *width = ToPoints(size.width);
+    *height = ToPoints(size.height);
     if (pageIndex >= m_pageSizes.size()) {
         NVR_LOG_DEBUG("Page index {} out of range (0-{}), using default letter size", pageIndex,
                       static_cast<int64_t>(m_pageSizes.size()) - 1);
-        *width = kLetterWidth;
-        *height = kLetterHeight;
-        return true;
+    } else {
+        NVR_LOG_VERBOSE("Page {} size: {}x{} pts", pageIndex + 1, *width, *height);
     }
-    *width = m_pageSizes[pageIndex].width;
-    *height = m_pageSizes[pageIndex].height;
-    NVR_LOG_VERBOSE("Page {} size: {}x{} pts", pageIndex + 1, *width, *height);
     return true;
 }
 
@@ -228,11 +236,6 @@ std::unique_ptr<PageMgrXps::Page> PageMgrXps::GetPage(size_t pageIndex) {
     return nullptr;
 }
 
-bool PageMgrXps::Page::SizeInUnits(double* width, double* height) const {
-    gxps_page_get_size(handle.get(), width, height);
-    return *width > 0.0 && *height > 0.0;
-}
-
 bool PageMgrXps::Page::Draw(cairo_t* cr, std::string* reason) const {
     GError* rawError = nullptr;
     const bool drawn = gxps_page_render(handle.get(), cr, &rawError);
@@ -243,16 +246,11 @@ bool PageMgrXps::Page::Draw(cairo_t* cr, std::string* reason) const {
     return drawn;
 }
 
-void PageMgrXps::DrawingSize(const Page& page, size_t pageIndex, double* width, double* height) {
-    if (page.SizeInUnits(width, height)) {
-        return;
+PageMgrXps::PageSize PageMgrXps::DrawingSize(size_t pageIndex) const {
+    if (pageIndex < m_pageSizes.size()) {
+        return m_pageSizes[pageIndex];
     }
-    // The page itself names no size; the size measured at load stands.
-    double pointsWide = 0.0;
-    double pointsHigh = 0.0;
-    OnGetPageSizePoints(pageIndex, &pointsWide, &pointsHigh);
-    *width = pointsWide * 96.0 / 72.0;
-    *height = pointsHigh * 96.0 / 72.0;
+    return kLetterUnits;
 }
 
 BitmapPtr PageMgrXps::OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) {
@@ -263,9 +261,7 @@ BitmapPtr PageMgrXps::OnRenderPageBitmap(size_t pageIndex, const TargetParams& p
         NVR_LOG_ERROR("Failed to get page {}", pageIndex + 1);
         return nullptr;
     }
-    double width = 0.0;
-    double height = 0.0;
-    DrawingSize(*page, pageIndex, &width, &height);
+    const auto [width, height] = DrawingSize(pageIndex);
     const double pixelsWide = width / 96.0 * params.dpiX * params.scale + 0.5;
     const double pixelsHigh = height / 96.0 * params.dpiY * params.scale + 0.5;
     const int64_t pixelWidth = pixelsWide < 1e9 ? static_cast<int64_t>(pixelsWide) : -1;

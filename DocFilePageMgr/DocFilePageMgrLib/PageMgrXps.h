@@ -22,10 +22,18 @@ public:
     // Pages larger than this on either side (1/96 inch, 200 inches) end the load.
     static constexpr double kMaxPageUnits = 19200.0;
 
+    // In 1/96 inch, as the package counts.
+    struct PageSize {
+        double width;
+        double height;
+    };
+    static double ToPoints(double units) { return units * 72.0 / 96.0; }
+
     PageMgrXps();
     ~PageMgrXps() override;
 
-    // True for a ZIP archive whose first 512 bytes name an XPS part or content type.
+    // True for a ZIP archive whose first 512 bytes name an XPS part or content type, or whose
+    // central directory holds an XPS package's relationships and fixed document sequence.
     static bool CanHandleFile(const std::string& path);
 
     int32_t GetDocumentType() override { return 2; }
@@ -60,15 +68,12 @@ protected:
 private:
     struct Package;
     struct Page;
-    struct PageSize {
-        double width;
-        double height;
-    };
 
     // The page at a 0-based index over all sub-documents; null when there is none.
     std::unique_ptr<Page> GetPage(size_t pageIndex);
-    // The size a page is drawn at, in 1/96 inch: its own, else the size measured at load.
-    void DrawingSize(const Page& page, size_t pageIndex, double* width, double* height);
+    // The size a page is drawn at everywhere (page events, preview, images and the job): the
+    // one measured at load.
+    PageSize DrawingSize(size_t pageIndex) const;
     // Follows the printer's job until it is done; false (and the job cancelled) otherwise.
     bool WaitForJob(PrintDevice* device, int jobId);
 

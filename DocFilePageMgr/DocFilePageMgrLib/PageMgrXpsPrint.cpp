@@ -1,8 +1,8 @@
 // Printing of the XPS backend. The pages are drawn by the library into a vector PDF, one page
 // per page at its own size, and the printing loop places that file's pages, each on a sheet
-// of its own size. The program's N-up, reverse order and copies do not apply: the job's
-// settings reach only the Print Ticket, which is made and logged but not delivered, so the
-// printer's defaults rule the job.
+// of its own size. The job's device settings (paper, two-sided, colour, resolution, source,
+// media type, stapling) go to the printer as job options; the program's N-up, reverse order
+// and copies do not apply, so the printer's defaults rule those.
 #include <cairo-pdf.h>
 
 #include <mutex>
@@ -55,15 +55,11 @@ bool PageMgrXps::WriteJobPdf(const std::string& path) {
             NVR_LOG_ERROR("Failed to get page {}", i + 1);
             return false;
         }
-        double widthPoints = 0.0;
-        double heightPoints = 0.0;
-        OnGetPageSizePoints(index, &widthPoints, &heightPoints);
-        double widthUnits = 0.0;
-        double heightUnits = 0.0;
-        DrawingSize(*page, index, &widthUnits, &heightUnits);
-        cairo_pdf_surface_set_size(surface.get(), widthPoints, heightPoints);
+        // One scale for both axes: the sheet is the page's own size.
+        const PageSize size = DrawingSize(index);
+        cairo_pdf_surface_set_size(surface.get(), ToPoints(size.width), ToPoints(size.height));
         CairoPtr cr(cairo_create(surface.get()));
-        cairo_scale(cr.get(), widthPoints / widthUnits, heightPoints / heightUnits);
+        cairo_scale(cr.get(), ToPoints(1.0), ToPoints(1.0));
         std::string reason;
         if (!page->Draw(cr.get(), &reason)) {
             NVR_LOG_ERROR("Failed to draw page {}: {}", i + 1, reason);
@@ -75,6 +71,7 @@ bool PageMgrXps::WriteJobPdf(const std::string& path) {
                           cairo_status_to_string(cairo_status(cr.get())));
             return false;
         }
+        ReportPrintProgress(i + 1, m_totalPages);
     }
     cairo_surface_finish(surface.get());
     if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) {
@@ -109,8 +106,13 @@ bool PageMgrXps::OnPrintStarting(const std::string& printerName, const std::stri
         return false;
     }
     NVR_LOG_DEBUG("Created Print Ticket ({} bytes)", ticket.size());
-    NVR_LOG_VERBOSE("Print Ticket (not delivered; the printer's defaults apply): {}",
-                    std::string(ticket.begin(), ticket.end()));
+    NVR_LOG_VERBOSE("Print Ticket: {}", std::string(ticket.begin(), ticket.end()));
+    NVR_LOG_INFO(
+        "XPS job: the job's paper, two-sided, colour, resolution, paper source, media type and "
+        "stapling go to {} as job options; its N-up, order and copies are not applied "
+        "(PagesPerSheet={}, Reverse={}, Copies={})",
+        printerName, m_printJobSettings.PagesPerSheet, m_printJobSettings.bReversePages,
+        PrintJobSettingsView{m_printJobSettings}.Copies());
 
     int error = 0;
     m_jobPdf = ScratchFile::Create(ScratchDirectory(), "job", "pdf", &error);

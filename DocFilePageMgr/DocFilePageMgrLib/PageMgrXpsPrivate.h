@@ -29,8 +29,6 @@ struct PageMgrXps::Package {
 struct PageMgrXps::Page {
     nvrprint::platform::GObjectPtr<GXPSPage> handle;
 
-    // The page's own size in 1/96 inch; false when it names none.
-    bool SizeInUnits(double* width, double* height) const;
     // Draws the page in 1/96-inch units onto cr.
     bool Draw(cairo_t* cr, std::string* reason) const;
 };

@@ -249,8 +249,12 @@ bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const st
                                         PrintDevice* device, WindowHandle notifyWindow) {
     struct Ended {
         DocFilePageMgr* manager;
-        ~Ended() { manager->OnPrintEnded(); }
+        ~Ended() {
+            manager->OnPrintEnded();
+            manager->m_printProgressWindow = nullptr;
+        }
     } ended{this};
+    m_printProgressWindow = notifyWindow;
     if (!OnPrintStarting(printerName, jobTitle, device)) {
         return false;
     }
@@ -273,7 +277,11 @@ bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const st
         if (!PrintSide(device, sides[k], fit, n)) {
             return false;
         }
-        PostPrintProgress(notifyWindow, n, sides.size());
+        // A backend that sends its pages as they are has drawn them before the job, and
+        // reported each as it drew it.
+        if (LaysOutSheets()) {
+            ReportPrintProgress(n, sides.size());
+        }
     }
 
     if (device->EndDoc() <= 0) {

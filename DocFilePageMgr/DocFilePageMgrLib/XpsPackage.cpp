@@ -322,6 +322,31 @@ bool WritePlainPackage(zip_t* source, const std::vector<Part>& parts, const std:
     return true;
 }
 
+bool HoldsFixedDocumentSequence(const std::vector<Part>& parts) {
+    bool relationships = false;
+    bool sequence = false;
+    for (const Part& part : parts) {
+        const std::string name = Lower(part.name);
+        relationships = relationships || name == "_rels/.rels";
+        sequence = sequence || name.ends_with(".fdseq") ||
+                   name.find("fixeddocumentsequence") != std::string::npos ||
+                   (name == "[content_types].xml" && part.interleaved);
+    }
+    return relationships && sequence;
+}
+
+ZipPtr OpenArchive(const std::string& path, std::string* reason) {
+    int error = 0;
+    ZipPtr archive(zip_open(path.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &error));
+    if (!archive) {
+        zip_error_t details;
+        zip_error_init_with_code(&details, error);
+        *reason = fmt::format("not a readable ZIP archive: {}", ZipErrorText(&details));
+        zip_error_fini(&details);
+    }
+    return archive;
+}
+
 bool Rewrite(zip_t* source, const std::string& outputPath, std::string* reason,
              const XpsPackageLimits& limits) {
     std::vector<Part> parts;
@@ -333,18 +358,18 @@ bool Rewrite(zip_t* source, const std::string& outputPath, std::string* reason,
 
 }  // namespace
 
+bool HasXpsPackageDirectory(const std::string& path, const XpsPackageLimits& limits) {
+    std::string reason;
+    ZipPtr archive = OpenArchive(path, &reason);
+    std::vector<Part> parts;
+    return archive && PlanParts(archive.get(), limits, &parts, &reason) &&
+           HoldsFixedDocumentSequence(parts);
+}
+
 bool RewriteXpsPackage(const std::string& sourcePath, const std::string& outputPath,
                        std::string* reason, const XpsPackageLimits& limits) {
-    int error = 0;
-    ZipPtr source(zip_open(sourcePath.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &error));
-    if (!source) {
-        zip_error_t details;
-        zip_error_init_with_code(&details, error);
-        *reason = fmt::format("not a readable ZIP archive: {}", ZipErrorText(&details));
-        zip_error_fini(&details);
-        return false;
-    }
-    return Rewrite(source.get(), outputPath, reason, limits);
+    ZipPtr source = OpenArchive(sourcePath, reason);
+    return source && Rewrite(source.get(), outputPath, reason, limits);
 }
 
 bool RewriteXpsPackage(std::span<const unsigned char> bytes, const std::string& outputPath,

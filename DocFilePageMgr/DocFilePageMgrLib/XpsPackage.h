@@ -18,6 +18,13 @@ struct XpsPackageLimits {
     uint64_t maxRatio = 200;
 };
 
+// Whether a ZIP archive's central directory shows an XPS or OpenXPS package: package
+// relationships ("_rels/.rels") and a fixed document sequence (a ".fdseq" part, a part named
+// for one, or content types stored as interleaved pieces), read within the limits and without
+// expanding any part. Packages written on Windows often start with compressed or
+// interleaved parts, metadata or document properties, whose first bytes name none of these.
+bool HasXpsPackageDirectory(const std::string& path, const XpsPackageLimits& limits = {});
+
 // Checks an XPS package (a ZIP archive) against the limits and writes it to outputPath as a
 // plain package: one stored entry per part, the pieces of an interleaved part
 // ("[0].piece" ... "[n].last.piece") joined in order, no data descriptors, every size and

@@ -52,19 +52,25 @@ TEST_F(XpsRunTest, PackagesAreDetectedAfterPdfAndLoadWithoutSettings) {
     EXPECT_FALSE(Has(r.out, "File is not a ZIP archive"));
 }
 
-TEST_F(XpsRunTest, TypeXpsSkipsDetection) {
-    // A package whose first entry is its font names no XPS marker early: detection refuses
-    // it, the class option opens it.
+TEST_F(XpsRunTest, DetectionReadsTheDirectoryAndTypeXpsSkipsIt) {
+    // A package whose first entry is its font names no XPS marker early: its directory shows
+    // the package.
     std::vector<ZipEntry> parts = XpsParts({{kXpsLetter}});
     std::rotate(parts.begin(), parts.end() - 1, parts.end());
     ASSERT_EQ(parts.front().name, "Resources/DejaVuSans.ttf");
     const std::string doc = work.File("late-markers.xps");
     WriteFile(doc, MakeZip(parts));
-
     ProcessResult r = Run({"-interactive", doc});
+    EXPECT_TRUE(Has(r.out, "File is a valid XPS/OXPS: " + doc)) << r.out;
+    EXPECT_TRUE(Has(r.out, "Successfully loaded document with 1 page(s)"));
+
+    // A ZIP that is no package is refused by name.
+    const std::string zip = work.File("plain.zip");
+    WriteFile(zip, MakeZip({{"notes.txt", Noise(2000)}, {"_rels/.rels", "<Relationships/>"}}));
+    r = Run({"-interactive", zip});
     EXPECT_EQ(r.exitCode, 1);
-    EXPECT_TRUE(Has(r.out, "ZIP file is not XPS/OXPS: " + doc)) << r.out;
-    EXPECT_EQ(r.err, LoadBox(doc));
+    EXPECT_TRUE(Has(r.out, "ZIP file is not XPS/OXPS: " + zip)) << r.out;
+    EXPECT_EQ(r.err, LoadBox(zip));
 
     r = Run({"-interactive", "-type=xps", doc});
     EXPECT_FALSE(Has(r.out, "Auto-detecting document type")) << r.out;

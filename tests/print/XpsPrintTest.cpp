@@ -33,12 +33,27 @@ std::vector<TiffFrame> TiffFrames(const std::string& path) {
     return frames;
 }
 
+constexpr XpsPageSize kTall{800, 1120};
+
+// Width and height in points of the dark area around a point of a page.
+std::pair<int, int> DarkExtent(const std::string& pdf, int page, int x, int y) {
+    auto run = [&](int dx, int dy) {
+        int n = 0;
+        while (n < 300 && DarkAt(pdf, page, x + dx * (n + 1), y + dy * (n + 1))) {
+            ++n;
+        }
+        return n;
+    };
+    return {run(1, 0) + run(-1, 0) + 1, run(0, 1) + run(0, -1) + 1};
+}
+
 class XpsPrintJobTest : public PrintingTest {
 protected:
     void SetUp() override {
         PrintingTest::SetUp();
-        MakeXps(doc,
-                {{kXpsLetter, kXpsLetterLandscape, kXpsLetter}, {kXpsLetterLandscape, kXpsLetter}});
+        // The fixed documents declare Letter for every page; the pages' own sizes rule.
+        MakeXps(doc, {{kXpsLetter, kXpsLetterLandscape, kXpsLetter}, {kXpsLetterLandscape, kTall}},
+                {.declaredSize = kXpsLetter});
     }
 
     // Every page arrived, in order, each the way round it was made.
@@ -64,16 +79,36 @@ TEST_F(XpsPrintJobTest, NamedPackageReachesThePrinterWithEveryPageAsMade) {
     EXPECT_TRUE(Has(r.out, "Native XPS printing to: " + s_stack->queue));
     EXPECT_TRUE(Has(r.out, "Print job completed successfully"));
     EXPECT_TRUE(Has(r.out, "Successfully completed XPS print job to: " + s_stack->queue));
+    EXPECT_TRUE(Has(r.out, "stapling go to " + s_stack->queue + " as job options")) << r.out;
     ExpectAllPages("report.xps");
+    std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, "report.xps");
+    ASSERT_TRUE(job);
+    // The scheduler fits the tall page onto the queue's Letter paper; its square stays square.
+    const auto [wide, high] = DarkExtent(job->documentPath, 4, 120, 100);
+    EXPECT_GT(wide, 50);
+    EXPECT_NEAR(wide, high, 2);
 
-    // One 300-DPI frame per page, each the way round its page is.
+    // One 300-DPI frame per page, each of its page's own size.
+    const std::vector<std::pair<uint32_t, uint32_t>> sizes = {
+        {2550, 3300}, {3300, 2550}, {2550, 3300}, {3300, 2550}, {2500, 3500}};
     const std::vector<TiffFrame> frames = TiffFrames(work.File("pages.tif"));
     ASSERT_EQ(frames.size(), 5u);
     for (size_t i = 0; i < frames.size(); ++i) {
-        const bool landscape = i % 2 == 1;
-        EXPECT_EQ(frames[i].width, landscape ? 3300u : 2550u) << "frame " << i + 1;
-        EXPECT_EQ(frames[i].height, landscape ? 2550u : 3300u) << "frame " << i + 1;
+        EXPECT_EQ(std::make_pair(frames[i].width, frames[i].height), sizes[i]) << "frame " << i + 1;
         EXPECT_FLOAT_EQ(frames[i].resolution, 300.0f);
+    }
+}
+
+TEST_F(XpsPrintJobTest, PackagesWhoseFirstBytesNameNoPartPrintByName) {
+    int number = 0;
+    for (const auto& [what, options] : PackagesWithLateMarkers()) {
+        const std::string name = "late-" + std::to_string(++number) + ".xps";
+        MakeXps(work.File(name), {{kXpsLetter}}, options);
+        ProcessResult r = Print({"-print", work.File(name), s_stack->queue});
+        ASSERT_EQ(r.exitCode, 0) << what << "\n" << r.out;
+        std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, name);
+        ASSERT_TRUE(job) << what;
+        EXPECT_EQ(PageTexts(job->documentPath), std::vector<std::string>{"Page 1"}) << what;
     }
 }
 

@@ -100,6 +100,27 @@ std::vector<std::string> Pieces(const std::string& data) {
 
 }  // namespace
 
+std::string Noise(size_t length) {
+    std::string text(length, '0');
+    uint32_t state = 2463534242u;
+    for (char& c : text) {
+        state ^= state << 13;
+        state ^= state >> 17;
+        state ^= state << 5;
+        c = "0123456789abcdef"[state & 15];
+    }
+    return text;
+}
+
+std::vector<std::pair<std::string, XpsOptions>> PackagesWithLateMarkers() {
+    return {
+        {"compressed content types", {.contentTypesNoise = 4096}},
+        {"document properties", {.leadingParts = {{"docProps/core.xml", Noise(4096)}}}},
+        {"metadata", {.openXps = true, .leadingParts = {{"Metadata/Job_PT.xml", Noise(4096)}}}},
+        {"interleaved piece", {.interleaved = true, .contentTypesNoise = 8192}},
+    };
+}
+
 std::string MakeZip(const std::vector<ZipEntry>& entries) {
     std::string out;
     std::string central;
@@ -173,11 +194,10 @@ std::vector<ZipEntry> XpsParts(const std::vector<std::vector<XpsPageSize>>& docu
     const char* representation =
         options.openXps ? "http://schemas.openxps.org/oxps/v1.0/fixedrepresentation"
                         : "http://schemas.microsoft.com/xps/2005/06/fixedrepresentation";
-    const char* sequenceType = options.openXps
-                                   ? "application/vnd.ms-package.xps-fixeddocumentsequence+xml"
-                                   : "application/vnd.ms-package.xps-fixeddocumentsequence+xml";
-    std::vector<std::pair<std::string, std::string>> parts;
-    parts.emplace_back("[Content_Types].xml", fmt::format(R"(<?xml version="1.0" encoding="UTF-8"?>
+    const char* sequenceType = "application/vnd.ms-package.xps-fixeddocumentsequence+xml";
+    std::vector<std::pair<std::string, std::string>> parts = options.leadingParts;
+    parts.emplace_back("[Content_Types].xml",
+                       fmt::format(R"(<?xml version="1.0" encoding="UTF-8"?>
 <Types xmlns="http://schemas.openxmlformats.org/package/2006/content-types">
   <Default Extension="rels" ContentType="application/vnd.openxmlformats-package.relationships+xml"/>
   <Default Extension="fdseq" ContentType="{}"/>
@@ -185,8 +205,10 @@ std::vector<ZipEntry> XpsParts(const std::vector<std::vector<XpsPageSize>>& docu
   <Default Extension="fpage" ContentType="application/vnd.ms-package.xps-fixedpage+xml"/>
   <Default Extension="png" ContentType="image/png"/>
   <Default Extension="ttf" ContentType="application/vnd.ms-opentype"/>
+  <Default Extension="xml" ContentType="application/xml"/>
+  <!-- {} -->
 </Types>)",
-                                                          sequenceType));
+                                   sequenceType, Noise(options.contentTypesNoise)));
     parts.emplace_back("_rels/.rels", fmt::format(R"(<?xml version="1.0" encoding="UTF-8"?>
 <Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">
   <Relationship Id="R0" Type="{}" Target="/FixedDocumentSequence.fdseq"/>
@@ -200,8 +222,9 @@ std::vector<ZipEntry> XpsParts(const std::vector<std::vector<XpsPageSize>>& docu
         std::string document = fmt::format(R"(<FixedDocument xmlns="{}">)", ns);
         for (size_t p = 0; p < documents[d].size(); ++p) {
             const std::string pagePath = fmt::format("Documents/{}/Pages/{}.fpage", d + 1, p + 1);
+            const XpsPageSize declared = options.declaredSize.value_or(documents[d][p]);
             document += fmt::format(R"(<PageContent Source="/{}" Width="{}" Height="{}"/>)",
-                                    pagePath, documents[d][p].width, documents[d][p].height);
+                                    pagePath, declared.width, declared.height);
             parts.emplace_back(pagePath, PageMarkup(ns, documents[d][p], ++number));
         }
         document += "</FixedDocument>";

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,22 @@ struct XpsOptions {
     bool openXps = false;      // the OpenXPS namespaces and relationship instead of XPS's
     bool interleaved = false;  // every part stored as pieces, interleaved with the others'
     bool dataDescriptors = false;
+    // Parts stored before all others, as Windows stores document properties or metadata.
+    std::vector<std::pair<std::string, std::string>> leadingParts{};
+    // Bytes of hardly compressible comment in [Content_Types].xml, so that even compressed
+    // it fills the archive's first bytes.
+    size_t contentTypesNoise = 0;
+    // The size the fixed document declares for every page, where it differs from the page's.
+    std::optional<XpsPageSize> declaredSize{};
 };
+
+// Packages stored as Windows and common XPS libraries store them, whose first 512 bytes name
+// no XPS part or content type: a large compressed [Content_Types].xml first, document
+// properties first, metadata first (OpenXPS), interleaved pieces. Named by what comes first.
+std::vector<std::pair<std::string, XpsOptions>> PackagesWithLateMarkers();
+
+// Hex digits of a fixed pseudo-random sequence: text that deflate hardly shrinks.
+std::string Noise(size_t length);
 
 // The parts of an XPS package with one sub-document per element of documents. Every page
 // carries, in page units: a black square from (96,96) to (192,192); a stroked red frame

@@ -49,15 +49,29 @@ protected:
     ScratchDir dir;
 };
 
-TEST_F(XpsBackendTest, RecognisesPackagesByTheirFirstBytesOnly) {
+TEST_F(XpsBackendTest, RecognisesPackagesByTheirFirstBytesOrTheirDirectory) {
+    for (const auto& [what, options] : PackagesWithLateMarkers()) {
+        const std::string path = Package("late.xps", {{kXpsLetter}}, options);
+        const std::string head = ReadFile(path).substr(0, 512);
+        for (const char* marker : {"_rels/.rels", "FixedDocument", "application/"}) {
+            ASSERT_EQ(head.find(marker), std::string::npos) << what << " names " << marker;
+        }
+        EXPECT_TRUE(PageMgrXps::CanHandleFile(path)) << what;
+    }
     EXPECT_TRUE(PageMgrXps::CanHandleFile(Package("doc.xps", {{kXpsLetter}})));
     EXPECT_TRUE(PageMgrXps::CanHandleFile(Package("doc.oxps", {{kXpsLetter}}, {.openXps = true})));
-    EXPECT_FALSE(PageMgrXps::CanHandleFile(Bytes("plain.zip", MakeZip({{"a.txt", "hello"}}))));
+    // Any ZIP that names a marker early passes; the load decides.
+    EXPECT_TRUE(PageMgrXps::CanHandleFile(Bytes("early.zip", MakeZip({{"_rels/.rels", "x"}}))));
+
+    const std::string office = MakeZip({{"docProps/app.xml", Noise(4096)},
+                                        {"[Content_Types].xml", "<Types/>"},
+                                        {"_rels/.rels", "<Relationships/>"},
+                                        {"word/document.xml", "<document/>"}});
+    EXPECT_FALSE(PageMgrXps::CanHandleFile(Bytes("office.docx", office)));
+    EXPECT_FALSE(PageMgrXps::CanHandleFile(Bytes("plain.zip", MakeZip({{"a.txt", Noise(600)}}))));
     EXPECT_FALSE(PageMgrXps::CanHandleFile(Bytes("short", "PK\x03")));
     EXPECT_FALSE(PageMgrXps::CanHandleFile(Bytes("doc.pdf", "%PDF-1.7 _rels/.rels")));
     EXPECT_FALSE(PageMgrXps::CanHandleFile(dir.File("missing.xps")));
-    // Any ZIP that names a marker early passes; the load decides.
-    EXPECT_TRUE(PageMgrXps::CanHandleFile(Bytes("word.zip", MakeZip({{"_rels/.rels", "x"}}))));
 }
 
 TEST_F(XpsBackendTest, SubDocumentsFormOneRunOfPagesInOrder) {
@@ -93,7 +107,24 @@ TEST_F(XpsBackendTest, SubDocumentsFormOneRunOfPagesInOrder) {
     EXPECT_EQ(std::make_pair(width, height), expected[4]);
 }
 
-TEST_F(XpsBackendTest, PagesTheDocumentDoesNotMeasureAreMeasuredFromThemselves) {
+TEST_F(XpsBackendTest, APageIsMeasuredFromItselfAndDrawnAtThatSizeEverywhere) {
+    // The fixed document declares Letter for pages of another size: the pages' own size rules
+    // the page events, the images and the job, at one scale on both axes.
+    constexpr XpsPageSize kTall{800, 1120};
+    LoadedXps doc(Package("tall.xps", {{kTall, kTall}}, {.declaredSize = kXpsLetter}));
+    ASSERT_TRUE(doc.ok);
+    EXPECT_EQ(doc.PageSizes(), (Sizes{{600, 840}, {600, 840}}));
+    doc.manager.SetTargetParams(Screen, {1.0, 96, 96});
+    std::shared_ptr<PageImage> image = doc.manager.GetPageImage(1, Screen);
+    ASSERT_TRUE(image);
+    EXPECT_EQ(std::make_pair(image->bitmap->Width(), image->bitmap->Height()),
+              std::make_pair(800, 1120));
+    const std::string pdf = dir.File("tall.pdf");
+    ASSERT_TRUE(doc.manager.WriteJobPdf(pdf));
+    EXPECT_EQ(PageSize(pdf, 1), (std::pair<double, double>{600, 840}));
+    EXPECT_TRUE(DarkAt(pdf, 1, 108, 108));
+
+    // Pages that name no size use the declared one, and Letter where neither does.
     std::vector<ZipEntry> parts = XpsParts({{kXpsLetterLandscape, kXpsLetterLandscape}});
     for (ZipEntry& entry : parts) {
         if (entry.name.ends_with(".fdoc")) {
@@ -104,10 +135,9 @@ TEST_F(XpsBackendTest, PagesTheDocumentDoesNotMeasureAreMeasuredFromThemselves) 
             entry.data = std::regex_replace(entry.data, std::regex(R"( Width="\d+")"), "");
         }
     }
-    LoadedXps doc(Bytes("unmeasured.xps", MakeZip(parts)));
-    ASSERT_TRUE(doc.ok);
-    // The second page names no width anywhere: Letter stands in for it.
-    EXPECT_EQ(doc.PageSizes(), (Sizes{{792, 612}, {612, 792}}));
+    LoadedXps unmeasured(Bytes("unmeasured.xps", MakeZip(parts)));
+    ASSERT_TRUE(unmeasured.ok);
+    EXPECT_EQ(unmeasured.PageSizes(), (Sizes{{792, 612}, {612, 792}}));
 }
 
 TEST_F(XpsBackendTest, RenderedPagesShowPathsGradientImageAndGlyphs) {
@@ -290,14 +320,25 @@ TEST_F(XpsPrintTest, EveryPageIsOneSheetOfItsOwnSizeWhateverTheProgramsLayout) {
     device.statuses = {{PrintJobStatus::Pending, 0},
                        {PrintJobStatus::Processing, 1},
                        {PrintJobStatus::Completed, 3}};
+    // The progress window counts the pages as they are drawn, once each.
+    static std::vector<std::pair<uint64_t, uint64_t>> progress;
+    progress.clear();
+    SetPrintProgressPoster(
+        [](WindowHandle, uint64_t done, uint64_t total) { progress.emplace_back(done, total); });
     LogCapture log;
-    ASSERT_TRUE(Print());
+    int window = 0;
+    const bool printed = doc->manager.RenderDocToPrinter("Office", "job", &device, &window);
+    SetPrintProgressPoster(nullptr);
+    ASSERT_TRUE(printed);
+    EXPECT_EQ(progress, (std::vector<std::pair<uint64_t, uint64_t>>{{1, 3}, {2, 3}, {3, 3}}));
     EXPECT_EQ(device.calls,
               (std::vector<std::string>{
                   "StartDoc job", "StartPage 612x792", "Place 1 on the whole sheet", "EndPage",
                   "StartPage 792x612", "Place 2 on the whole sheet", "EndPage", "StartPage 612x792",
                   "Place 3 on the whole sheet", "EndPage", "EndDoc"}));
-    EXPECT_TRUE(log.Contains("Created Print Ticket ("));
+    EXPECT_TRUE(
+        log.Contains("the job's paper, two-sided, colour, resolution, paper source, "
+                     "media type and stapling go to Office as job options"));
     EXPECT_TRUE(log.Contains("Job status - In Progress, Current page: 1"));
     EXPECT_TRUE(log.Contains("Successfully completed XPS print job to: Office"));
 }
