@@ -85,10 +85,12 @@ int CupsPrintDevice::StartDoc(const std::string& documentName) {
     }
     int count = 0;
     cups_option_t* options = nullptr;
+    std::string sent;
     for (const auto& [name, value] : m_options) {
         count = cupsAddOption(name.c_str(), value.c_str(), count, &options);
-        NVR_LOG_VERBOSE("Job option {}={}", name, value);
+        sent += fmt::format("{}{}={}", sent.empty() ? "" : " ", name, value);
     }
+    NVR_LOG_INFO("Job options for {}: {}", m_destination->Name(), sent.empty() ? "none" : sent);
     std::unique_ptr<cups_option_t, OptionsFree> held(options, OptionsFree{count});
     int jobId = 0;
     ipp_status_t status =

@@ -1,6 +1,5 @@
 #include "tests/support/XpsFixtures.h"
 
-#include <cairo.h>
 #include <fmt/format.h>
 #include <zlib.h>
 
@@ -42,44 +41,11 @@ std::string RawDeflate(const std::string& data) {
     return out;
 }
 
-std::string GreenPng() {
-    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, 4, 4);
-    cairo_t* cr = cairo_create(surface);
-    cairo_set_source_rgb(cr, 0.0, 1.0, 0.0);
-    cairo_paint(cr);
-    cairo_destroy(cr);
-    std::string png;
-    cairo_surface_write_to_png_stream(
-        surface,
-        [](void* closure, const unsigned char* data, unsigned int length) {
-            static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
-            return CAIRO_STATUS_SUCCESS;
-        },
-        &png);
-    cairo_surface_destroy(surface);
-    return png;
-}
-
 std::string PageMarkup(const char* ns, const XpsPageSize& size, int number) {
     return fmt::format(
         R"(<FixedPage xmlns="{0}" xmlns:x="http://schemas.microsoft.com/xps/2005/06/resourcedictionary-key" Width="{1}" Height="{2}" xml:lang="en-US">
   <Path Data="M 96,96 L 192,96 L 192,192 L 96,192 Z" Fill="#FF000000"/>
   <Path Data="M 80,80 L 208,80 L 208,208 L 80,208 Z" Stroke="#FFFF0000" StrokeThickness="4"/>
-  <Path Data="M 96,288 L 480,288 L 480,384 L 96,384 Z">
-    <Path.Fill>
-      <LinearGradientBrush MappingMode="Absolute" StartPoint="96,336" EndPoint="480,336">
-        <LinearGradientBrush.GradientStops>
-          <GradientStop Color="#FFFF0000" Offset="0"/>
-          <GradientStop Color="#FF0000FF" Offset="1"/>
-        </LinearGradientBrush.GradientStops>
-      </LinearGradientBrush>
-    </Path.Fill>
-  </Path>
-  <Path Data="M 96,480 L 288,480 L 288,672 L 96,672 Z">
-    <Path.Fill>
-      <ImageBrush ImageSource="/Resources/green.png" Viewbox="0,0,4,4" ViewboxUnits="Absolute" Viewport="96,480,192,192" ViewportUnits="Absolute" TileMode="None"/>
-    </Path.Fill>
-  </Path>
   <Glyphs OriginX="96" OriginY="{4}" FontRenderingEmSize="48" FontUri="/Resources/DejaVuSans.ttf" UnicodeString="Page {3}" Fill="#FF000000"/>
 </FixedPage>)",
         ns, size.width, size.height, number, size.height - 40);
@@ -203,7 +169,6 @@ std::vector<ZipEntry> XpsParts(const std::vector<std::vector<XpsPageSize>>& docu
   <Default Extension="fdseq" ContentType="{}"/>
   <Default Extension="fdoc" ContentType="application/vnd.ms-package.xps-fixeddocument+xml"/>
   <Default Extension="fpage" ContentType="application/vnd.ms-package.xps-fixedpage+xml"/>
-  <Default Extension="png" ContentType="image/png"/>
   <Default Extension="ttf" ContentType="application/vnd.ms-opentype"/>
   <Default Extension="xml" ContentType="application/xml"/>
   <!-- {} -->
@@ -232,7 +197,6 @@ std::vector<ZipEntry> XpsParts(const std::vector<std::vector<XpsPageSize>>& docu
     }
     sequence += "</FixedDocumentSequence>";
     parts.emplace_back("FixedDocumentSequence.fdseq", sequence);
-    parts.emplace_back("Resources/green.png", GreenPng());
     parts.emplace_back("Resources/DejaVuSans.ttf", ReadFile(kFontPath));
 
     std::vector<ZipEntry> entries;

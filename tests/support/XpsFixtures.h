@@ -53,10 +53,9 @@ std::string Noise(size_t length);
 
 // The parts of an XPS package with one sub-document per element of documents. Every page
 // carries, in page units: a black square from (96,96) to (192,192); a stroked red frame
-// around (80,80)-(208,208); a horizontal linear gradient from pure red to pure blue over
-// (96,288)-(480,384); a green PNG image over (96,480)-(288,672); and "Page N" (N counting
-// from 1 over the whole package) in black glyphs of DejaVu Sans, embedded, 48 units high, on
-// a baseline 40 units above the page's bottom edge, from x = 96.
+// around (80,80)-(208,208); and "Page N" (N counting from 1 over the whole package) in black
+// glyphs of DejaVu Sans, embedded, 48 units high, on a baseline 40 units above the page's
+// bottom edge, from x = 96.
 std::vector<ZipEntry> XpsParts(const std::vector<std::vector<XpsPageSize>>& documents,
                                const XpsOptions& options = {});
 void MakeXps(const std::string& path, const std::vector<std::vector<XpsPageSize>>& documents,
