@@ -31,7 +31,6 @@ public:
     }
     std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW*, SheetLayout,
                                                            int* error) override {
-        ++m_system->devices;
         std::unique_ptr<docmgr::PrintDevice> device =
             m_system->makeDevice ? m_system->makeDevice() : nullptr;
         if (!device) {

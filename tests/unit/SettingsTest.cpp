@@ -36,7 +36,6 @@ TEST(SettingsJson, ValuesNarrowOrArePassedOverAndHostileDocumentsAreRefused) {
         {R"({"PagesPerSheet": 16})", "-1 -1 -1 16 0"},
         {R"({"PagesPerSheet": 2.9})", "-1 -1 -1 2 0"},
         {R"({"PagesPerSheet": 3})", "-1 -1 -1 1 0"},
-        {R"({"PagesPerSheet": 0})", "-1 -1 -1 1 0"},
         {R"({"PagesPerSheet": 17})", "-1 -1 -1 1 0"},
         {R"({"PagesPerSheet": "4", "bStapled": 1, "dmCopies": "two"})", "-1 -1 -1 9 0"},
         {R"({"dmCopies": 3} trailing)", "invalid"},

@@ -49,8 +49,6 @@ TEST(TempFiles, KeepLimitDeletesTheOldestOwnSetsWhole) {
         WriteFile(d + name, "");
     WriteFile(d + "victim", "");
     fs::create_symlink(d + "victim", d + "20200101_000003_Log.log");
-    manager.EnforceKeepLimit(10);  // within the limit
-    EXPECT_TRUE(fs::exists(d + "20200101_000000_Log.log"));
     manager.EnforceKeepLimit(1);
     for (const auto& [name, kept] : files)
         EXPECT_EQ(fs::exists(d + name), kept) << name;
