@@ -24,7 +24,7 @@ struct ProgramOptions {
     std::string imagePath;
     std::string tempDir;
     std::string previewApp;
-    int32_t logLevel = 3;
+    int32_t logLevel = 3;  // informational
     bool forceSilent = false;
     bool forceInteractive = false;
     bool keepTempFiles = false;

@@ -7,9 +7,8 @@
 #include <variant>
 #include <vector>
 
-#include "NvrPrintHelper/OperationMode.h"
-
 #include "NvrPrintHelper/NvrPrintHelper.h"
+#include "NvrPrintHelper/OperationMode.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
