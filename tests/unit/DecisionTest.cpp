@@ -52,6 +52,25 @@ PathKind KindOf(const std::string& path) {
                             : PathKind::Missing;
 }
 
+// Inputs from words: -s, -i, override (its preview), doc=0 or doc=1 (the embedded
+// preview), settings (announced, maybe empty), end (of the load), printer, pipe.
+ModeInputs Inputs(const std::string& words) {
+    ModeInputs in;
+    std::istringstream stream(words);
+    for (std::string word; stream >> word;) {
+        in.forceSilent |= word == "-s";
+        in.forceInteractive |= word == "-i";
+        in.overridePreview |= word == "override";
+        if (word.starts_with("doc="))
+            in.documentPreview = word == "doc=1";
+        in.settingsAnnounced |= word == "settings";
+        in.loadComplete |= word == "end";
+        in.printerNamed |= word == "printer";
+        in.inputFromPipe |= word == "pipe";
+    }
+    return in;
+}
+
 }  // namespace
 
 TEST(CommandLine, ArgumentsBecomeOptionsOrTheFirstRefusal) {
@@ -97,25 +116,6 @@ TEST(CommandLine, ArgumentsBecomeOptionsOrTheFirstRefusal) {
         EXPECT_EQ(Describe(ParseArguments(args, KindOf)), expected)
             << fmt::format("{}", fmt::join(args, " "));
     }
-}
-
-// Inputs from words: -s, -i, override (its preview), doc=0 or doc=1 (the embedded
-// preview), settings (announced, maybe empty), end (of the load), printer, pipe.
-ModeInputs Inputs(const std::string& words) {
-    ModeInputs in;
-    std::istringstream stream(words);
-    for (std::string word; stream >> word;) {
-        in.forceSilent |= word == "-s";
-        in.forceInteractive |= word == "-i";
-        in.overridePreview |= word == "override";
-        if (word.starts_with("doc="))
-            in.documentPreview = word == "doc=1";
-        in.settingsAnnounced |= word == "settings";
-        in.loadComplete |= word == "end";
-        in.printerNamed |= word == "printer";
-        in.inputFromPipe |= word == "pipe";
-    }
-    return in;
 }
 
 TEST(OperationMode, ForcedFlagsThenTheLayersPreviewThenTheLoadsEnd) {
