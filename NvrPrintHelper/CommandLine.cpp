@@ -9,7 +9,9 @@
 #include <cstdlib>
 #include <span>
 #include <string_view>
+#include <vector>
 
+#include "NvrPrintHelper/CommandLine.h"
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "logging/LogMacros.h"
 #include "platform/FileSystem.h"
@@ -47,9 +49,227 @@ std::string OptionName(std::string_view raw) {
     return ToLower(body.substr(0, body.find('=')));
 }
 
-enum class PathKind { Missing, Directory, File };
+// The box for an argument refused; reading stops there.
+bool Refuse(ProgramOptions& options, std::string box, bool withUsage) {
+    options.error = std::move(box);
+    options.errorWithUsage = withUsage;
+    return false;
+}
 
-PathKind KindOf(const std::string& path) {
+// The checks of -tempDir and -previewApp: quotes removed, an absolute path, an existing
+// directory or file respectively.
+bool CheckQualifiedPath(const std::string& option, std::string* value, ProgramOptions& options,
+                        const std::function<PathKind(const std::string&)>& kindOf) {
+    const bool wantsDirectory = option == "tempdir";
+    std::string& path = *value;
+    if (path.size() >= 2 && path.front() == '"' && path.back() == '"') {
+        path = path.substr(1, path.size() - 2);
+    }
+    if (path.empty() || path.front() != '/') {
+        if (wantsDirectory) {
+            NVR_LOG_ERROR("-TempDir path must be fully qualified: {}", path);
+            return Refuse(
+                options,
+                "Error: -TempDir path must be fully qualified (e.g., /path/to/dir): " + path, true);
+        }
+        NVR_LOG_ERROR("-PreviewApp path must be fully qualified: {}", path);
+        return Refuse(
+            options,
+            "Error: -PreviewApp path must be fully qualified (e.g., /path/to/app): " + path, true);
+    }
+    PathKind kind = kindOf(path);
+    if (kind == PathKind::Missing) {
+        if (wantsDirectory) {
+            NVR_LOG_ERROR("-TempDir directory does not exist: {}", path);
+            return Refuse(options, "Error: -TempDir directory does not exist: " + path, true);
+        }
+        NVR_LOG_ERROR("-PreviewApp file does not exist: {}", path);
+        return Refuse(options, "Error: -PreviewApp file does not exist: " + path, true);
+    }
+    if (wantsDirectory && kind != PathKind::Directory) {
+        NVR_LOG_ERROR("-TempDir path is not a directory: {}", path);
+        return Refuse(options, "Error: -TempDir path must be a directory, not a file: " + path,
+                      true);
+    }
+    if (!wantsDirectory && kind == PathKind::Directory) {
+        NVR_LOG_ERROR("-PreviewApp path is a directory, not a file: {}", path);
+        return Refuse(options, "Error: -PreviewApp path must be a file, not a directory: " + path,
+                      true);
+    }
+    return true;
+}
+
+// One row per option, in the order they are compared: the name and its short form, what kind
+// of value it takes and where the value goes, the box for a missing value and whether the
+// usage follows it, the level 4 line (a "{}" stands for the value) and the spelling named
+// when the value is missing.
+struct CommandLineOption {
+    enum class Value {
+        Help,         // none; shows the usage and ends the process
+        None,         // a switch: sets the flag
+        Text,         // stored as typed
+        Class,        // stored lower-cased
+        Printer,      // stored, with a warning over an earlier name
+        LogLevel,     // decimal, clamped to 0..6, applied to the logger at once
+        LogFlags,     // hex or decimal, applied to the logger at once
+        KeepLimit,    // decimal, at least 1
+        Directory,    // a fully qualified, existing directory
+        File,         // a fully qualified, existing file
+        PreviewWhen,  // always, interactive or never
+    };
+
+    const char* name;
+    const char* shortName;
+    Value value;
+    bool ProgramOptions::*flag;
+    std::string ProgramOptions::*text;
+    const char* missingValueError;
+    bool usageWithMissingValue;
+    const char* logLine;
+    const char* spelling;
+
+    bool TakesValue() const { return value != Value::Help && value != Value::None; }
+};
+
+std::span<const CommandLineOption> CommandLineOptions() {
+    using V = CommandLineOption::Value;
+    using P = ProgramOptions;
+    static const CommandLineOption kOptions[] = {
+        {"help", "?", V::Help, nullptr, nullptr, "", false, "", ""},
+        {"type", "", V::Class, nullptr, &P::documentClass,
+         "Error: -type option requires a document type value", true,
+         "Option -type (document class): {}", "-type"},
+        {"print", "", V::None, &P::forceSilent, nullptr, "", false,
+         "Option -print: Force silent mode (alias for -silent)", ""},
+        {"silent", "s", V::None, &P::forceSilent, nullptr, "", false,
+         "Option -silent: Force silent mode", ""},
+        {"interactive", "i", V::None, &P::forceInteractive, nullptr, "", false,
+         "Option -interactive: Force interactive mode", ""},
+        {"printer", "", V::Printer, nullptr, &P::printerName,
+         "Error: -printer option requires a printer name value", true,
+         "Option -printer (printer name): {}", "-printer"},
+        {"settings", "", V::Text, nullptr, &P::settingsFile,
+         "Error: -settings option requires a file path", true, "Option -settings: {}", "-settings"},
+        // The file opens once the input is known: it must not be the document itself.
+        {"logfile", "", V::Text, nullptr, &P::logFile,
+         "Error: -logFile option requires a log file path", true, "Option -logFile (log file): {}",
+         "-logfile"},
+        {"loglevel", "", V::LogLevel, nullptr, nullptr,
+         "Error: -logLevel option requires a log level value", true,
+         "Option -logLevel (log level): {}", "-loglevel"},
+        {"logflags", "", V::LogFlags, nullptr, nullptr,
+         "Error: -logFlags option requires a hex or decimal value", true, "", "-logflags"},
+        {"imagepath", "", V::Text, nullptr, &P::imagePath,
+         "Error: -imagePath option requires a TIFF output file path", true,
+         "Option -imagePath (TIFF output): {}", "-imagepath"},
+        {"keepimages", "", V::None, &P::keepImages, nullptr, "", false,
+         "Option -keepImages: Generate TIFF image file", ""},
+        {"keep", "", V::None, &P::keepTempFiles, nullptr, "", false,
+         "Option -keep: Retain temporary files for debugging", ""},
+        {"keeplimit", "", V::KeepLimit, nullptr, nullptr,
+         "Error: -keepLimit option requires a numeric value", true, "Option -keepLimit: {}",
+         "-keeplimit"},
+        {"tempdir", "", V::Directory, nullptr, &P::tempDir,
+         "Error: -TempDir option requires a directory path", true, "Option -TempDir: {}",
+         "-tempdir"},
+        {"previewapp", "", V::File, nullptr, &P::previewApp,
+         "Error: -PreviewApp option requires a path to the external preview application", true,
+         "Option -PreviewApp: {}", "-previewapp"},
+        {"usepreviewapp", "", V::PreviewWhen, nullptr, nullptr,
+         "Error: -UsePreviewApp option requires a value (Always, Interactive, or Never)", false, "",
+         "-usepreviewapp"},
+    };
+    return kOptions;
+}
+
+// One option with its value, already known not to be empty. False when the value is refused.
+bool TakeOption(const CommandLineOption& option, std::string value, ProgramOptions& options,
+                const std::function<PathKind(const std::string&)>& kindOf, Logger* logger) {
+    using V = CommandLineOption::Value;
+    switch (option.value) {
+        case V::Help:
+            options.help = true;
+            return true;
+        case V::None:
+            options.*option.flag = true;
+            NVR_LOG_DEBUG("{}", option.logLine);
+            return true;
+        case V::Text:
+            break;
+        case V::Class:
+            value = ToLower(value);
+            break;
+        case V::Printer:
+            if (!options.printerName.empty()) {
+                NVR_LOG_WARNING(
+                    "Printer name specified both as positional argument ({}) and -printer option "
+                    "({}). Using -printer option value.",
+                    options.printerName, value);
+            }
+            break;
+        case V::LogLevel:
+            options.logLevel = std::clamp(ToInteger(value, 10), 0, 6);
+            if (logger != nullptr) {
+                logger->SetLogLevel(options.logLevel);
+            }
+            NVR_LOG_DEBUG("{}", fmt::format(fmt::runtime(option.logLine), options.logLevel));
+            return true;
+        case V::LogFlags: {
+            bool hex = value.size() > 2 && (value.starts_with("0x") || value.starts_with("0X"));
+            uint32_t flags = static_cast<uint32_t>(ToInteger(value, hex ? 16 : 10));
+            NVR_LOG_INFO("Changing logger mode flags to 0x{:X}", flags);
+            if (logger != nullptr) {
+                logger->SetModeFlags(flags);
+            }
+            NVR_LOG_DEBUG(
+                "Option -logFlags (log mode flags): 0x{} (QTF:{}, Stdout:{}, File:{}, "
+                "Debugger:{}, SrcLoc:{})",
+                flags, (flags & 0x01) != 0, (flags & 0x02) != 0, (flags & 0x04) != 0,
+                (flags & 0x08) != 0, (flags & 0x10) != 0);
+            return true;
+        }
+        case V::KeepLimit: {
+            int32_t limit = ToInteger(value, 10);
+            if (limit < 1) {
+                return Refuse(options, "Error: -keepLimit value must be at least 1", true);
+            }
+            options.keepLimit = limit;
+            NVR_LOG_DEBUG("{}", fmt::format(fmt::runtime(option.logLine), limit));
+            return true;
+        }
+        case V::Directory:
+        case V::File:
+            if (!CheckQualifiedPath(option.name, &value, options, kindOf)) {
+                return false;
+            }
+            break;
+        case V::PreviewWhen: {
+            const std::string word = ToLower(value);
+            if (word == "always") {
+                options.usePreviewApp = UsePreviewAppMode::Always;
+                NVR_LOG_DEBUG("Option -UsePreviewApp=Always");
+            } else if (word == "interactive") {
+                options.usePreviewApp = UsePreviewAppMode::Interactive;
+                NVR_LOG_DEBUG("Option -UsePreviewApp=Interactive");
+            } else if (word == "never") {
+                options.usePreviewApp = UsePreviewAppMode::Never;
+                NVR_LOG_DEBUG("Option -UsePreviewApp=Never");
+            } else {
+                NVR_LOG_ERROR("Invalid -UsePreviewApp value: {}", value);
+                return Refuse(options, "Error: Invalid -UsePreviewApp option value: " + value,
+                              true);
+            }
+            return true;
+        }
+    }
+    options.*option.text = value;
+    NVR_LOG_DEBUG("{}", fmt::format(fmt::runtime(option.logLine), value));
+    return true;
+}
+
+}  // namespace
+
+PathKind KindOfPath(const std::string& path) {
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0) {
         return PathKind::Missing;
@@ -57,7 +277,65 @@ PathKind KindOf(const std::string& path) {
     return S_ISDIR(info.st_mode) ? PathKind::Directory : PathKind::File;
 }
 
-}  // namespace
+ProgramOptions ParseArguments(std::span<const std::string> arguments,
+                              const std::function<PathKind(const std::string&)>& kindOf,
+                              Logger* logger) {
+    ProgramOptions options;
+    int optionCount = 0;
+    int positionalCount = 0;
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& raw = arguments[i];
+        if (raw.size() < 2 || raw.front() != '-') {
+            if (positionalCount == 0) {
+                options.inputFile = raw;
+                NVR_LOG_DEBUG("Positional arg 0 (input file): {}", raw);
+            } else if (positionalCount == 1) {
+                options.printerName = raw;
+                NVR_LOG_DEBUG("Positional arg 1 (printer name): {}", raw);
+            } else {
+                NVR_LOG_ERROR("Unexpected positional argument {}: {}", positionalCount, raw);
+                Refuse(options,
+                       fmt::format("Unexpected positional argument {}: {}", positionalCount, raw),
+                       true);
+                return options;
+            }
+            ++positionalCount;
+            continue;
+        }
+
+        ++optionCount;
+        const std::string name = OptionName(raw);
+        std::span<const CommandLineOption> table = CommandLineOptions();
+        auto option = std::find_if(table.begin(), table.end(), [&](const auto& o) {
+            return name == o.name || name == o.shortName;
+        });
+        if (name.empty() || option == table.end()) {
+            NVR_LOG_ERROR("Unknown option: {}", raw);
+            Refuse(options, "Error: Unknown option:" + raw, true);
+            return options;
+        }
+        // The value: behind "=", else the next argument whatever it looks like.
+        std::string value;
+        if (option->TakesValue()) {
+            if (size_t equals = raw.find('='); equals != std::string::npos) {
+                value = raw.substr(equals + 1);
+            } else if (i + 1 < arguments.size()) {
+                value = arguments[++i];
+            } else {
+                NVR_LOG_ERROR("Option {} requires a value", option->spelling);
+            }
+            if (value.empty()) {
+                Refuse(options, option->missingValueError, option->usageWithMissingValue);
+                return options;
+            }
+        }
+        if (!TakeOption(*option, std::move(value), options, kindOf, logger) || options.help) {
+            return options;
+        }
+    }
+    NVR_LOG_INFO("Parsed {} option(s) and {} positional argument(s)", optionCount, positionalCount);
+    return options;
+}
 
 const std::string& NvrPrintHelper::UsageText() {
     static const std::string text =
@@ -114,217 +392,6 @@ const std::string& NvrPrintHelper::UsageText() {
     return text;
 }
 
-// The checks of -tempDir and -previewApp: quotes removed, an absolute path, an existing
-// directory or file respectively. Shows the box and returns false on the first failure.
-bool NvrPrintHelper::CheckQualifiedPath(const std::string& option, std::string* value) {
-    const bool wantsDirectory = option == "tempdir";
-    std::string& path = *value;
-    if (path.size() >= 2 && path.front() == '"' && path.back() == '"') {
-        path = path.substr(1, path.size() - 2);
-    }
-    if (path.empty() || path.front() != '/') {
-        if (wantsDirectory) {
-            NVR_LOG_ERROR("-TempDir path must be fully qualified: {}", path);
-            ShowError("Error: -TempDir path must be fully qualified (e.g., /path/to/dir): " + path,
-                      true);
-        } else {
-            NVR_LOG_ERROR("-PreviewApp path must be fully qualified: {}", path);
-            ShowError(
-                "Error: -PreviewApp path must be fully qualified (e.g., /path/to/app): " + path,
-                true);
-        }
-        return false;
-    }
-    PathKind kind = KindOf(path);
-    if (kind == PathKind::Missing) {
-        if (wantsDirectory) {
-            NVR_LOG_ERROR("-TempDir directory does not exist: {}", path);
-            ShowError("Error: -TempDir directory does not exist: " + path, true);
-        } else {
-            NVR_LOG_ERROR("-PreviewApp file does not exist: {}", path);
-            ShowError("Error: -PreviewApp file does not exist: " + path, true);
-        }
-        return false;
-    }
-    if (wantsDirectory && kind != PathKind::Directory) {
-        NVR_LOG_ERROR("-TempDir path is not a directory: {}", path);
-        ShowError("Error: -TempDir path must be a directory, not a file: " + path, true);
-        return false;
-    }
-    if (!wantsDirectory && kind == PathKind::Directory) {
-        NVR_LOG_ERROR("-PreviewApp path is a directory, not a file: {}", path);
-        ShowError("Error: -PreviewApp path must be a file, not a directory: " + path, true);
-        return false;
-    }
-    return true;
-}
-
-// One row per option, in the order they are compared: the name and its short form, what kind
-// of value it takes and where the value goes, the box for a missing value and whether the
-// usage follows it, the level 4 line (a "{}" stands for the value) and the spelling named
-// when the value is missing.
-struct NvrPrintHelper::CommandLineOption {
-    enum class Value {
-        Help,         // none; shows the usage and ends the process
-        None,         // a switch: sets the flag
-        Text,         // stored as typed
-        Class,        // stored lower-cased
-        Printer,      // stored, with a warning over an earlier name
-        LogLevel,     // decimal, clamped to 0..6, applied to the logger at once
-        LogFlags,     // hex or decimal, applied to the logger at once
-        KeepLimit,    // decimal, at least 1
-        Directory,    // a fully qualified, existing directory
-        File,         // a fully qualified, existing file
-        PreviewWhen,  // always, interactive or never
-    };
-
-    const char* name;
-    const char* shortName;
-    Value value;
-    bool NvrPrintHelper::*flag;
-    std::string NvrPrintHelper::*text;
-    const char* missingValueError;
-    bool usageWithMissingValue;
-    const char* logLine;
-    const char* spelling;
-
-    bool TakesValue() const { return value != Value::Help && value != Value::None; }
-};
-
-std::span<const NvrPrintHelper::CommandLineOption> NvrPrintHelper::CommandLineOptions() {
-    using V = CommandLineOption::Value;
-    using H = NvrPrintHelper;
-    static const CommandLineOption kOptions[] = {
-        {"help", "?", V::Help, nullptr, nullptr, "", false, "", ""},
-        {"type", "", V::Class, nullptr, &H::m_documentClass,
-         "Error: -type option requires a document type value", true,
-         "Option -type (document class): {}", "-type"},
-        {"print", "", V::None, &H::m_forceSilent, nullptr, "", false,
-         "Option -print: Force silent mode (alias for -silent)", ""},
-        {"silent", "s", V::None, &H::m_forceSilent, nullptr, "", false,
-         "Option -silent: Force silent mode", ""},
-        {"interactive", "i", V::None, &H::m_forceInteractive, nullptr, "", false,
-         "Option -interactive: Force interactive mode", ""},
-        {"printer", "", V::Printer, nullptr, &H::m_printerName,
-         "Error: -printer option requires a printer name value", true,
-         "Option -printer (printer name): {}", "-printer"},
-        {"settings", "", V::Text, nullptr, &H::m_settingsFile,
-         "Error: -settings option requires a file path", true, "Option -settings: {}", "-settings"},
-        // The file opens once the input is known: it must not be the document itself.
-        {"logfile", "", V::Text, nullptr, &H::m_logFile,
-         "Error: -logFile option requires a log file path", true, "Option -logFile (log file): {}",
-         "-logfile"},
-        {"loglevel", "", V::LogLevel, nullptr, nullptr,
-         "Error: -logLevel option requires a log level value", true,
-         "Option -logLevel (log level): {}", "-loglevel"},
-        {"logflags", "", V::LogFlags, nullptr, nullptr,
-         "Error: -logFlags option requires a hex or decimal value", true, "", "-logflags"},
-        {"imagepath", "", V::Text, nullptr, &H::m_imagePath,
-         "Error: -imagePath option requires a TIFF output file path", true,
-         "Option -imagePath (TIFF output): {}", "-imagepath"},
-        {"keepimages", "", V::None, &H::m_keepImages, nullptr, "", false,
-         "Option -keepImages: Generate TIFF image file", ""},
-        {"keep", "", V::None, &H::m_keepTempFiles, nullptr, "", false,
-         "Option -keep: Retain temporary files for debugging", ""},
-        {"keeplimit", "", V::KeepLimit, nullptr, nullptr,
-         "Error: -keepLimit option requires a numeric value", true, "Option -keepLimit: {}",
-         "-keeplimit"},
-        {"tempdir", "", V::Directory, nullptr, &H::m_tempDir,
-         "Error: -TempDir option requires a directory path", true, "Option -TempDir: {}",
-         "-tempdir"},
-        {"previewapp", "", V::File, nullptr, &H::m_previewApp,
-         "Error: -PreviewApp option requires a path to the external preview application", true,
-         "Option -PreviewApp: {}", "-previewapp"},
-        {"usepreviewapp", "", V::PreviewWhen, nullptr, nullptr,
-         "Error: -UsePreviewApp option requires a value (Always, Interactive, or Never)", false, "",
-         "-usepreviewapp"},
-    };
-    return kOptions;
-}
-
-// One option with its value, already known not to be empty. False when the value is refused;
-// the box has been shown.
-bool NvrPrintHelper::ParseCommandLine(const CommandLineOption& option, std::string value) {
-    using V = CommandLineOption::Value;
-    Logger& logger = Logger::Instance();
-    switch (option.value) {
-        case V::Help:
-            ShowHelp();
-            std::exit(0);
-        case V::None:
-            this->*option.flag = true;
-            NVR_LOG_DEBUG("{}", option.logLine);
-            return true;
-        case V::Text:
-            break;
-        case V::Class:
-            value = ToLower(value);
-            break;
-        case V::Printer:
-            if (!m_printerName.empty()) {
-                NVR_LOG_WARNING(
-                    "Printer name specified both as positional argument ({}) and -printer option "
-                    "({}). Using -printer option value.",
-                    m_printerName, value);
-            }
-            break;
-        case V::LogLevel:
-            m_logLevel = std::clamp(ToInteger(value, 10), 0, 6);
-            logger.SetLogLevel(m_logLevel);
-            NVR_LOG_DEBUG("{}", fmt::format(fmt::runtime(option.logLine), m_logLevel));
-            return true;
-        case V::LogFlags: {
-            bool hex = value.size() > 2 && (value.starts_with("0x") || value.starts_with("0X"));
-            uint32_t flags = static_cast<uint32_t>(ToInteger(value, hex ? 16 : 10));
-            NVR_LOG_INFO("Changing logger mode flags to 0x{:X}", flags);
-            logger.SetModeFlags(flags);
-            NVR_LOG_DEBUG(
-                "Option -logFlags (log mode flags): 0x{} (QTF:{}, Stdout:{}, File:{}, "
-                "Debugger:{}, SrcLoc:{})",
-                flags, (flags & 0x01) != 0, (flags & 0x02) != 0, (flags & 0x04) != 0,
-                (flags & 0x08) != 0, (flags & 0x10) != 0);
-            return true;
-        }
-        case V::KeepLimit: {
-            int32_t limit = ToInteger(value, 10);
-            if (limit < 1) {
-                ShowError("Error: -keepLimit value must be at least 1", true);
-                return false;
-            }
-            m_keepLimit = limit;
-            NVR_LOG_DEBUG("{}", fmt::format(fmt::runtime(option.logLine), limit));
-            return true;
-        }
-        case V::Directory:
-        case V::File:
-            if (!CheckQualifiedPath(option.name, &value)) {
-                return false;
-            }
-            break;
-        case V::PreviewWhen: {
-            const std::string word = ToLower(value);
-            if (word == "always") {
-                m_usePreviewApp = UsePreviewAppMode::Always;
-                NVR_LOG_DEBUG("Option -UsePreviewApp=Always");
-            } else if (word == "interactive") {
-                m_usePreviewApp = UsePreviewAppMode::Interactive;
-                NVR_LOG_DEBUG("Option -UsePreviewApp=Interactive");
-            } else if (word == "never") {
-                m_usePreviewApp = UsePreviewAppMode::Never;
-                NVR_LOG_DEBUG("Option -UsePreviewApp=Never");
-            } else {
-                NVR_LOG_ERROR("Invalid -UsePreviewApp value: {}", value);
-                ShowError("Error: Invalid -UsePreviewApp option value: " + value, true);
-                return false;
-            }
-            return true;
-        }
-    }
-    this->*option.text = value;
-    NVR_LOG_DEBUG("{}", fmt::format(fmt::runtime(option.logLine), value));
-    return true;
-}
-
 bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
     NVR_LOG_ENTRY("Entered with {} argument(s)", argc - 1);
     NVR_LOG_INFO("Parsing {} argument(s)", argc - 1);
@@ -341,59 +408,31 @@ bool NvrPrintHelper::ParseCommandLine(int argc, const char* const* argv) {
 }
 
 bool NvrPrintHelper::ReadArguments(int argc, const char* const* argv) {
-    int optionCount = 0;
-    int positionalCount = 0;
-    for (int i = 1; i < argc; ++i) {
-        const std::string raw = argv[i];
-        if (raw.size() < 2 || raw.front() != '-') {
-            if (positionalCount == 0) {
-                m_inputFile = raw;
-                NVR_LOG_DEBUG("Positional arg 0 (input file): {}", raw);
-            } else if (positionalCount == 1) {
-                m_printerName = raw;
-                NVR_LOG_DEBUG("Positional arg 1 (printer name): {}", raw);
-            } else {
-                NVR_LOG_ERROR("Unexpected positional argument {}: {}", positionalCount, raw);
-                ShowError(
-                    fmt::format("Unexpected positional argument {}: {}", positionalCount, raw),
-                    true);
-                return false;
-            }
-            ++positionalCount;
-            continue;
-        }
-
-        ++optionCount;
-        const std::string name = OptionName(raw);
-        std::span<const CommandLineOption> options = CommandLineOptions();
-        auto option = std::find_if(options.begin(), options.end(), [&](const auto& o) {
-            return name == o.name || name == o.shortName;
-        });
-        if (name.empty() || option == options.end()) {
-            NVR_LOG_ERROR("Unknown option: {}", raw);
-            ShowError("Error: Unknown option:" + raw, true);
-            return false;
-        }
-        // The value: behind "=", else the next argument whatever it looks like.
-        std::string value;
-        if (option->TakesValue()) {
-            if (size_t equals = raw.find('='); equals != std::string::npos) {
-                value = raw.substr(equals + 1);
-            } else if (i + 1 < argc) {
-                value = argv[++i];
-            } else {
-                NVR_LOG_ERROR("Option {} requires a value", option->spelling);
-            }
-            if (value.empty()) {
-                ShowError(option->missingValueError, option->usageWithMissingValue);
-                return false;
-            }
-        }
-        if (!ParseCommandLine(*option, std::move(value))) {
-            return false;
-        }
+    const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    ProgramOptions options = ParseArguments(arguments, KindOfPath, &Logger::Instance());
+    if (options.help) {
+        ShowHelp();
+        std::exit(0);
     }
-    NVR_LOG_INFO("Parsed {} option(s) and {} positional argument(s)", optionCount, positionalCount);
+    if (!options.error.empty()) {
+        ShowError(options.error, options.errorWithUsage);
+        return false;
+    }
+    m_inputFile = std::move(options.inputFile);
+    m_printerName = std::move(options.printerName);
+    m_documentClass = std::move(options.documentClass);
+    m_settingsFile = std::move(options.settingsFile);
+    m_logFile = std::move(options.logFile);
+    m_imagePath = std::move(options.imagePath);
+    m_tempDir = std::move(options.tempDir);
+    m_previewApp = std::move(options.previewApp);
+    m_logLevel = options.logLevel;
+    m_forceSilent = options.forceSilent;
+    m_forceInteractive = options.forceInteractive;
+    m_keepTempFiles = options.keepTempFiles;
+    m_keepImages = options.keepImages;
+    m_keepLimit = options.keepLimit;
+    m_usePreviewApp = options.usePreviewApp;
     return true;
 }
 
@@ -471,15 +510,17 @@ bool NvrPrintHelper::ApplyModeFlags() {
                   false);
         return false;
     }
+    const ModeInputs in = CurrentModeInputs();
+    if (!IsForcedMode(in)) {
+        return true;
+    }
+    m_interactiveMode = DecideOperationMode(in).value_or(false);
+    m_modeForced = m_modeDetermined = true;
     if (m_forceSilent) {
-        m_interactiveMode = false;
-        m_modeForced = m_modeDetermined = true;
         NVR_LOG_INFO("Forced silent mode by command line flag");
     } else if (m_forceInteractive) {
-        m_interactiveMode = m_modeForced = m_modeDetermined = true;
         NVR_LOG_INFO("Forced interactive mode by command line flag");
-    } else if (!m_settingsFile.empty() && m_overrideSettings.bShowPreview) {
-        m_interactiveMode = m_modeForced = m_modeDetermined = true;
+    } else {
         NVR_LOG_INFO("Forced interactive mode by override settings (bShowPreview=true)");
     }
     return true;

@@ -42,22 +42,12 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
         }
     }
     if (printerName.empty()) {
-        m_finalSettings = PrintJobSettings();
         NVR_LOG_DEBUG("No printer for defaults, starting with empty settings");
-    } else if (defaults) {
-        m_finalSettings.ExtractFromDevMode(defaults.get());
-        NVR_LOG_DEBUG("Layer 0: Extracted printer defaults (PagesPerSheet={})",
-                      m_finalSettings.PagesPerSheet);
-    } else {
-        m_finalSettings = PrintJobSettings();
+    } else if (!defaults) {
         NVR_LOG_WARNING("Could not get printer defaults, starting with empty settings");
     }
-    if (m_settingsReceived) {
-        m_finalSettings.MergeWith(m_documentSettings);
-        NVR_LOG_DEBUG("Layer 1: Merged document settings (PagesPerSheet={})",
-                      m_finalSettings.PagesPerSheet);
-    }
-    m_finalSettings.MergeWith(m_overrideSettings);
+    m_finalSettings = LayerSettings(
+        defaults.get(), m_settingsReceived ? &m_documentSettings : nullptr, m_overrideSettings);
     NVR_LOG_INFO(
         "Layer 2: Final merged settings for preview (PagesPerSheet={}, Reverse={}, "
         "Copies={})",

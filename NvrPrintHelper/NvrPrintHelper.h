@@ -11,6 +11,8 @@
 #include <string>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
+#include "NvrPrintHelper/CommandLine.h"
+#include "NvrPrintHelper/OperationMode.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
 #include "NvrPrintUtils/TempFileManager.h"
@@ -18,8 +20,6 @@
 #include "logging/Logger.h"
 
 namespace nvrprint {
-
-enum class UsePreviewAppMode : int32_t { Never = 0, Interactive = 1, Always = 2 };
 
 // The one object that owns a run: options, the document manager, the layers of settings,
 // the choice of mode and the way out to the printer or an external viewer.
@@ -85,9 +85,6 @@ public:
     static NvrPrintHelper* s_instance;
 
 private:
-    struct CommandLineOption;
-    static std::span<const CommandLineOption> CommandLineOptions();
-    bool ParseCommandLine(const CommandLineOption& option, std::string value);
     // The steps of parsing, in order; each false has shown its box.
     bool ReadArguments(int argc, const char* const* argv);
     bool KeepOutputsOffTheInput();
@@ -95,7 +92,8 @@ private:
     bool RequireInputFile();
     bool LoadOverrideSettings();
     bool ApplyModeFlags();
-    bool CheckQualifiedPath(const std::string& option, std::string* value);
+    // The facts the mode is decided from, as they stand.
+    ModeInputs CurrentModeInputs() const;
 
     // The load events that change the run's state, one handler per record; the others are
     // only logged.

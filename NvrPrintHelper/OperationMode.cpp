@@ -1,12 +1,14 @@
 // The silent-or-interactive decision: taken at parse time when forced, else from the load
 // events, and awaited by DetermineOperationMode.
 #include <chrono>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <variant>
 #include <vector>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
+#include "NvrPrintHelper/OperationMode.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
@@ -78,6 +80,31 @@ requires std::is_same_v<JobRecord, PrintJobPausedData> ||
 
 }  // namespace
 
+bool IsForcedMode(const ModeInputs& in) {
+    return in.forceSilent || in.forceInteractive || in.overridePreview;
+}
+
+std::optional<bool> DecideOperationMode(const ModeInputs& in) {
+    if (in.forceSilent) {
+        return false;
+    }
+    if (in.forceInteractive || in.overridePreview) {
+        return true;
+    }
+    if (in.documentPreview) {
+        return *in.documentPreview;
+    }
+    if (!in.loadComplete) {
+        return std::nullopt;
+    }
+    // No word from the document: a piped document for no printer in particular goes to the
+    // preview, as does a named file without a printer.
+    if (!in.settingsAnnounced && !in.printerNamed && in.inputFromPipe) {
+        return true;
+    }
+    return !in.printerNamed && !in.inputFromPipe;
+}
+
 void DocumentEventThunk(DocMgrEventType kind, const DocMgrEventData& data) {
     if (NvrPrintHelper::s_instance != nullptr) {
         NvrPrintHelper::s_instance->OnDocumentEvent(kind, data);
@@ -115,7 +142,9 @@ void NvrPrintHelper::OnDocumentEvent(const DocumentSettingsAvailableData& record
     NVR_LOG_DEBUG("Stored document settings (PagesPerSheet={}, Reverse={})",
                   m_documentSettings.PagesPerSheet, m_documentSettings.bReversePages);
     if (!m_modeForced && !m_modeDetermined) {
-        m_interactiveMode = m_overrideSettings.bShowPreview || m_documentSettings.bShowPreview;
+        ModeInputs in = CurrentModeInputs();
+        in.documentPreview = m_documentSettings.bShowPreview;
+        m_interactiveMode = DecideOperationMode(in).value_or(false);
         m_modeDetermined = true;
         NVR_LOG_INFO("Operation mode determined (override={}, document={}): {}",
                      m_overrideSettings.bShowPreview, m_documentSettings.bShowPreview,
@@ -134,27 +163,35 @@ void NvrPrintHelper::OnDocumentEvent(const LoadDocumentCompleteData&) {
     std::lock_guard lock(m_modeMutex);
     if (!m_settingsReceived) {
         NVR_LOG_INFO("Load complete but no document settings received (older HSA)");
-        if (m_modeForced) {
-            return;
-        }
-        if (!m_modeDetermined && m_printerName.empty() && m_inputFromPipe) {
-            NVR_LOG_INFO(
-                "No explicit settings from HSA, piped input, and no printer specified "
-                "--> Generic printer. Defaulting to interactive mode");
-            m_interactiveMode = true;
-            m_modeDetermined = true;
-            m_modeCondition.notify_one();
-        }
     }
-    if (!m_modeForced && !m_modeDetermined) {
-        m_interactiveMode =
-            m_overrideSettings.bShowPreview || (m_printerName.empty() && !m_inputFromPipe);
-        m_modeDetermined = true;
+    if (m_modeForced || m_modeDetermined) {
+        return;
+    }
+    ModeInputs in = CurrentModeInputs();
+    in.loadComplete = true;
+    m_interactiveMode = DecideOperationMode(in).value_or(false);
+    m_modeDetermined = true;
+    if (!m_settingsReceived && m_printerName.empty() && m_inputFromPipe) {
+        NVR_LOG_INFO(
+            "No explicit settings from HSA, piped input, and no printer specified "
+            "--> Generic printer. Defaulting to interactive mode");
+    } else {
         NVR_LOG_INFO("Defaulting to {} mode (override={}, pipe={})",
                      m_interactiveMode ? "interactive" : "silent", m_overrideSettings.bShowPreview,
                      m_inputFromPipe);
-        m_modeCondition.notify_one();
     }
+    m_modeCondition.notify_one();
+}
+
+ModeInputs NvrPrintHelper::CurrentModeInputs() const {
+    ModeInputs in;
+    in.forceSilent = m_forceSilent;
+    in.forceInteractive = m_forceInteractive;
+    in.overridePreview = m_overrideSettings.bShowPreview;
+    in.settingsAnnounced = m_settingsReceived;
+    in.printerNamed = !m_printerName.empty();
+    in.inputFromPipe = m_inputFromPipe;
+    return in;
 }
 
 bool NvrPrintHelper::DetermineOperationMode() {

@@ -109,15 +109,9 @@ bool NvrPrintHelper::PrintDocument() {
             return false;
         }
         NVR_LOG_DEBUG("Printer settings obtained successfully");
-        m_finalSettings.ExtractFromDevMode(silentDevMode.get());
-        NVR_LOG_DEBUG("Layer 0: Extracted printer defaults (PagesPerSheet={})",
-                      m_finalSettings.PagesPerSheet);
-        if (m_settingsReceived) {
-            m_finalSettings.MergeWith(m_documentSettings);
-            NVR_LOG_DEBUG("Layer 1: Merged document settings (PagesPerSheet={})",
-                          m_finalSettings.PagesPerSheet);
-        }
-        m_finalSettings.MergeWith(m_overrideSettings);
+        m_finalSettings =
+            LayerSettings(silentDevMode.get(), m_settingsReceived ? &m_documentSettings : nullptr,
+                          m_overrideSettings);
         NVR_LOG_INFO("Layer 2: Final merged settings (PagesPerSheet={}, Reverse={}, Copies={})",
                      m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages,
                      m_finalSettings.dmCopies < 1 ? 1 : m_finalSettings.dmCopies);

@@ -257,4 +257,22 @@ void PrintJobSettings::ExtractFromDevMode(const DEVMODEW* devMode) {
     NVR_LOG_ENTRY("Exiting");
 }
 
+PrintJobSettings LayerSettings(const DEVMODEW* printerDefaults,
+                               const PrintJobSettings* documentSettings,
+                               const PrintJobSettings& overrideSettings) {
+    PrintJobSettings settings;
+    if (printerDefaults != nullptr) {
+        settings.ExtractFromDevMode(printerDefaults);
+        NVR_LOG_DEBUG("Layer 0: Extracted printer defaults (PagesPerSheet={})",
+                      settings.PagesPerSheet);
+    }
+    if (documentSettings != nullptr) {
+        settings.MergeWith(*documentSettings);
+        NVR_LOG_DEBUG("Layer 1: Merged document settings (PagesPerSheet={})",
+                      settings.PagesPerSheet);
+    }
+    settings.MergeWith(overrideSettings);
+    return settings;
+}
+
 }  // namespace nvrprint

@@ -48,6 +48,13 @@ public:
     bool ApplyToDevMode(DEVMODEW* devMode, PrinterSession* printer);
 };
 
+// The job's effective settings, three layers deep: the printer's defaults (none: nothing set),
+// the document's embedded settings over them (none: the load announced none) and the -settings
+// file over both.
+PrintJobSettings LayerSettings(const DEVMODEW* printerDefaults,
+                               const PrintJobSettings* documentSettings,
+                               const PrintJobSettings& overrideSettings);
+
 // True for the sheet layouts a job may ask for: 1, 2, 4, 6, 9 and 16.
 bool IsValidPagesPerSheet(int32_t pagesPerSheet);
 

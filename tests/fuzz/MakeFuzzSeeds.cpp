@@ -36,10 +36,6 @@ const std::vector<std::vector<std::string>> kCommandLines = {
     {"--PreviewApp=/bin/true", "-usePreviewApp=Always", "a", "b", "c"},
 };
 
-void Write(const fs::path& path, const std::string& bytes) {
-    WriteFile(path.string(), bytes);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -53,14 +49,14 @@ int main(int argc, char** argv) {
         fs::create_directories(root / corpus);
     }
     for (size_t i = 0; i < kSettings.size(); ++i) {
-        Write(root / "settings_json" / ("seed" + std::to_string(i)), kSettings[i]);
+        WriteFile(root / "settings_json" / ("seed" + std::to_string(i)), kSettings[i]);
     }
     for (size_t i = 0; i < kCommandLines.size(); ++i) {
         std::string joined;
         for (const std::string& argument : kCommandLines[i]) {
             joined += (joined.empty() ? "" : std::string(1, '\0')) + argument;
         }
-        Write(root / "command_line" / ("seed" + std::to_string(i)), joined);
+        WriteFile(root / "command_line" / ("seed" + std::to_string(i)), joined);
     }
 
     const fs::path pdfs = root / "embedded_settings";

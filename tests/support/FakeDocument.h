@@ -9,8 +9,8 @@
 
 namespace testsupport {
 
-// A document backend for driving the manager's own logic: pages of given sizes, a load that
-// can fail or be held until the test releases it, and counted renders.
+// A document backend for driving the manager's own logic: pages of given sizes, and a load
+// that can fail or be held until the test releases it.
 class FakeDocument final : public docmgr::DocFilePageMgr {
 public:
     struct PageSize {
@@ -33,7 +33,6 @@ public:
             m_gate.set_value();
     }
     void FailLoad() { m_fail = true; }
-    void FailRenders() { m_failRenders = true; }
     // Settings JSON to announce during the load, as a PDF carrying them would.
     void AnnounceSettings(std::string json) {
         m_announce = true;
@@ -43,9 +42,7 @@ public:
     // Placements refused by the backend itself, before the device sees them.
     void FailPlacements() { m_failPlacements = true; }
 
-    int renders = 0;
     std::string loadedPath;
-    docmgr::TargetParams lastParams;
 
 protected:
     bool OnLoadDocument(const std::string& path) override {
@@ -61,10 +58,6 @@ protected:
     uint64_t OnGetPageCount() override { return m_pages.size(); }
     docmgr::BitmapPtr OnRenderPageBitmap(size_t index,
                                          const docmgr::TargetParams& params) override {
-        ++renders;
-        lastParams = params;
-        if (m_failRenders)
-            return nullptr;
         const PageSize& size = m_pages.at(index);
         return docmgr::Bitmap::Create(
             docmgr::PixelsForPoints(size.width, params.scale, params.dpiX),
@@ -89,7 +82,6 @@ private:
     std::promise<void> m_gate;
     std::shared_future<void> m_opened = m_gate.get_future().share();
     bool m_fail = false;
-    bool m_failRenders = false;
     bool m_announce = false;
     bool m_failPlacements = false;
     std::string m_settings;

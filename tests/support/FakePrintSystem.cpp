@@ -7,27 +7,6 @@ namespace {
 
 using namespace nvrprint;
 
-class FakeProvider final : public PrintTicketProvider {
-public:
-    explicit FakeProvider(FakePrintSystem* system) : m_system(system) {}
-    int32_t ConvertDevModeToPrintTicket(const DEVMODEW*, size_t, std::string* ticket) override {
-        *ticket = m_system->driverTicket;
-        return 0;
-    }
-    int32_t ConvertPrintTicketToDevMode(const std::string& ticket, DevModePtr* devMode,
-                                        std::string*) override {
-        m_system->lastTicketIn = ticket;
-        m_system->driverTicket = ticket;
-        *devMode = AllocateDevMode();
-        (*devMode)->dmFields = DM_COPIES;
-        (*devMode)->dmCopies = 77;  // marks that the converted DEVMODE came back
-        return 0;
-    }
-
-private:
-    FakePrintSystem* m_system;
-};
-
 class FakePrinter final : public platform::Printer {
 public:
     explicit FakePrinter(FakePrintSystem* system) : m_system(system) {}
@@ -47,17 +26,11 @@ public:
         return m_system->validateResult;
     }
     std::unique_ptr<PrintTicketProvider> OpenPrintTicketProvider(int32_t* result) override {
-        if (!m_system->hasProvider) {
-            *result = static_cast<int32_t>(0x80004001);
-            return nullptr;
-        }
-        ++m_system->providers;
-        *result = 0;
-        return std::make_unique<FakeProvider>(m_system);
+        *result = static_cast<int32_t>(0x80004001);
+        return nullptr;
     }
     std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW*, SheetLayout,
                                                            int* error) override {
-        ++m_system->devices;
         std::unique_ptr<docmgr::PrintDevice> device =
             m_system->makeDevice ? m_system->makeDevice() : nullptr;
         if (!device) {

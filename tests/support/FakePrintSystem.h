@@ -10,23 +10,18 @@
 namespace testsupport {
 
 // A print system with one printer whose driver corrects DEVMODEs by a function of the
-// test's choosing, an optional Print Ticket provider that keeps a ticket, and print devices
-// of the test's making. It counts how often the printer is reached.
+// test's choosing and has no Print Ticket provider, and print devices of the test's making.
+// It counts how often the printer is reached.
 class FakePrintSystem : public nvrprint::platform::PrintSystem {
 public:
     std::string printerName = "Office";
     std::string defaultPrinter;  // empty: none
     std::function<void(nvrprint::DEVMODEW&)> correct = [](nvrprint::DEVMODEW&) {};
     int32_t validateResult = nvrprint::kIdOk;
-    bool hasProvider = false;
-    std::string driverTicket;  // what the driver answers for any DEVMODE
-    std::string lastTicketIn;  // what was handed back for conversion
     // Makes the print device of a job; none by default.
     std::function<std::unique_ptr<docmgr::PrintDevice>()> makeDevice;
     int opens = 0;        // OpenPrinter, found or not
     int validations = 0;  // ValidateDevMode
-    int providers = 0;    // Print Ticket providers handed out
-    int devices = 0;      // print devices asked for
 
     std::string DefaultPrinter(int* error) override;
     std::unique_ptr<nvrprint::platform::Printer> OpenPrinter(const std::string& name,

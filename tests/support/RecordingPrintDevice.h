@@ -11,7 +11,7 @@
 namespace testsupport {
 
 // A print device that writes down what is done to it, in order, and fails where told.
-class RecordingPrintDevice final : public docmgr::PrintDevice {
+class RecordingPrintDevice : public docmgr::PrintDevice {
 public:
     int printableWidth = 4800;
     int printableHeight = 6300;
@@ -25,17 +25,10 @@ public:
     std::vector<std::string> calls;
 
     int GetDeviceCaps(int index) const override {
-        switch (index) {
-            case docmgr::HORZRES:
-                return printableWidth;
-            case docmgr::VERTRES:
-                return printableHeight;
-            case docmgr::LOGPIXELSX:
-            case docmgr::LOGPIXELSY:
-                return dpi;
-            default:
-                return 0;
-        }
+        return index == docmgr::HORZRES                                     ? printableWidth
+               : index == docmgr::VERTRES                                   ? printableHeight
+               : index == docmgr::LOGPIXELSX || index == docmgr::LOGPIXELSY ? dpi
+                                                                            : 0;
     }
     int StartDoc(const std::string& name) override {
         calls.push_back("StartDoc " + name);

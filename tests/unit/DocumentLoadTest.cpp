@@ -1,0 +1,215 @@
+// Loading a document on its own thread: the events the program decides on, piped input kept
+// byte for byte, loads held, stopped or refused, hostile pipes, and page data asked for from
+// two threads at once.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
+#include "tests/support/FakeDocument.h"
+#include "tests/support/LoadedDocument.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/RecordingPrintDevice.h"
+#include "tests/support/XpsFixtures.h"
+
+using namespace docmgr;
+using namespace testsupport;
+namespace fs = std::filesystem;
+using Kinds = std::vector<DocMgrEventType>;
+
+namespace {
+
+struct Events {
+    std::mutex lock;
+    Kinds kinds;
+    std::vector<DocMgrEventData> data;
+    DocMgrEventCallback Callback() {
+        return [this](DocMgrEventType kind, const DocMgrEventData& payload) {
+            std::lock_guard guard(lock);
+            kinds.push_back(kind);
+            data.push_back(payload);
+        };
+    }
+};
+
+}  // namespace
+
+TEST(DocumentLoad, EventsInTheOrderTheModeDecisionNeedsThem) {
+    struct Case {
+        std::function<void(FakeDocument&)> setup;
+        bool loads;
+        Kinds kinds;
+    };
+    const Case cases[] = {
+        {[](FakeDocument&) {},
+         true,
+         {LoadDocumentStart, NewPageAvailable, NewPageAvailable, LoadDocumentComplete}},
+        {[](FakeDocument& d) { d.AnnounceSettings(R"({"PagesPerSheet": 2})"); },
+         true,
+         {LoadDocumentStart, DocumentSettingsAvailable, NewPageAvailable, NewPageAvailable,
+          LoadDocumentComplete}},
+        {[](FakeDocument& d) { d.FailLoad(); }, false, {LoadDocumentStart, DocumentLoadError}},
+    };
+    for (const Case& c : cases) {
+        FakeDocument doc({{612, 792}, {842, 595}});
+        c.setup(doc);
+        Events events;
+        ASSERT_NE(doc.LoadDocument("/some/file.pdf", false, events.Callback(), ""), nullptr);
+        EXPECT_EQ(doc.WaitForDocumentLoad(30000), c.loads);
+        EXPECT_EQ(events.kinds, c.kinds);
+        EXPECT_EQ(doc.m_pageCount, c.loads ? 2u : 0u);
+    }
+}
+
+TEST(DocumentLoad, PipedInputIsKeptByteForByteAndDeletedAfter) {
+    for (size_t size : {size_t{1}, size_t{4097}, size_t{70000}}) {
+        ScratchDir dir;
+        std::string bytes;
+        for (size_t i = 0; i < size; ++i)
+            bytes.push_back(static_cast<char>((i * 7 + 13) % 256));
+        bytes[0] = '\r';  // line ends must not be translated
+        InputBytes input(bytes);
+        const std::string capture = dir.File("job_Data.pdf");
+        {
+            FakeDocument doc;
+            doc.SetPipeInput(input.Fd());
+            Events events;
+            doc.LoadDocument("-", true, events.Callback(), capture);
+            ASSERT_TRUE(doc.WaitForDocumentLoad(30000));
+            EXPECT_EQ(ReadFile(capture), bytes) << size;
+            EXPECT_EQ(doc.loadedPath, capture);
+            EXPECT_EQ(events.kinds,
+                      (Kinds{InputCaptureStart, InputCaptureComplete, LoadDocumentStart,
+                             NewPageAvailable, LoadDocumentComplete}));
+            EXPECT_EQ(std::get<InputCaptureCompleteData>(events.data[1]).fileSize, size);
+        }
+        EXPECT_FALSE(fs::exists(capture));
+    }
+    // An empty pipe is a failed load.
+    {
+        ScratchDir dir;
+        InputBytes input("");
+        FakeDocument doc;
+        doc.SetPipeInput(input.Fd());
+        Events events;
+        doc.LoadDocument("-", true, events.Callback(), dir.File("e.pdf"));
+        EXPECT_FALSE(doc.WaitForDocumentLoad(30000));
+        EXPECT_EQ(events.kinds.back(), DocumentLoadError);
+    }
+}
+
+TEST(DocumentLoad, HeldLoadTimesOutRefusesASecondAndRunsOn) {
+    FakeDocument doc;
+    EXPECT_FALSE(doc.WaitForDocumentLoad(0));
+    doc.HoldLoad();
+    ASSERT_NE(doc.LoadDocument("/first.pdf", false, nullptr, ""), nullptr);
+    EXPECT_FALSE(doc.WaitForDocumentLoad(0));
+    EXPECT_EQ(doc.LoadDocument("/second.pdf", false, nullptr, ""), nullptr);
+    doc.Release();
+    EXPECT_TRUE(doc.WaitForDocumentLoad(30000));
+    EXPECT_EQ(doc.loadedPath, "/first.pdf");
+    ASSERT_NE(doc.LoadDocument("/third.pdf", false, nullptr, ""), nullptr);
+    EXPECT_TRUE(doc.WaitForDocumentLoad(30000));
+    EXPECT_EQ(doc.loadedPath, "/third.pdf");
+}
+
+TEST(DocumentLoad, EndlessPipeIsStoppedAtOnceAndLeavesNoPartialFile) {
+    ScratchDir dir;
+    EndlessInput input;
+    input.Write(std::string(10000, 'x'));
+    const std::string capture = dir.File("job_Data.pdf");
+    const auto start = std::chrono::steady_clock::now();
+    for (bool stop : {true, false}) {
+        FakeDocument doc;
+        doc.SetPipeInput(input.Fd());
+        doc.LoadDocument("-", true, nullptr, capture);
+        if (stop) {
+            EXPECT_FALSE(doc.WaitForDocumentLoad(200));
+            doc.StopLoad();
+            EXPECT_FALSE(doc.WaitForDocumentLoad(5000));
+            EXPECT_FALSE(fs::exists(capture));
+        }
+        // Otherwise the manager's end stops the capture nobody stopped.
+    }
+    EXPECT_FALSE(fs::exists(capture));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+}
+
+TEST(DocumentLoad, CaptureNeverWritesThroughAPlantedLink) {
+    ScratchDir dir;
+    WriteFile(dir.File("target"), "precious");
+    fs::create_symlink(dir.File("target"), dir.File("job_Data.pdf"));
+    InputBytes input("%PDF-1.4 attacker");
+    FakeDocument doc;
+    doc.SetPipeInput(input.Fd());
+    doc.LoadDocument("-", true, nullptr, dir.File("job_Data.pdf"));
+    EXPECT_FALSE(doc.WaitForDocumentLoad(30000));
+    EXPECT_EQ(ReadFile(dir.File("target")), "precious");
+}
+
+template <typename Manager>
+class PageDataThreads : public ::testing::Test {
+protected:
+    void Load() {
+        if constexpr (std::is_same_v<Manager, PageMgrPdfium>)
+            MakePdf(path, {kLetter, kLetterLandscape, kA4, kLetter});
+        else
+            MakeXps(path, {{kXpsLetter, kXpsLetterLandscape}, {kXpsLetter, kXpsLetter}});
+        doc = std::make_unique<LoadedDocument<Manager>>(path);
+        ASSERT_TRUE(doc->ok);
+    }
+    ScratchDir work;
+    std::string path = work.File("doc");
+    std::unique_ptr<LoadedDocument<Manager>> doc;
+};
+
+using Backends = ::testing::Types<PageMgrPdfium, PageMgrXps>;
+TYPED_TEST_SUITE(PageDataThreads, Backends);
+
+// A print thread works through the document while the preview's window reads sizes and
+// thumbnails: PDF pages go to the job as they are, XPS pages are drawn.
+TYPED_TEST(PageDataThreads, PrintUnderTheWindowGetsEveryPage) {
+    this->Load();
+    DocFilePageMgr& manager = this->doc->manager;
+    ASSERT_EQ(manager.m_pageCount, 4u);
+    manager.SetTargetParams(Printer, TargetParams{1.0, 72, 72});
+    manager.m_printJobSettings.PagesPerSheet = 2;
+    manager.m_printJobSettings.dmCopies = 2;
+    RecordingPrintDevice device;
+    std::atomic<int> printed{0};
+    std::atomic<bool> done{false};
+    std::thread printer([&] {
+        if constexpr (std::is_same_v<TypeParam, PageMgrPdfium>) {
+            EXPECT_TRUE(manager.RenderDocToPrinter("P", "title", &device, nullptr));
+            printed = std::count_if(device.calls.begin(), device.calls.end(),
+                                    [](const std::string& c) { return c.starts_with("Place "); });
+        } else {
+            for (uint64_t page = 1; page <= 8; ++page) {
+                printed += manager.GetPageImage((page - 1) % 4 + 1, Printer) != nullptr;
+            }
+        }
+        done = true;
+    });
+    std::vector<std::shared_ptr<PageImage>> held;
+    int shown = 0;
+    do {
+        manager.SetTargetParams(Thumbnail, TargetParams{0.2, 96, 96});
+        for (uint64_t page = 1; page <= 4; ++page) {
+            double width = 0.0;
+            double height = 0.0;
+            EXPECT_TRUE(manager.GetPageSizePoints(page, &width, &height));
+            if (auto image = manager.GetPageImage(page, Thumbnail)) {
+                held.push_back(image);
+                ++shown;
+            }
+        }
+        held.resize(std::min<size_t>(held.size(), 2));
+    } while (!done);
+    printer.join();
+    EXPECT_EQ(printed, 8);  // four pages, two copies
+    EXPECT_GE(shown, 4);
+}

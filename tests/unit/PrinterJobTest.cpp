@@ -1,0 +1,152 @@
+// What the printer is told and sent: its defaults as a DEVMODE and what it cannot do
+// corrected, the job's options (the program's work never done twice), and the job's PDF.
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "NvrPrintUtils/IppDevMode.h"
+#include "NvrPrintUtils/PrintJobSettingsHelper.h"
+#include "SystemServices/JobPdf/PdfSheetWriter.h"
+#include "tests/support/PageRender.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/TestSupport.h"
+
+using namespace nvrprint;
+using namespace nvrprint::platform;
+using namespace testsupport;
+
+namespace {
+
+PrinterCapabilities ColourDuplexPrinter() {
+    PrinterCapabilities caps;
+    caps.mediaDefault = "iso_a4_210x297mm";
+    caps.mediaSupported = {"iso_a4_210x297mm", "na_letter_8.5x11in"};
+    caps.sidesDefault = "two-sided-long-edge";
+    caps.sidesSupported = {"one-sided", "two-sided-long-edge", "two-sided-short-edge"};
+    caps.colorModeDefault = "color";
+    caps.colorModesSupported = {"monochrome", "color"};
+    caps.resolutionDefault = {600, 600};
+    caps.resolutionsSupported = {{300, 300}, {600, 600}};
+    caps.mediaSourceDefault = "tray-3";
+    return caps;
+}
+
+// Paper, form, duplex, colour, quality and copies of a DEVMODE.
+std::string Describe(const DEVMODEW& dm) {
+    return fmt::format("{} {} {} {} {} {}", dm.dmPaperSize, GetDevModeText(dm.dmFormName),
+                       dm.dmDuplex, dm.dmColor, dm.dmPrintQuality, dm.dmCopies);
+}
+
+}  // namespace
+
+TEST(PrinterDevMode, DefaultsFromTheIppDescriptionAndCorrectionsToWhatItCanDo) {
+    DevModePtr dm = DevModeFromCapabilities(ColourDuplexPrinter(), "Office");
+    ASSERT_TRUE(dm);
+    EXPECT_EQ(Describe(*dm), "9 A4 2 2 600 1");
+    // A source with no standard bin number travels in the driver-private part.
+    EXPECT_EQ(dm->dmDefaultSource, DMBIN_USER);
+    EXPECT_EQ(ReadDriverOptions(dm.get()).at("media-source"), "tray-3");
+
+    PrinterCapabilities plain;
+    plain.mediaDefault = "na_letter_8.5x11in";
+    plain.mediaSupported = {"na_letter_8.5x11in"};
+    plain.resolutionsSupported = {{600, 600}};
+    plain.copiesMax = 99;
+    struct Case {
+        std::function<void(DEVMODEW&)> ask;
+        PrinterCapabilities printer;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {[](DEVMODEW& d) {
+             d.dmCopies = 500;
+             d.dmPrintQuality = 1200;
+         },
+         plain, "1 Letter 1 1 600 99"},
+        {[](DEVMODEW& d) {
+             d.dmDuplex = DMDUP_HORIZONTAL;
+             d.dmPaperSize = DMPAPER_LETTER;
+         },
+         ColourDuplexPrinter(), "1 Letter 3 2 600 1"},
+        {[](DEVMODEW& d) { SetDevModeText(d.dmFormName, "Letter"); }, ColourDuplexPrinter(),
+         "1 Letter 2 2 600 1"},
+        {[](DEVMODEW& d) { SetDevModeText(d.dmFormName, "Poster"); }, ColourDuplexPrinter(),
+         "9 A4 2 2 600 1"},
+    };
+    for (const Case& c : cases) {
+        DevModePtr asked = DevModeFromCapabilities(ColourDuplexPrinter(), "Office");
+        c.ask(*asked);
+        CorrectDevMode(*asked, c.printer);
+        EXPECT_EQ(Describe(*asked), c.expected);
+    }
+}
+
+TEST(JobOptions, TheSchedulerNeverRepeatsTheProgramsWork) {
+    const auto attributes = nlohmann::json::parse(R"({"copies": "3", "collate": "true",
+        "number-up": "2", "page-delivery": "reverse-order", "orientation-requested": "4",
+        "sides": "two-sided-long-edge", "print-color-mode": "color", "finishings": "4"})");
+    // Driver-private options win over the attribute document.
+    std::string sent = " ";
+    for (const auto& [name, value] :
+         JobOptionsFromAttributes(attributes, {{"print-color-mode", "monochrome"}}))
+        sent += name + "=" + value + " ";
+    for (const std::string option :
+         {"copies=1", "number-up=1", "page-delivery=same-order", "outputorder=normal",
+          "print-scaling=none", "sides=two-sided-long-edge", "finishings=4",
+          "print-color-mode=monochrome"}) {
+        EXPECT_NE(sent.find(" " + option + " "), std::string::npos) << sent;
+    }
+    EXPECT_EQ(sent.find("copies=3"), std::string::npos) << sent;
+    // Where the printer takes the pages as they are, its own defaults stand.
+    EXPECT_TRUE(JobOptionsFromAttributes({{"copies", "2"}}, {}, SheetLayout::ByPrinter).empty());
+}
+
+TEST(JobOptions, WhatADevModeAsksOfThePrinter) {
+    DevModePtr base = AllocateDevMode();
+    base->dmFields = DM_PAPERSIZE | DM_DUPLEX | DM_COLOR | DM_DEFAULTSOURCE | DM_COPIES;
+    base->dmPaperSize = DMPAPER_A4;
+    base->dmDuplex = DMDUP_VERTICAL;
+    base->dmColor = DMCOLOR_MONOCHROME;
+    base->dmDefaultSource = 260;
+    base->dmCopies = 3;
+    DevModePtr dm = WithDriverOptions(base.get(), {{"media-source", "Tray 5"}});
+    const nlohmann::json ppd = {{"ColorModel", {"RGB", "Gray"}}, {"InputSlot", {"Tray 5", "Auto"}}};
+    nlohmann::json doc =
+        PrintJobSettingsHelper::BuildAttributeDocument(dm.get(), ppd, {{"bStapled", true}});
+    EXPECT_EQ(doc["media"], "iso_a4_210x297mm");
+    EXPECT_EQ(doc["sides"], "two-sided-long-edge");
+    EXPECT_EQ(doc["print-color-mode"], "monochrome");
+    EXPECT_EQ(doc["ColorModel"], "Gray");
+    EXPECT_EQ(doc["InputSlot"], "Tray 5");
+    EXPECT_EQ(doc["finishings"], "4");
+}
+
+TEST(JobPdf, PlacedPagesKeepTheirTextAndSheetsTheirSize) {
+    ScratchDir dir;
+    const std::string source = dir.File("source.pdf");
+    MakePdf(source, {kLetter, kA4});
+    std::string written;
+    std::string reason;
+    PdfSheetWriter writer([&](const unsigned char* data, size_t size) {
+        written.append(reinterpret_cast<const char*>(data), size);
+        return true;
+    });
+    writer.BeginSheet(792, 612);
+    ASSERT_TRUE(writer.PlacePage(source, 1, 0, 0, 396, 612, &reason)) << reason;
+    ASSERT_TRUE(writer.PlacePage(source, 0, 396, 0, 396, 612, &reason)) << reason;
+    ASSERT_TRUE(writer.EndSheet(&reason));
+    writer.BeginSheet(612, 792);
+    ASSERT_TRUE(writer.PlacePage(source, 0, 0, 300, 306, 396, &reason)) << reason;
+    EXPECT_FALSE(writer.PlacePage(source, 5, 0, 0, 1, 1, &reason));
+    ASSERT_TRUE(writer.EndSheet(&reason));
+    ASSERT_TRUE(writer.Finish(&reason));
+
+    const std::string job = dir.File("job.pdf");
+    WriteFile(job, written);
+    const std::vector<std::string> texts = PageTexts(job);
+    ASSERT_EQ(texts.size(), 2u);
+    EXPECT_EQ(PageSize(job, 0), std::make_pair(792.0, 612.0));
+    EXPECT_LT(texts[0].find("Page 2"), texts[0].find("Page 1")) << texts[0];
+    EXPECT_EQ(texts[1], "Page 1");
+    // The page used twice went in once; the job is about the size of its source.
+    EXPECT_LT(written.size(), ReadFile(source).size() * 3 / 2);
+}
