@@ -53,8 +53,9 @@ protected:
         return RunProcess(args, options);
     }
 
-    ReceivedJob Received(const std::string& name) {
-        std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, name);
+    ReceivedJob Received(const std::string& name, bool stapler = false) {
+        std::optional<ReceivedJob> job =
+            WaitForJobIn(stapler ? s_stack->stapleRecordDir : s_stack->recordDir, name);
         EXPECT_TRUE(job) << "the printer received no job named " << name;
         return job.value_or(ReceivedJob{});
     }

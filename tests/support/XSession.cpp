@@ -6,45 +6,18 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 #include <cairo.h>
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstring>
-#include <functional>
+#include <filesystem>
+#include <regex>
 #include <thread>
-#include <vector>
 
-extern char** environ;
+#include "tests/support/Process.h"
 
 namespace testsupport {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// Reads the display number Xvfb writes to -displayfd once it accepts clients.
-std::string ReadDisplayNumber(int fd, std::chrono::milliseconds timeout) {
-    std::string number;
-    auto deadline = Clock::now() + timeout;
-    while (Clock::now() < deadline) {
-        pollfd ready{fd, POLLIN, 0};
-        if (poll(&ready, 1, 100) <= 0) {
-            continue;
-        }
-        char c = 0;
-        if (read(fd, &c, 1) != 1) {
-            break;
-        }
-        if (c == '\n') {
-            return number;
-        }
-        number += c;
-    }
-    return {};
-}
 
 std::string WindowTitle(Display* display, Window window) {
     Atom utf8 = XInternAtom(display, "UTF8_STRING", False);
@@ -67,45 +40,28 @@ std::string WindowTitle(Display* display, Window window) {
 }  // namespace
 
 XvfbDisplay::XvfbDisplay(int width, int height) {
-    int pipeFds[2];
-    if (pipe2(pipeFds, O_CLOEXEC) != 0) {
-        return;
-    }
-    std::string screen = std::to_string(width) + "x" + std::to_string(height) + "x24";
-    std::string fdText = std::to_string(pipeFds[1]);
-    std::vector<std::string> args = {"Xvfb", "-displayfd", fdText, "-screen", "0",
-                                     screen, "-nolisten",  "tcp",  "-noreset"};
-    std::vector<char*> argv;
-    for (auto& arg : args) {
-        argv.push_back(arg.data());
-    }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    // The write end stays open in the server: it is the one descriptor it inherits.
-    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], pipeFds[1]);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    pid_t pid = -1;
-    int rc = posix_spawnp(&pid, "Xvfb", &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(pipeFds[1]);
-    if (rc == 0) {
-        m_pid = pid;
-        std::string number = ReadDisplayNumber(pipeFds[0], std::chrono::seconds(20));
-        if (!number.empty()) {
-            m_name = ":" + number;
+    // The server names its display on standard output once it accepts clients.
+    ProcessOptions options;
+    options.outputFile = m_dir.File("xvfb.out");
+    const std::string screen = std::to_string(width) + "x" + std::to_string(height) + "x24";
+    m_pid = StartProcess(
+        {"Xvfb", "-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"},
+        options);
+    const auto deadline = Clock::now() + std::chrono::seconds(20);
+    std::smatch number;
+    const std::regex line(R"((?:^|\n)(\d+)\n)");
+    for (std::string out; Clock::now() < deadline; out = ReadFile(options.outputFile)) {
+        if (std::regex_search(out, number, line)) {
+            m_name = ":" + number[1].str();
+            return;
         }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    close(pipeFds[0]);
 }
 
 XvfbDisplay::~XvfbDisplay() {
-    if (m_pid > 0) {
-        kill(m_pid, SIGTERM);
-        int status = 0;
-        waitpid(m_pid, &status, 0);
-    }
+    ::kill(m_pid, SIGTERM);
+    WaitForProcess(m_pid, 10);
 }
 
 XClient::XClient(const std::string& displayName) {
@@ -169,15 +125,6 @@ std::optional<unsigned long> XClient::FindWindow(
     return std::nullopt;
 }
 
-bool XClient::WindowExists(unsigned long window) {
-    XErrorHandler previous = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
-    XWindowAttributes attributes;
-    Status status = XGetWindowAttributes(m_display, window, &attributes);
-    Sync();
-    XSetErrorHandler(previous);
-    return status != 0;
-}
-
 void XClient::Focus(unsigned long window) {
     XSetInputFocus(m_display, window, RevertToParent, CurrentTime);
     Sync();
@@ -210,11 +157,10 @@ void XClient::Click(unsigned long window, int x, int y, unsigned button) {
     ButtonUp(button);
 }
 
-void XClient::Key(const std::string& keysymName, bool control, bool alt) {
+void XClient::Key(const std::string& keysymName, bool control) {
     KeySym keysym = XStringToKeysym(keysymName.c_str());
     KeyCode code = XKeysymToKeycode(m_display, keysym);
     KeyCode controlCode = XKeysymToKeycode(m_display, XK_Control_L);
-    KeyCode altCode = XKeysymToKeycode(m_display, XK_Alt_L);
     if (code == 0) {
         return;
     }
@@ -225,9 +171,6 @@ void XClient::Key(const std::string& keysymName, bool control, bool alt) {
     if (control) {
         XTestFakeKeyEvent(m_display, controlCode, True, CurrentTime);
     }
-    if (alt) {
-        XTestFakeKeyEvent(m_display, altCode, True, CurrentTime);
-    }
     if (shifted) {
         XTestFakeKeyEvent(m_display, shiftCode, True, CurrentTime);
     }
@@ -235,9 +178,6 @@ void XClient::Key(const std::string& keysymName, bool control, bool alt) {
     XTestFakeKeyEvent(m_display, code, False, CurrentTime);
     if (shifted) {
         XTestFakeKeyEvent(m_display, shiftCode, False, CurrentTime);
-    }
-    if (alt) {
-        XTestFakeKeyEvent(m_display, altCode, False, CurrentTime);
     }
     if (control) {
         XTestFakeKeyEvent(m_display, controlCode, False, CurrentTime);
@@ -263,14 +203,17 @@ void XClient::Close(unsigned long window) {
     Sync();
 }
 
-bool XClient::SaveScreenshot(const std::string& path) {
+void XClient::Screenshot(const std::string& name) {
+    const std::filesystem::path dir(NVR_ARTIFACT_DIR);
+    std::error_code ec;
+    std::filesystem::create_directories(dir, ec);
     Window root = DefaultRootWindow(m_display);
     XWindowAttributes attributes;
     XGetWindowAttributes(m_display, root, &attributes);
     XImage* image =
         XGetImage(m_display, root, 0, 0, attributes.width, attributes.height, AllPlanes, ZPixmap);
     if (image == nullptr) {
-        return false;
+        return;
     }
     cairo_surface_t* surface =
         cairo_image_surface_create(CAIRO_FORMAT_RGB24, attributes.width, attributes.height);
@@ -285,9 +228,8 @@ bool XClient::SaveScreenshot(const std::string& path) {
     }
     cairo_surface_mark_dirty(surface);
     XDestroyImage(image);
-    bool written = cairo_surface_write_to_png(surface, path.c_str()) == CAIRO_STATUS_SUCCESS;
+    cairo_surface_write_to_png(surface, (dir / (name + ".png")).c_str());
     cairo_surface_destroy(surface);
-    return written;
 }
 
 }  // namespace testsupport

@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "tests/support/TestSupport.h"
+
 struct _XDisplay;
 
 // A private X server for window tests, and real input into it: XTest moves the pointer,
@@ -23,6 +25,7 @@ public:
     const std::string& Name() const { return m_name; }
 
 private:
+    ScratchDir m_dir;
     int m_pid = -1;
     std::string m_name;
 };
@@ -45,8 +48,6 @@ public:
                                                      std::chrono::milliseconds timeout);
     // The window's size.
     std::pair<int, int> SizeOf(unsigned long window);
-    // Whether the window still exists.
-    bool WindowExists(unsigned long window);
     void Focus(unsigned long window);
     // Pointer to a point of the window, then a press and release of the button (4 and 5 are
     // the wheel's notches up and down).
@@ -54,13 +55,13 @@ public:
     void MoveTo(unsigned long window, int x, int y);
     void ButtonDown(unsigned button = 1);
     void ButtonUp(unsigned button = 1);
-    // A key by its keysym name ("Next", "Home", "plus"), with Control or Alt held when asked.
-    void Key(const std::string& keysymName, bool control = false, bool alt = false);
+    // A key by its keysym name ("Next", "Home", "plus"), with Control held when asked.
+    void Key(const std::string& keysymName, bool control = false);
     void Type(const std::string& text);
     // Asks the window to close, as a window manager's close button does.
     void Close(unsigned long window);
-    // The whole screen as a PNG file.
-    bool SaveScreenshot(const std::string& path);
+    // The whole screen as a PNG file named so in the build's artifact directory.
+    void Screenshot(const std::string& name);
 
 private:
     void Sync();
