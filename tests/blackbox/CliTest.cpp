@@ -79,25 +79,14 @@ TEST_F(CliTest, RefusedRunsShowTheirNoticeExitOneAndLeaveTheInputAlone) {
         {{"-logFlags="}, "Error: -logFlags option requires a hex or decimal value" + u},
         {{"-imagePath="}, "Error: -imagePath option requires a TIFF output file path" + u},
         {{"-keepLimit="}, "Error: -keepLimit option requires a numeric value" + u},
-        {{"-keepLimit=0"}, "Error: -keepLimit value must be at least 1" + u},
         {{"-tempDir="}, "Error: -TempDir option requires a directory path" + u},
         {{"-previewApp="},
          "Error: -PreviewApp option requires a path to the external preview application" + u},
         {{"-usePreviewApp="},
          "Error: -UsePreviewApp option requires a value (Always, Interactive, or Never)"},
-        {{"-usePreviewApp=maybe"}, "Error: Invalid -UsePreviewApp option value: maybe" + u},
         {{"-t", "doc.pdf"}, "Error: Unknown option:-t" + u},
-        {{"--", "doc.pdf"}, "Error: Unknown option:--" + u},
-        {{"a", "b", "c"}, "Unexpected positional argument 2: c" + u},
-        {{"-silent"}, "Error: No input file specified" + u},
         {{"-s", "-i", "doc.pdf"},
          "Error: Conflicting command line options (-silent/-print and -interactive)"},
-        {{"-tempDir=relative", "doc.pdf"},
-         "Error: -TempDir path must be fully qualified (e.g., /path/to/dir): relative" + u},
-        {{"-previewApp=/no/such/app", "doc.pdf"},
-         "Error: -PreviewApp file does not exist: /no/such/app" + u},
-        {{"-settings=/no/such.json", doc},
-         "Error: Could not load override settings from file /no/such.json"},
         {{"-settings=" + work.File("bad.json"), doc},
          "Error: Could not load override settings from file " + work.File("bad.json")},
         // Inputs that are not documents, or not files at all.
@@ -195,12 +184,11 @@ TEST_F(CliTest, FullDiskDuringCaptureFailsTheLoadAndLeavesNoPartialFile) {
 }
 
 TEST_F(CliTest, ParallelRunsInOneDirectoryKeepTheirOwnFiles) {
-    constexpr int kRuns = 5;
     const std::string viewer = Viewer();
-    std::vector<std::string> inputs;
-    for (size_t i = 0; i < kRuns; ++i) {
-        MakePdf(work.File("doc.pdf"), std::vector<FixturePage>(i + 1, kLetter));
-        inputs.push_back(ReadFile(work.File("doc.pdf")));
+    std::set<std::string> inputs, captures, bases, logs;
+    for (size_t pages = 1; pages <= 5; ++pages) {
+        MakePdf(work.File("doc.pdf"), std::vector<FixturePage>(pages, kLetter));
+        inputs.insert(ReadFile(work.File("doc.pdf")));
     }
     ScratchDir shared;
     std::vector<std::thread> runs;
@@ -217,21 +205,15 @@ TEST_F(CliTest, ParallelRunsInOneDirectoryKeepTheirOwnFiles) {
     }
     for (std::thread& run : runs)
         run.join();
-    std::set<std::string> captures, bases;
-    int logs = 0;
     for (const auto& entry : fs::directory_iterator(shared.Path())) {
         const std::string name = entry.path().filename().string();
-        if (name.ends_with("_Data.tmp")) {
+        (name.ends_with("_Data.tmp") ? bases : logs).insert(name.substr(0, 15));
+        if (name.ends_with("_Data.tmp"))
             captures.insert(ReadFile(entry.path().string()));
-            bases.insert(name.substr(0, 15));
-        } else {
-            EXPECT_TRUE(name.ends_with("_Log.log")) << name;
-            ++logs;
-        }
     }
-    EXPECT_EQ(captures, std::set<std::string>(inputs.begin(), inputs.end()));
-    EXPECT_EQ(bases.size(), static_cast<size_t>(kRuns));
-    EXPECT_EQ(logs, kRuns);
+    EXPECT_EQ(captures, inputs);
+    EXPECT_EQ(bases.size(), 5u);
+    EXPECT_EQ(logs, bases);
 }
 
 }  // namespace

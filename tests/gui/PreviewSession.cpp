@@ -62,7 +62,7 @@ bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdi
         return false;
     }
     std::optional<unsigned long> window =
-        m_x->WaitForWindow("Print Preview - ", std::chrono::seconds(30));
+        m_x->WaitForWindow("Print Preview - ", std::chrono::seconds(30), true);
     m_window = window.value_or(0);
     // The toolbar is laid out and the first page loaded in either order.
     const size_t from = m_seen;

@@ -185,7 +185,7 @@ TEST(PreviewWindowTest, ErrorDialogWaitsForThePersonAndTheRunFails) {
     const int pid = StartProcess({ProgramPath(), "-bogusOption", "doc.pdf"},
                                  WindowProgramOptions(display.Name(), tmp.Path()));
     std::optional<unsigned long> notice =
-        x.WaitForWindowTitled("NvrPrintHelper Error", std::chrono::seconds(20));
+        x.WaitForWindow("NvrPrintHelper Error", std::chrono::seconds(20));
     ASSERT_TRUE(notice);
     Pause(500);  // its first paint
     x.Screenshot("notice-error");

@@ -1,13 +1,13 @@
 #include "tests/support/Process.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <stdexcept>
@@ -18,38 +18,44 @@ extern char** environ;
 namespace testsupport {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 struct Pipe {
     int fds[2] = {-1, -1};
     Pipe() {
         if (::pipe2(fds, O_CLOEXEC) != 0)
             throw std::runtime_error("pipe failed");
     }
-    ~Pipe() {
-        for (int fd : fds)
-            if (fd >= 0)
-                ::close(fd);
+    ~Pipe() { Close(0), Close(1); }
+    void Close(int end) {
+        if (fds[end] >= 0)
+            ::close(fds[end]), fds[end] = -1;
+    }
+    std::string ReadAll() {
+        std::string text;
+        char buffer[65536];
+        for (ssize_t n; (n = ::read(fds[0], buffer, sizeof buffer)) > 0;)
+            text.append(buffer, static_cast<size_t>(n));
+        return text;
     }
 };
 
-// Starts argv with the file actions, which it releases, in the options' environment and
-// working directory and under their file size limit.
+// Starts argv with the file actions, which it releases, with standard input from the file the
+// options name, in their environment and working directory and under their file size limit.
 pid_t Spawn(const std::vector<std::string>& argv, posix_spawn_file_actions_t* actions,
-            const ProcessOptions& options) {
-    std::map<std::string, std::string> env;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text(*entry);
-        const size_t eq = text.find('=');
-        if (eq != std::string::npos)
-            env[text.substr(0, eq)] = text.substr(eq + 1);
+            const ProcessOptions& options, bool stdinSet = false) {
+    if (!stdinSet) {
+        const std::string& file = options.stdinFile.empty() ? "/dev/null" : options.stdinFile;
+        posix_spawn_file_actions_addopen(actions, 0, file.c_str(), O_RDONLY, 0);
     }
-    for (const std::string& name : options.unsetEnv)
-        env.erase(name);
-    for (const auto& [name, value] : options.setEnv)
-        env[name] = value;
+    if (!options.workingDirectory.empty())
+        posix_spawn_file_actions_addchdir_np(actions, options.workingDirectory.c_str());
     std::vector<std::string> envText;
-    for (const auto& [name, value] : env)
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string text(*entry), name = text.substr(0, text.find('='));
+        if (!options.setEnv.contains(name) &&
+            std::ranges::find(options.unsetEnv, name) == options.unsetEnv.end())
+            envText.push_back(text);
+    }
+    for (const auto& [name, value] : options.setEnv)
         envText.push_back(name + "=" + value);
     std::vector<char*> args, envp;
     for (const std::string& a : argv)
@@ -58,8 +64,6 @@ pid_t Spawn(const std::vector<std::string>& argv, posix_spawn_file_actions_t* ac
         envp.push_back(e.data());
     args.push_back(nullptr);
     envp.push_back(nullptr);
-    if (!options.workingDirectory.empty())
-        posix_spawn_file_actions_addchdir_np(actions, options.workingDirectory.c_str());
     // The child inherits the file size limit, set here for the moment of its start.
     rlimit saved{};
     ::getrlimit(RLIMIT_FSIZE, &saved);
@@ -77,17 +81,11 @@ pid_t Spawn(const std::vector<std::string>& argv, posix_spawn_file_actions_t* ac
     return pid;
 }
 
-void AddStdinFile(posix_spawn_file_actions_t* actions, const ProcessOptions& options) {
-    const std::string& file = options.stdinFile.empty() ? "/dev/null" : options.stdinFile;
-    posix_spawn_file_actions_addopen(actions, 0, file.c_str(), O_RDONLY, 0);
-}
-
 }  // namespace
 
 int StartProcess(const std::vector<std::string>& argv, const ProcessOptions& options) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    AddStdinFile(&actions, options);
     if (!options.outputFile.empty()) {
         posix_spawn_file_actions_addopen(&actions, 1, options.outputFile.c_str(),
                                          O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -97,10 +95,10 @@ int StartProcess(const std::vector<std::string>& argv, const ProcessOptions& opt
 }
 
 int WaitForProcess(int pid, int timeoutSeconds) {
-    const auto deadline = Clock::now() + std::chrono::seconds(timeoutSeconds);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
     int status = 0;
     while (::waitpid(pid, &status, WNOHANG) == 0) {
-        if (Clock::now() > deadline) {
+        if (std::chrono::steady_clock::now() > deadline) {
             ::kill(pid, SIGKILL);
             ::waitpid(pid, &status, 0);
             break;
@@ -127,16 +125,14 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOpti
     posix_spawn_file_actions_init(&actions);
     if (options.stdinData)
         posix_spawn_file_actions_adddup2(&actions, in.fds[0], 0);
-    else
-        AddStdinFile(&actions, options);
     posix_spawn_file_actions_adddup2(&actions, out.fds[1], 1);
     posix_spawn_file_actions_adddup2(&actions, err.fds[1], 2);
-    const pid_t pid = Spawn(argv, &actions, options);
-    for (int* fd : {&in.fds[0], &out.fds[1], &err.fds[1]})
-        ::close(*fd), *fd = -1;
+    const pid_t pid = Spawn(argv, &actions, options, options.stdinData.has_value());
+    in.Close(0), out.Close(1), err.Close(1);
     // Standard input is a pipe, as a host delivers it; what the program does not read is
     // dropped when it ends.
     ::signal(SIGPIPE, SIG_IGN);
+    ProcessResult result;
     std::thread writer([&in, data = options.stdinData.value_or("")] {
         for (size_t done = 0; done < data.size();) {
             const ssize_t n = ::write(in.fds[1], data.data() + done, data.size() - done);
@@ -144,33 +140,13 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const ProcessOpti
                 break;
             done += static_cast<size_t>(n);
         }
-        ::close(in.fds[1]), in.fds[1] = -1;
+        in.Close(1);
     });
-
-    ProcessResult result;
-    std::string* sinks[] = {&result.out, &result.err};
-    pollfd fds[] = {{out.fds[0], POLLIN, 0}, {err.fds[0], POLLIN, 0}};
-    const auto deadline = Clock::now() + std::chrono::seconds(options.timeoutSeconds);
-    while (fds[0].fd >= 0 || fds[1].fd >= 0) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (left <= 0) {
-            ::kill(pid, SIGKILL);
-            break;
-        }
-        if (::poll(fds, 2, static_cast<int>(left)) <= 0)
-            continue;
-        for (int i = 0; i < 2; ++i) {
-            char buffer[65536];
-            const ssize_t n = fds[i].revents != 0 ? ::read(fds[i].fd, buffer, sizeof buffer) : 1;
-            if (n <= 0)
-                fds[i].fd = -1;
-            else if (fds[i].revents != 0)
-                sinks[i]->append(buffer, static_cast<size_t>(n));
-        }
-    }
-    result.exitCode = WaitForProcess(pid, 10);
-    writer.join();
+    std::thread errReader([&] { result.err = err.ReadAll(); });
+    std::thread waiter([&] { result.exitCode = WaitForProcess(pid, options.timeoutSeconds); });
+    result.out = out.ReadAll();
+    for (std::thread* thread : {&writer, &errReader, &waiter})
+        thread->join();
     return result;
 }
 

@@ -78,44 +78,25 @@ void XClient::Sync() {
     XSync(m_display, False);
 }
 
-std::optional<unsigned long> XClient::WaitForWindow(const std::string& titlePrefix,
-                                                    std::chrono::milliseconds timeout) {
-    return FindWindow([&](const std::string& title) { return title.rfind(titlePrefix, 0) == 0; },
-                      timeout);
-}
-
-std::optional<unsigned long> XClient::WaitForWindowTitled(const std::string& wanted,
-                                                          std::chrono::milliseconds timeout) {
-    return FindWindow([&](const std::string& title) { return title == wanted; }, timeout);
-}
-
-std::pair<int, int> XClient::SizeOf(unsigned long window) {
-    XWindowAttributes attributes{};
-    XGetWindowAttributes(m_display, window, &attributes);
-    return {attributes.width, attributes.height};
-}
-
-std::optional<unsigned long> XClient::FindWindow(
-    const std::function<bool(const std::string&)>& matches, std::chrono::milliseconds timeout) {
-    auto deadline = Clock::now() + timeout;
-    while (Clock::now() < deadline) {
-        Window root = DefaultRootWindow(m_display);
-        Window parent = 0;
-        Window* children = nullptr;
+std::optional<unsigned long> XClient::WaitForWindow(const std::string& title,
+                                                    std::chrono::milliseconds timeout,
+                                                    bool prefix) {
+    for (auto deadline = Clock::now() + timeout; Clock::now() < deadline;) {
+        Window root = DefaultRootWindow(m_display), parent = 0, *children = nullptr;
         unsigned int count = 0;
         std::optional<unsigned long> found;
-        if (XQueryTree(m_display, root, &root, &parent, &children, &count) != 0) {
-            for (unsigned int i = 0; i < count && !found; ++i) {
-                XWindowAttributes attributes;
-                if (XGetWindowAttributes(m_display, children[i], &attributes) != 0 &&
-                    attributes.map_state == IsViewable &&
-                    matches(WindowTitle(m_display, children[i]))) {
-                    found = children[i];
-                }
+        XQueryTree(m_display, root, &root, &parent, &children, &count);
+        for (unsigned int i = 0; i < count && !found; ++i) {
+            XWindowAttributes attributes;
+            const std::string named = WindowTitle(m_display, children[i]);
+            if (XGetWindowAttributes(m_display, children[i], &attributes) != 0 &&
+                attributes.map_state == IsViewable &&
+                (prefix ? named.starts_with(title) : named == title)) {
+                found = children[i];
             }
-            if (children != nullptr) {
-                XFree(children);
-            }
+        }
+        if (children != nullptr) {
+            XFree(children);
         }
         if (found) {
             return found;
@@ -123,6 +104,12 @@ std::optional<unsigned long> XClient::FindWindow(
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     return std::nullopt;
+}
+
+std::pair<int, int> XClient::SizeOf(unsigned long window) {
+    XWindowAttributes attributes{};
+    XGetWindowAttributes(m_display, window, &attributes);
+    return {attributes.width, attributes.height};
 }
 
 void XClient::Focus(unsigned long window) {
@@ -208,28 +195,20 @@ void XClient::Screenshot(const std::string& name) {
     std::error_code ec;
     std::filesystem::create_directories(dir, ec);
     Window root = DefaultRootWindow(m_display);
-    XWindowAttributes attributes;
-    XGetWindowAttributes(m_display, root, &attributes);
+    XWindowAttributes screen;
+    XGetWindowAttributes(m_display, root, &screen);
+    // A 24-bit screen's pixels are laid out as cairo's RGB24 is.
     XImage* image =
-        XGetImage(m_display, root, 0, 0, attributes.width, attributes.height, AllPlanes, ZPixmap);
-    if (image == nullptr) {
+        XGetImage(m_display, root, 0, 0, screen.width, screen.height, AllPlanes, ZPixmap);
+    if (image == nullptr || image->bits_per_pixel != 32) {
         return;
     }
-    cairo_surface_t* surface =
-        cairo_image_surface_create(CAIRO_FORMAT_RGB24, attributes.width, attributes.height);
-    unsigned char* pixels = cairo_image_surface_get_data(surface);
-    int stride = cairo_image_surface_get_stride(surface);
-    cairo_surface_flush(surface);
-    for (int y = 0; y < attributes.height; ++y) {
-        auto* row = reinterpret_cast<uint32_t*>(pixels + y * stride);
-        for (int x = 0; x < attributes.width; ++x) {
-            row[x] = static_cast<uint32_t>(XGetPixel(image, x, y)) & 0xFFFFFFu;
-        }
-    }
-    cairo_surface_mark_dirty(surface);
-    XDestroyImage(image);
+    cairo_surface_t* surface = cairo_image_surface_create_for_data(
+        reinterpret_cast<unsigned char*>(image->data), CAIRO_FORMAT_RGB24, screen.width,
+        screen.height, image->bytes_per_line);
     cairo_surface_write_to_png(surface, (dir / (name + ".png")).c_str());
     cairo_surface_destroy(surface);
+    XDestroyImage(image);
 }
 
 }  // namespace testsupport

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -40,12 +39,11 @@ public:
 
     bool Connected() const { return m_display != nullptr; }
 
-    // A mapped top-level window whose title starts with the prefix; waits up to the timeout.
-    std::optional<unsigned long> WaitForWindow(const std::string& titlePrefix,
-                                               std::chrono::milliseconds timeout);
-    // A mapped top-level window with exactly this title.
-    std::optional<unsigned long> WaitForWindowTitled(const std::string& title,
-                                                     std::chrono::milliseconds timeout);
+    // A mapped top-level window with this title, or one that starts with it; waits up to the
+    // timeout.
+    std::optional<unsigned long> WaitForWindow(const std::string& title,
+                                               std::chrono::milliseconds timeout,
+                                               bool prefix = false);
     // The window's size.
     std::pair<int, int> SizeOf(unsigned long window);
     void Focus(unsigned long window);
@@ -65,8 +63,6 @@ public:
 
 private:
     void Sync();
-    std::optional<unsigned long> FindWindow(const std::function<bool(const std::string&)>& matches,
-                                            std::chrono::milliseconds timeout);
     ::_XDisplay* m_display = nullptr;
 };
 
