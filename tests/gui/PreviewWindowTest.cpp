@@ -161,7 +161,9 @@ TEST(PreviewWindowTest, EmbeddedPreviewSettingOrStandardInputOpensTheWindow) {
         PreviewSession s;
         ASSERT_TRUE(s.Open(c.args, c.stdinFile)) << s.Log();
         EXPECT_TRUE(s.WaitForStatus(c.status)) << s.LatestStatus();
-        EXPECT_TRUE(s.WaitForLog("Painted "));
+        EXPECT_TRUE(s.WaitForLog("Painted " + c.status.substr(10) + " thumbnails"));
+        for (int i = 0; i < 200 && s.Log().find("Painted page 1 at") == std::string::npos; ++i)
+            Pause(50);
         s.X().Screenshot("preview-" + c.status.substr(c.status.size() - 1) + "-pages");
         EXPECT_EQ(s.CloseAndWait(), 0);
     }
