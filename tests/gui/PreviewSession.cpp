@@ -64,14 +64,18 @@ bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdi
     std::optional<unsigned long> window =
         m_x->WaitForWindow("Print Preview - ", std::chrono::seconds(30), true);
     m_window = window.value_or(0);
-    // The toolbar is laid out and the first page loaded in either order.
-    const size_t from = m_seen;
-    const bool laidOut = WaitForLog("Toolbar button Print at");
-    const size_t laidOutAt = m_seen;
-    m_seen = from;
-    const bool loaded = WaitForLog("Page 1 loaded successfully");
-    m_seen = std::max(m_seen, laidOutAt);
-    return window && laidOut && loaded;
+    // The toolbar is laid out and the first page loaded, in either order.
+    const auto deadline = Clock::now() + std::chrono::seconds(20);
+    for (std::string log; Clock::now() < deadline; log = Log()) {
+        const size_t laidOut = log.find("Toolbar button Print at"),
+                     loaded = log.find("Page 1 loaded successfully");
+        if (laidOut != std::string::npos && loaded != std::string::npos) {
+            m_seen = std::max(laidOut, loaded);
+            return window.has_value();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return false;
 }
 
 bool PreviewSession::WaitForLog(const std::string& text, std::chrono::milliseconds timeout) {
