@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <thread>
-
 #include "tests/gui/PreviewSession.h"
 #include "tests/print/PrintingTest.h"
 #include "tests/support/PageRender.h"
@@ -15,10 +13,6 @@ using namespace testsupport;
 namespace {
 
 using Texts = std::vector<std::string>;
-
-void Pause(int ms) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-}
 
 // The print dialog stands centred over the preview: with the pointer there, keys go to it.
 void PointAtDialog(PreviewSession& s) {

@@ -37,11 +37,7 @@ ProcessOptions WindowProgramOptions(const std::string& display, const std::strin
     return options;
 }
 
-PreviewSession::PreviewSession() : m_log(m_work.File("preview.log")) {
-    if (!m_display.Name().empty()) {
-        m_x = std::make_unique<XClient>(m_display.Name());
-    }
-}
+PreviewSession::PreviewSession() : m_log(m_work.File("preview.log")) {}
 
 PreviewSession::~PreviewSession() {
     if (m_pid > 0) {
@@ -53,16 +49,16 @@ PreviewSession::~PreviewSession() {
 bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdinFile) {
     args.insert(args.begin(), {ProgramPath(), "-usePreviewApp=never", "-logLevel=6"});
     // The log as the console gets it; the notices' text on standard error with it.
-    ProcessOptions options = WindowProgramOptions(m_display.Name(), m_tmp.Path());
+    ProcessOptions options = WindowProgramOptions(m_x.Name(), m_tmp.Path());
     options.outputFile = m_log;
     options.stdinFile = stdinFile;
     options.setEnv.insert(m_env.begin(), m_env.end());
     m_pid = StartProcess(args, options);
-    if (!m_x || !m_x->Connected()) {
+    if (!m_x.Connected()) {
         return false;
     }
     std::optional<unsigned long> window =
-        m_x->WaitForWindow("Print Preview - ", std::chrono::seconds(30), true);
+        m_x.WaitForWindow("Print Preview - ", std::chrono::seconds(30), true);
     m_window = window.value_or(0);
     // The toolbar is laid out and the first page loaded, in either order.
     const auto deadline = Clock::now() + std::chrono::seconds(20);
@@ -121,7 +117,7 @@ Box PreviewSession::Part(const std::string& name) {
 }
 
 void PreviewSession::Click(const Box& box, int dy, unsigned button) {
-    m_x->Click(m_window, box.CentreX(), box.CentreY() + dy, button);
+    m_x.Click(m_window, box.CentreX(), box.CentreY() + dy, button);
 }
 
 void PreviewSession::ClickButton(const std::string& text) {
@@ -129,7 +125,7 @@ void PreviewSession::ClickButton(const std::string& text) {
 }
 
 int PreviewSession::CloseAndWait() {
-    m_x->Close(m_window);
+    m_x.Close(m_window);
     // A program that does not end is killed, and the test sees the signal in the code.
     const int code = WaitForProcess(m_pid, 30);
     m_pid = -1;

@@ -2,9 +2,9 @@
 
 #include <chrono>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/Process.h"
@@ -15,13 +15,14 @@ namespace testsupport {
 
 // Where a part of the preview is, in window coordinates, as its log tells.
 struct Box {
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
+    int x = 0, y = 0, width = 0, height = 0;
     int CentreX() const { return x + width / 2; }
     int CentreY() const { return y + height / 2; }
 };
+
+inline void Pause(int ms) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
 
 // What the program needs to show windows on the display: the theme, no accessibility bus,
 // and under the thread sanitizer the toolkit's own libraries left unwatched (they lock in
@@ -56,14 +57,13 @@ public:
     // Closes the window and waits for the program; its exit code.
     int CloseAndWait();
 
-    XClient& X() { return *m_x; }
+    XSession& X() { return m_x; }
     unsigned long Window() const { return m_window; }
     std::string Log() const { return ReadFile(m_log); }
     ScratchDir& Work() { return m_work; }
 
 private:
-    XvfbDisplay m_display;
-    std::unique_ptr<XClient> m_x;
+    XSession m_x;
     ScratchDir m_work;
     ScratchDir m_tmp;
     std::string m_log;

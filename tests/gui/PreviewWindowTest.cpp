@@ -2,18 +2,12 @@
 // wheel and key events, checked through what its status bar shows, with screenshots kept.
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "tests/gui/PreviewSession.h"
 #include "tests/support/PdfFixtures.h"
 
 using namespace testsupport;
 
 namespace {
-
-void Pause(int ms) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-}
 
 // Clicks each toolbar button, or presses each key, and waits for the page it leads to.
 void Steps(PreviewSession& s, bool buttons, const std::vector<std::pair<const char*, int>>& steps,
@@ -63,12 +57,12 @@ TEST(PreviewWindowTest, ToolbarStripKeysWheelDragsAndTypedZoomDriveThePage) {
     EXPECT_TRUE(s.WaitForStatus("Page 2 of 3", "Zoom: 100%"));
     // At 100% the page overflows the view: a drag up and left pans it by as much, the wheel
     // and arrows scroll it rather than turn it; plus and minus zoom.
-    s.X().ButtonDown();
+    s.X().Button(true);
     for (int step = 1; step <= 5; ++step) {
         s.X().MoveTo(s.Window(), view.CentreX() - 20 * step, view.CentreY() - 30 * step);
         Pause(50);
     }
-    s.X().ButtonUp();
+    s.X().Button(false);
     EXPECT_TRUE(s.WaitForLog("Dragging - delta=100,150, scroll=100,150"));
     s.Click(view, 0, 5);
     EXPECT_TRUE(s.WaitForLog("Scrolled by 60 pixels, new Y pos=210"));
@@ -133,12 +127,11 @@ TEST(PreviewWindowTest, WithoutDisplayTheRunFailsWithItsNotice) {
 
 // A notice with a display is a dialog a person answers; the program waits for it.
 TEST(PreviewWindowTest, ErrorDialogWaitsForThePersonAndTheRunFails) {
-    XvfbDisplay display;
-    ASSERT_FALSE(display.Name().empty());
-    XClient x(display.Name());
+    XSession x;
+    ASSERT_TRUE(x.Connected());
     ScratchDir tmp;
     const int pid = StartProcess({ProgramPath(), "-bogusOption", "doc.pdf"},
-                                 WindowProgramOptions(display.Name(), tmp.Path()));
+                                 WindowProgramOptions(x.Name(), tmp.Path()));
     std::optional<unsigned long> notice =
         x.WaitForWindow("NvrPrintHelper Error", std::chrono::seconds(20));
     ASSERT_TRUE(notice);

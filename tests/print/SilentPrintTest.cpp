@@ -23,8 +23,8 @@ namespace {
 using Texts = std::vector<std::string>;
 
 struct PrintCase {
-    std::string name;   // the document's file name, and so the job's
-    std::string queue;  // "" the scheduler's default, "defaults", "ppd", "mono", "staple", "uri"
+    std::string name;                  // the document's file name, and so the job's
+    std::string PrinterStack::*queue;  // the stack's queue; nothing: the scheduler's default
     std::vector<FixturePage> pages;
     std::string settings;
     Texts sides;                                  // the sides' texts, when checked
@@ -55,6 +55,10 @@ std::function<void(const std::string&)> Size(double width, double height) {
     };
 }
 
+constexpr auto kDefaults = &PrinterStack::defaultsQueue, kPpd = &PrinterStack::ppdQueue,
+               kMono = &PrinterStack::monoQueue, kStaple = &PrinterStack::stapleQueue,
+               kUri = &PrinterStack::printerUri;
+const std::string kA4Media = "x-dimension=21000 y-dimension=29700";
 const std::string kCard = R"({"dmPaperSize": 256, "dmPaperWidth": 1000, "dmPaperLength": 1500})";
 const std::string kDuplexCopies = R"("dmDuplex": 2, "dmCopies": 2, "dmCollate": )";
 // Two copies of three pages on two-sided paper: each copy on sheets of its own.
@@ -63,109 +67,101 @@ const Texts kTwoSidedCopies = {"Page 1", "Page 2", "Page 3", "", "Page 1", "Page
 // clang-format off
 const std::vector<PrintCase> kCases = {
     // N-up, reverse order, copies and collation are the program's; the printer repeats none.
-    {"nup-reverse.pdf", "", Letters(5),
+    {"nup-reverse.pdf", nullptr, Letters(5),
      R"({"PagesPerSheet": 2, "bReversePages": true, "dmCopies": 2, "dmCollate": 0})",
      {"Page 5 Page 4", "Page 5 Page 4", "Page 3 Page 2", "Page 3 Page 2", "Page 1", "Page 1"},
      {{"IPP_COPIES", ""}}, {}, {}, [](const std::string& pdf) {
          for (int side = 0; side < 6; ++side)
              EXPECT_TRUE(PageIsLandscape(pdf, side)) << "side " << side + 1;
      }},
-    {"duplex-a4.pdf", "", {kA4, kA4}, R"({"dmDuplex": 2, "dmPaperSize": 9})", {"Page 1", "Page 2"},
-     {{"IPP_SIDES", "two-sided-long-edge"}, {"IPP_MEDIA_COL", "x-dimension=21000 y-dimension=29700"}},
+    {"duplex-a4.pdf", nullptr, {kA4, kA4}, R"({"dmDuplex": 2, "dmPaperSize": 9})",
+     {"Page 1", "Page 2"}, {{"IPP_SIDES", "two-sided-long-edge"}, {"IPP_MEDIA_COL", kA4Media}},
      {"media (keyword) = iso_a4_210x297mm"}},
     // A single page keeps its natural size: the band across it is a fifth of its height.
-    {"natural.pdf", "", Letters(1), "{}", {"Page 1"}, {}, {}, {}, Band(450, 157, 160)},
-    {"scale-half.pdf", "", Letters(1), R"({"dmScale": 50})", {}, {}, {}, {}, Band(250, 77, 81)},
-    {"form-a4.pdf", "", Letters(1), R"({"dmFormName": "A4"})", {}, {},
+    {"natural.pdf", nullptr, Letters(1), "{}", {"Page 1"}, {}, {}, {}, Band(450, 157, 160)},
+    {"scale-half.pdf", nullptr, Letters(1), R"({"dmScale": 50})", {}, {}, {}, {},
+     Band(250, 77, 81)},
+    {"form-a4.pdf", nullptr, Letters(1), R"({"dmFormName": "A4"})", {}, {},
      {"media (keyword) = iso_a4_210x297mm"}, {}, Size(595.3, 841.9)},
     // Asked for landscape, the page lies across the portrait sheet, its band down the long edge.
-    {"landscape-asked.pdf", "", {kLetterLandscape}, R"({"dmOrientation": 2})", {"Page 1"}, {}, {},
-     {}, [](const std::string& pdf) {
+    {"landscape-asked.pdf", nullptr, {kLetterLandscape}, R"({"dmOrientation": 2})", {"Page 1"},
+     {}, {}, {}, [](const std::string& pdf) {
          EXPECT_TRUE(PageIsLandscape(pdf, 0));
          EXPECT_GE(DarkRowsInColumn(pdf, 0, 300), 756);
          EXPECT_FALSE(DarkAt(pdf, 0, 500, 300));
      }},
     // Not asked, it is neither turned nor shrunk.
-    {"landscape-plain.pdf", "", {kLetterLandscape}, "{}", {"Page 1"}, {}, {}, {},
+    {"landscape-plain.pdf", nullptr, {kLetterLandscape}, "{}", {"Page 1"}, {}, {}, {},
      [](const std::string& pdf) {
          EXPECT_FALSE(PageIsLandscape(pdf, 0));
          Band(300, 121, 124)(pdf);
      }},
-    {"duplex-collated.pdf", "", Letters(3), "{" + kDuplexCopies + "1}", kTwoSidedCopies,
+    {"duplex-collated.pdf", nullptr, Letters(3), "{" + kDuplexCopies + "1}", kTwoSidedCopies,
      {{"IPP_SIDES", "two-sided-long-edge"}}},
-    {"duplex-uncollated.pdf", "", Letters(3), "{" + kDuplexCopies + "0}",
+    {"duplex-uncollated.pdf", nullptr, Letters(3), "{" + kDuplexCopies + "0}",
      {"Page 1", "Page 2", "Page 1", "Page 2", "Page 3", "", "Page 3"}},
-    {"direct.pdf", "uri", Letters(1), "{}", {"Page 1"}},
+    {"direct.pdf", kUri, Letters(1), "{}", {"Page 1"}},
     // The queue's copies-default=2, number-up-default=2, two-sided and main bin: every job asks
     // for one copy, one page a side, normal order, no scaling.
-    {"defaults-plain.pdf", "defaults", Letters(3), "{}", {"Page 1", "Page 2", "Page 3"},
+    {"defaults-plain.pdf", kDefaults, Letters(3), "{}", {"Page 1", "Page 2", "Page 3"},
      {{"IPP_COPIES", ""}}, {"copies (integer) = 1", "number-up (integer) = 1",
       "page-delivery (keyword) = same-order", "print-scaling (keyword) = none"}},
-    {"defaults-copies.pdf", "defaults", Letters(3), R"({"dmCopies": 2})", kTwoSidedCopies,
+    {"defaults-copies.pdf", kDefaults, Letters(3), R"({"dmCopies": 2})", kTwoSidedCopies,
      {{"IPP_COPIES", ""}, {"IPP_SIDES", "two-sided-long-edge"}}, {"copies (integer) = 1"}},
-    {"defaults-4up.pdf", "defaults", Letters(7), R"({"PagesPerSheet": 4})", {}, {},
+    {"defaults-4up.pdf", kDefaults, Letters(7), R"({"PagesPerSheet": 4})", {}, {},
      {"number-up (integer) = 1"}, {}, [](const std::string& pdf) {
          const Texts sides = PageTexts(pdf);
          ASSERT_EQ(sides.size(), 2u);
          for (int page = 1; page <= 7; ++page)
              EXPECT_TRUE(Has(sides[page <= 4 ? 0 : 1], fmt::format("Page {}", page))) << page;
      }},
-    {"defaults-bin.pdf", "defaults", Letters(1), R"({"dmDefaultSource": 4})", {},
+    {"defaults-bin.pdf", kDefaults, Letters(1), R"({"dmDefaultSource": 4})", {},
      {{"IPP_MEDIA_COL", "media-source=manual"}}, {"media-source (keyword) = manual"}, {"= main"}},
     // A PPD queue gets driver choices only for what the job asks.
-    {"ppd-plain.pdf", "ppd", Letters(1), "{}", {}, {}, {}, {"FastGray", "InputSlot", "Staple"}},
-    {"ppd-colour.pdf", "ppd", Letters(1), R"({"dmColor": 2})", {},
+    {"ppd-plain.pdf", kPpd, Letters(1), "{}", {}, {}, {}, {"FastGray", "InputSlot", "Staple"}},
+    {"ppd-colour.pdf", kPpd, Letters(1), R"({"dmColor": 2})", {},
      {{"IPP_PRINT_COLOR_MODE", "color"}}, {"ColorModel (nameWithoutLanguage) = RGB"}},
-    {"ppd-grey.pdf", "ppd", Letters(1), R"({"dmColor": 1})", {},
+    {"ppd-grey.pdf", kPpd, Letters(1), R"({"dmColor": 1})", {},
      {{"IPP_PRINT_COLOR_MODE", "monochrome"}}, {}, {"FastGray"}},
-    {"ppd-bin.pdf", "ppd", Letters(1), R"({"dmDefaultSource": 4})", {}, {},
+    {"ppd-bin.pdf", kPpd, Letters(1), R"({"dmDefaultSource": 4})", {}, {},
      {"InputSlot (nameWithoutLanguage) = Manual", "media-source (keyword) = manual"},
      {"= main", "= Auto"}},
-    {"ppd-a4-duplex.pdf", "ppd", Letters(3), R"({"dmDuplex": 2, "dmPaperSize": 9})",
+    {"ppd-a4-duplex.pdf", kPpd, Letters(3), R"({"dmDuplex": 2, "dmPaperSize": 9})",
      {"Page 1", "Page 2", "Page 3"},
-     {{"IPP_SIDES", "two-sided-long-edge"}, {"IPP_MEDIA_COL", "x-dimension=21000 y-dimension=29700"}},
+     {{"IPP_SIDES", "two-sided-long-edge"}, {"IPP_MEDIA_COL", kA4Media}},
      {"Duplex (nameWithoutLanguage) = DuplexNoTumble", "media (keyword) = iso_a4_210x297mm"}, {},
      Size(595.3, 841.9)},
     // Colour on a grey-only printer is corrected to grey and prints.
-    {"mono-colour.pdf", "mono", Letters(2), R"({"dmColor": 2})", {"Page 1", "Page 2"},
+    {"mono-colour.pdf", kMono, Letters(2), R"({"dmColor": 2})", {"Page 1", "Page 2"},
      {{"IPP_PRINT_COLOR_MODE", "monochrome"}}, {"print-color-mode (keyword) = monochrome"},
      {"= color"}},
     // Stapling reaches printers that staple, and only those.
-    {"staple.pdf", "staple", Letters(2), R"({"bStapled": true})", {"Page 1", "Page 2"},
+    {"staple.pdf", kStaple, Letters(2), R"({"bStapled": true})", {"Page 1", "Page 2"},
      {{"IPP_FINISHINGS", "staple"}}, {"finishings (enum) = staple"}},
-    {"staple-ppd.pdf", "ppd", Letters(2), R"({"bStapled": true})", {}, {},
+    {"staple-ppd.pdf", kPpd, Letters(2), R"({"bStapled": true})", {}, {},
      {"finishings (enum) = staple-top-left"}},
-    {"staple-none.pdf", "", Letters(2), R"({"bStapled": true})", {}, {}, {},
+    {"staple-none.pdf", nullptr, Letters(2), R"({"bStapled": true})", {}, {}, {},
      {"finishings (enum) = staple"}},
     // A printer with custom sizes prints the paper asked for, one without the nearest it has.
-    {"card-custom.pdf", "staple", Letters(1), kCard, {}, {}, {"custom_100x150mm"}, {},
+    {"card-custom.pdf", kStaple, Letters(1), kCard, {}, {}, {"custom_100x150mm"}, {},
      Size(283.5, 425.2)},
-    {"card-nearest.pdf", "", Letters(1), kCard, {}, {}, {"media (keyword) = iso_dl_110x220mm"}},
+    {"card-nearest.pdf", nullptr, Letters(1), kCard, {}, {},
+     {"media (keyword) = iso_dl_110x220mm"}},
 };
 // clang-format on
 
-class SilentPrintTest : public PrintingTest, public ::testing::WithParamInterface<PrintCase> {
-protected:
-    std::string Queue(const std::string& kind) {
-        const std::map<std::string, std::string> queues = {{"defaults", s_stack->defaultsQueue},
-                                                           {"ppd", s_stack->ppdQueue},
-                                                           {"mono", s_stack->monoQueue},
-                                                           {"staple", s_stack->stapleQueue},
-                                                           {"uri", s_stack->printerUri}};
-        return kind.empty() ? "" : queues.at(kind);
-    }
-};
+class SilentPrintTest : public PrintingTest, public ::testing::WithParamInterface<PrintCase> {};
 
 TEST_P(SilentPrintTest, PrinterReceivesWhatTheJobAsks) {
     const PrintCase& c = GetParam();
     const std::string doc = work.File(c.name);
     MakePdfWithSettings(doc, c.pages, c.settings);
     std::vector<std::string> args = {doc};
-    if (!c.queue.empty())
-        args.push_back(Queue(c.queue));
+    if (c.queue != nullptr)
+        args.push_back((*s_stack).*c.queue);
     ProcessResult r = Print(args);
     ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
-    ReceivedJob job = Received(c.name, c.queue == "staple");
+    ReceivedJob job = Received(c.name, c.queue == kStaple);
     EXPECT_TRUE(c.sides.empty() || PageTexts(job.documentPath) == c.sides)
         << ::testing::PrintToString(PageTexts(job.documentPath));
     for (const auto& [name, value] : c.received) {

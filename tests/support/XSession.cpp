@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <regex>
 #include <thread>
+#include <vector>
 
 #include "tests/support/Process.h"
 
@@ -39,7 +40,7 @@ std::string WindowTitle(Display* display, Window window) {
 
 }  // namespace
 
-XvfbDisplay::XvfbDisplay(int width, int height) {
+XSession::XSession(int width, int height) {
     // The server names its display on standard output once it accepts clients.
     ProcessOptions options;
     options.outputFile = m_dir.File("xvfb.out");
@@ -50,37 +51,31 @@ XvfbDisplay::XvfbDisplay(int width, int height) {
     const auto deadline = Clock::now() + std::chrono::seconds(20);
     std::smatch number;
     const std::regex line(R"((?:^|\n)(\d+)\n)");
-    for (std::string out; Clock::now() < deadline; out = ReadFile(options.outputFile)) {
+    for (std::string out; Clock::now() < deadline && m_name.empty();
+         out = ReadFile(options.outputFile)) {
         if (std::regex_search(out, number, line)) {
             m_name = ":" + number[1].str();
-            return;
+            m_display = XOpenDisplay(m_name.c_str());
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
 }
 
-XvfbDisplay::~XvfbDisplay() {
+XSession::~XSession() {
+    if (m_display != nullptr) {
+        XCloseDisplay(m_display);
+    }
     ::kill(m_pid, SIGTERM);
     WaitForProcess(m_pid, 10);
 }
 
-XClient::XClient(const std::string& displayName) {
-    m_display = XOpenDisplay(displayName.c_str());
-}
-
-XClient::~XClient() {
-    if (m_display != nullptr) {
-        XCloseDisplay(m_display);
-    }
-}
-
-void XClient::Sync() {
+void XSession::Sync() {
     XSync(m_display, False);
 }
 
-std::optional<unsigned long> XClient::WaitForWindow(const std::string& title,
-                                                    std::chrono::milliseconds timeout,
-                                                    bool prefix) {
+std::optional<unsigned long> XSession::WaitForWindow(const std::string& title,
+                                                     std::chrono::milliseconds timeout,
+                                                     bool prefix) {
     for (auto deadline = Clock::now() + timeout; Clock::now() < deadline;) {
         Window root = DefaultRootWindow(m_display), parent = 0, *children = nullptr;
         unsigned int count = 0;
@@ -106,79 +101,70 @@ std::optional<unsigned long> XClient::WaitForWindow(const std::string& title,
     return std::nullopt;
 }
 
-std::pair<int, int> XClient::SizeOf(unsigned long window) {
+std::pair<int, int> XSession::SizeOf(unsigned long window) {
     XWindowAttributes attributes{};
     XGetWindowAttributes(m_display, window, &attributes);
     return {attributes.width, attributes.height};
 }
 
-void XClient::Focus(unsigned long window) {
+void XSession::Focus(unsigned long window) {
     XSetInputFocus(m_display, window, RevertToParent, CurrentTime);
     Sync();
 }
 
-void XClient::MoveTo(unsigned long window, int x, int y) {
+void XSession::MoveTo(unsigned long window, int x, int y) {
     Window child = 0;
-    int rootX = 0;
-    int rootY = 0;
+    int rootX = 0, rootY = 0;
     XTranslateCoordinates(m_display, window, DefaultRootWindow(m_display), x, y, &rootX, &rootY,
                           &child);
     XTestFakeMotionEvent(m_display, -1, rootX, rootY, CurrentTime);
     Sync();
 }
 
-void XClient::ButtonDown(unsigned button) {
-    XTestFakeButtonEvent(m_display, button, True, CurrentTime);
+void XSession::Button(bool down, unsigned button) {
+    XTestFakeButtonEvent(m_display, button, down, CurrentTime);
     Sync();
 }
 
-void XClient::ButtonUp(unsigned button) {
-    XTestFakeButtonEvent(m_display, button, False, CurrentTime);
-    Sync();
-}
-
-void XClient::Click(unsigned long window, int x, int y, unsigned button) {
+void XSession::Click(unsigned long window, int x, int y, unsigned button) {
     MoveTo(window, x, y);
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    ButtonDown(button);
-    ButtonUp(button);
+    Button(true, button);
+    Button(false, button);
 }
 
-void XClient::Key(const std::string& keysymName, bool control) {
-    KeySym keysym = XStringToKeysym(keysymName.c_str());
-    KeyCode code = XKeysymToKeycode(m_display, keysym);
-    KeyCode controlCode = XKeysymToKeycode(m_display, XK_Control_L);
+void XSession::Key(const std::string& keysymName, bool control) {
+    const KeySym keysym = XStringToKeysym(keysymName.c_str());
+    const KeyCode code = XKeysymToKeycode(m_display, keysym);
     if (code == 0) {
         return;
     }
+    std::vector<KeyCode> keys;
+    if (control) {
+        keys.push_back(XKeysymToKeycode(m_display, XK_Control_L));
+    }
     // A keysym found only on the shifted level needs Shift, as on a keyboard.
-    bool shifted = XkbKeycodeToKeysym(m_display, code, 0, 0) != keysym &&
-                   XkbKeycodeToKeysym(m_display, code, 0, 1) == keysym;
-    KeyCode shiftCode = XKeysymToKeycode(m_display, XK_Shift_L);
-    if (control) {
-        XTestFakeKeyEvent(m_display, controlCode, True, CurrentTime);
+    if (XkbKeycodeToKeysym(m_display, code, 0, 0) != keysym &&
+        XkbKeycodeToKeysym(m_display, code, 0, 1) == keysym) {
+        keys.push_back(XKeysymToKeycode(m_display, XK_Shift_L));
     }
-    if (shifted) {
-        XTestFakeKeyEvent(m_display, shiftCode, True, CurrentTime);
+    keys.push_back(code);
+    for (KeyCode key : keys) {
+        XTestFakeKeyEvent(m_display, key, True, CurrentTime);
     }
-    XTestFakeKeyEvent(m_display, code, True, CurrentTime);
-    XTestFakeKeyEvent(m_display, code, False, CurrentTime);
-    if (shifted) {
-        XTestFakeKeyEvent(m_display, shiftCode, False, CurrentTime);
-    }
-    if (control) {
-        XTestFakeKeyEvent(m_display, controlCode, False, CurrentTime);
+    for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+        XTestFakeKeyEvent(m_display, *key, False, CurrentTime);
     }
     Sync();
 }
 
-void XClient::Type(const std::string& text) {
+void XSession::Type(const std::string& text) {
     for (char c : text) {
         Key(std::string(1, c));
     }
 }
 
-void XClient::Close(unsigned long window) {
+void XSession::Close(unsigned long window) {
     XEvent event{};
     event.xclient.type = ClientMessage;
     event.xclient.window = window;
@@ -190,7 +176,7 @@ void XClient::Close(unsigned long window) {
     Sync();
 }
 
-void XClient::Screenshot(const std::string& name) {
+void XSession::Screenshot(const std::string& name) {
     const std::filesystem::path dir(NVR_ARTIFACT_DIR);
     std::error_code ec;
     std::filesystem::create_directories(dir, ec);

@@ -9,34 +9,20 @@
 
 struct _XDisplay;
 
-// A private X server for window tests, and real input into it: XTest moves the pointer,
-// presses buttons and keys as a user's devices would.
+// Real input for window tests: XTest moves the pointer, presses buttons and keys as a user's
+// devices would.
 namespace testsupport {
 
-class XvfbDisplay {
+// A private X server and one client connection to it, for driving and looking at windows.
+class XSession {
 public:
-    XvfbDisplay(int width = 1280, int height = 1024);
-    ~XvfbDisplay();
-    XvfbDisplay(const XvfbDisplay&) = delete;
-    XvfbDisplay& operator=(const XvfbDisplay&) = delete;
+    XSession(int width = 1280, int height = 1024);
+    ~XSession();
+    XSession(const XSession&) = delete;
+    XSession& operator=(const XSession&) = delete;
 
     // ":N", or empty when the server did not start.
     const std::string& Name() const { return m_name; }
-
-private:
-    ScratchDir m_dir;
-    int m_pid = -1;
-    std::string m_name;
-};
-
-// One client connection to a display, for driving and looking at windows.
-class XClient {
-public:
-    explicit XClient(const std::string& displayName);
-    ~XClient();
-    XClient(const XClient&) = delete;
-    XClient& operator=(const XClient&) = delete;
-
     bool Connected() const { return m_display != nullptr; }
 
     // A mapped top-level window with this title, or one that starts with it; waits up to the
@@ -51,8 +37,7 @@ public:
     // the wheel's notches up and down).
     void Click(unsigned long window, int x, int y, unsigned button = 1);
     void MoveTo(unsigned long window, int x, int y);
-    void ButtonDown(unsigned button = 1);
-    void ButtonUp(unsigned button = 1);
+    void Button(bool down, unsigned button = 1);
     // A key by its keysym name ("Next", "Home", "plus"), with Control held when asked.
     void Key(const std::string& keysymName, bool control = false);
     void Type(const std::string& text);
@@ -63,6 +48,9 @@ public:
 
 private:
     void Sync();
+    ScratchDir m_dir;
+    int m_pid = -1;
+    std::string m_name;
     ::_XDisplay* m_display = nullptr;
 };
 
