@@ -44,86 +44,72 @@ void ExpectPreviewAnswersAndCloses(PreviewSession& s) {
     EXPECT_EQ(s.CloseAndWait(), 0);
 }
 
-class PreviewPrintTest : public PrintingTest {
-protected:
-    // Five pages, two to a side, two copies, on the printer the job names.
-    void Open(const std::string& printer) {
+class PreviewPrintTest : public PrintingTest {};
+
+TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayoutAndNoDefaultRepeatsIt) {
+    struct Case {
+        std::string PrinterStack::*named;   // the job's printer
+        std::string PrinterStack::*chosen;  // the queue the person picks in the dialog
+        bool twoSided;                      // whether the person asks for two-sided
+    };
+    // The plain queue, and the one with copies-default=2, number-up-default=2, two-sided.
+    for (const Case& c : {Case{&PrinterStack::stapleQueue, &PrinterStack::queue, true},
+                          Case{&PrinterStack::queue, &PrinterStack::defaultsQueue, false}}) {
+        // Five pages, two to a side, two copies.
+        PreviewSession session;
+        const std::string title = "from-preview-" + (*s_stack).*c.chosen;
         const std::string doc = session.Work().File("five.pdf");
         MakePdfWithSettings(
             doc, std::vector<FixturePage>(5, kLetter),
-            R"({"PagesPerSheet": 2, "dmCopies": 2, "PrintJobTitle": "from-preview"})");
+            R"({"PagesPerSheet": 2, "dmCopies": 2, "PrintJobTitle": ")" + title + R"("})");
         session.SetEnv("CUPS_SERVER", s_stack->cupsServer);
-        ASSERT_TRUE(session.Open({"-interactive", doc, printer})) << session.Log();
-    }
-    // Picks a queue in the dialog's printer list by typing its name, closes the list's
-    // search field and gives the keys back to the tabs.
-    void ChoosePrinter(const std::string& queue) {
+        ASSERT_TRUE(session.Open({"-interactive", doc, (*s_stack).*c.named})) << session.Log();
+        // A dialog cancelled first prints nothing, and the preview goes on.
+        OpenPrintDialog(session);
+        session.X().Key("Escape");
+        ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 0"));
+        // The person picks the queue by typing its name in the printer list, closes the list's
+        // search field, gives the keys back to the tabs, and on Page Setup may ask two-sided.
+        OpenPrintDialog(session);
         session.X().Key("Tab");
-        session.X().Type(queue);
+        session.X().Type((*s_stack).*c.chosen);
         Pause(700);
-        session.X().Screenshot("print-dialog-" + queue);
+        session.X().Screenshot("print-dialog-" + (*s_stack).*c.chosen);
         session.X().Key("Escape");
         Pause(1500);
         session.X().Key("ISO_Left_Tab");
+        if (c.twoSided) {
+            session.X().Key("Page_Down", true);
+            Pause(300);
+            session.X().Key("Tab");
+            session.X().Key("Down");
+            Pause(500);
+        }
+        PressDialogPrint(session);
+        ASSERT_TRUE(session.WaitForLog("Print callback returned, success=true")) << session.Log();
+        // Ranges, pages per side, their order, scale and reverse are the program's to do: the
+        // dialog does not offer them.
+        EXPECT_TRUE(
+            Has(session.Log(), "Print dialog without its page layout controls (10 hidden)"));
+        EXPECT_FALSE(WaitForJobIn(s_stack->stapleRecordDir, title, 1))
+            << "sent to the job's printer, or printed when cancelled";
+
+        // Two copies of three 2-up sides, the copies made by the program; on two-sided paper a
+        // blank back closes the first, so that the second starts on a sheet of its own. Not
+        // asked, the dialog starts one-sided, as on the job's printer, and takes up the chosen
+        // queue's two-sided default once it has read that queue's options: either may print.
+        ReceivedJob job = Received(title);
+        const bool twoSided = job.attributes["IPP_SIDES"] == "two-sided-long-edge";
+        EXPECT_TRUE(twoSided || (!c.twoSided && job.attributes["IPP_SIDES"] == "one-sided"));
+        EXPECT_EQ(job.attributes["IPP_COPIES"], "");
+        const Texts set = {"Page 1 Page 2", "Page 3 Page 4", "Page 5"};
+        Texts expected = set;
+        if (twoSided)
+            expected.push_back("");
+        expected.insert(expected.end(), set.begin(), set.end());
+        EXPECT_EQ(PageTexts(job.documentPath), expected);
+        ExpectPreviewAnswersAndCloses(session);
     }
-    PreviewSession session;
-};
-
-TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayout) {
-    // The job names the stapling printer; the person picks the plain queue, and on the Page
-    // Setup tab two-sided on the long edge.
-    // A dialog cancelled first prints nothing, and the preview goes on.
-    Open(s_stack->stapleQueue);
-    OpenPrintDialog(session);
-    session.X().Key("Escape");
-    ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 0"));
-    OpenPrintDialog(session);
-    ChoosePrinter(s_stack->queue);
-    session.X().Key("Page_Down", true);
-    Pause(300);
-    session.X().Key("Tab");
-    session.X().Key("Down");
-    Pause(500);
-    session.X().Screenshot("print-dialog-two-sided");
-    PressDialogPrint(session);
-    ASSERT_TRUE(session.WaitForLog("Print callback returned, success=true")) << session.Log();
-    // Ranges, pages per side, their order, scale and reverse are the program's to do: the
-    // dialog does not offer them.
-    EXPECT_TRUE(Has(session.Log(), "Print dialog without its page layout controls (10 hidden)"));
-
-    EXPECT_FALSE(WaitForJobIn(s_stack->stapleRecordDir, "from-preview", 1))
-        << "sent to the job's printer, or printed when cancelled";
-    ReceivedJob job = Received("from-preview");
-    EXPECT_EQ(job.attributes["IPP_SIDES"], "two-sided-long-edge");
-    EXPECT_EQ(job.attributes["IPP_COPIES"], "");  // the program made the copies
-    // Two copies of three 2-up sides; a blank back closes the first, so that the second
-    // starts on a sheet of its own.
-    EXPECT_EQ(PageTexts(job.documentPath), (Texts{"Page 1 Page 2", "Page 3 Page 4", "Page 5", "",
-                                                  "Page 1 Page 2", "Page 3 Page 4", "Page 5"}));
-    ExpectPreviewAnswersAndCloses(session);
-}
-
-TEST_F(PreviewPrintTest, SchedulerDefaultsOfTheChosenQueueRepeatNothing) {
-    // copies-default=2, number-up-default=2 and two-sided by default on this queue: the
-    // program's two 2-up sets arrive as they are, not four copies of 4-up sheets.
-    Open(s_stack->queue);
-    OpenPrintDialog(session);
-    ChoosePrinter(s_stack->defaultsQueue);
-    PressDialogPrint(session);
-    ASSERT_TRUE(session.WaitForLog("Print callback returned, success=true")) << session.Log();
-    ReceivedJob job = Received("from-preview");
-    EXPECT_EQ(job.attributes["IPP_COPIES"], "");
-    // The dialog starts one-sided, as the job is on its first printer, and takes up the chosen
-    // queue's two-sided default once it has read that queue's options: either may print.
-    const bool twoSided = job.attributes["IPP_SIDES"] == "two-sided-long-edge";
-    EXPECT_TRUE(twoSided || job.attributes["IPP_SIDES"] == "one-sided");
-    const Texts set = {"Page 1 Page 2", "Page 3 Page 4", "Page 5"};
-    Texts expected = set;
-    if (twoSided)
-        expected.push_back("");
-    expected.insert(expected.end(), set.begin(), set.end());
-    EXPECT_EQ(PageTexts(job.documentPath), expected);
-    EXPECT_EQ(session.CloseAndWait(), 0);
 }
 
 // A print stack of the test's own, since the test stops or kills its scheduler, and the

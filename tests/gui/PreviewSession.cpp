@@ -9,8 +9,6 @@
 namespace testsupport {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // The groups of the last match of the pattern in the text; empty when none matches.
 std::vector<std::string> LastMatch(const std::string& text, const std::regex& pattern) {
     std::vector<std::string> groups;
@@ -37,8 +35,6 @@ ProcessOptions WindowProgramOptions(const std::string& display, const std::strin
     return options;
 }
 
-PreviewSession::PreviewSession() : m_log(m_work.File("preview.log")) {}
-
 PreviewSession::~PreviewSession() {
     if (m_pid > 0) {
         ::kill(m_pid, SIGKILL);
@@ -50,7 +46,7 @@ bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdi
     args.insert(args.begin(), {ProgramPath(), "-usePreviewApp=never", "-logLevel=6"});
     // The log as the console gets it; the notices' text on standard error with it.
     ProcessOptions options = WindowProgramOptions(m_x.Name(), m_tmp.Path());
-    options.outputFile = m_log;
+    options.outputFile = m_work.File("preview.log");
     options.stdinFile = stdinFile;
     options.setEnv.insert(m_env.begin(), m_env.end());
     m_pid = StartProcess(args, options);
@@ -61,31 +57,28 @@ bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdi
         m_x.WaitForWindow("Print Preview - ", std::chrono::seconds(30), true);
     m_window = window.value_or(0);
     // The toolbar is laid out and the first page loaded, in either order.
-    const auto deadline = Clock::now() + std::chrono::seconds(20);
-    for (std::string log; Clock::now() < deadline; log = Log()) {
-        const size_t laidOut = log.find("Toolbar button Print at"),
-                     loaded = log.find("Page 1 loaded successfully");
-        if (laidOut != std::string::npos && loaded != std::string::npos) {
-            m_seen = std::max(laidOut, loaded);
-            return window.has_value();
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
+    size_t laidOut = 0, loaded = 0;
+    const bool ready = WaitUntil(
+        [&] {
+            const std::string log = Log();
+            laidOut = log.find("Toolbar button Print at");
+            loaded = log.find("Page 1 loaded successfully");
+            return laidOut != std::string::npos && loaded != std::string::npos;
+        },
+        std::chrono::seconds(20));
+    m_seen = ready ? std::max(laidOut, loaded) : 0;
+    return window && ready;
 }
 
 bool PreviewSession::WaitForLog(const std::string& text, std::chrono::milliseconds timeout) {
-    const auto deadline = Clock::now() + timeout;
-    do {
-        const std::string log = Log();
-        const size_t at = log.find(text, m_seen);
-        if (at != std::string::npos) {
-            m_seen = std::min(log.find('\n', at), log.size());
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    } while (Clock::now() < deadline);
-    return false;
+    return WaitUntil(
+        [&] {
+            const std::string log = Log();
+            const size_t at = log.find(text, m_seen);
+            m_seen = at != std::string::npos ? std::min(log.find('\n', at), log.size()) : m_seen;
+            return at != std::string::npos;
+        },
+        timeout);
 }
 
 std::string PreviewSession::LatestStatus() {
@@ -95,15 +88,12 @@ std::string PreviewSession::LatestStatus() {
 }
 
 bool PreviewSession::WaitForStatus(const std::string& page, const std::string& zoom) {
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
-    do {
-        const std::string status = LatestStatus();
-        if (status.starts_with(page) && (zoom.empty() || status.ends_with(zoom))) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    } while (Clock::now() < deadline);
-    return false;
+    return WaitUntil(
+        [&] {
+            const std::string status = LatestStatus();
+            return status.starts_with(page) && (zoom.empty() || status.ends_with(zoom));
+        },
+        std::chrono::seconds(10));
 }
 
 Box PreviewSession::Part(const std::string& name) {

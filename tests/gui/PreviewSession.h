@@ -33,7 +33,6 @@ ProcessOptions WindowProgramOptions(const std::string& display, const std::strin
 // and watched through its log.
 class PreviewSession {
 public:
-    PreviewSession();
     ~PreviewSession();
 
     // Starts the program with the arguments and the document, standard input from a file
@@ -59,14 +58,12 @@ public:
 
     XSession& X() { return m_x; }
     unsigned long Window() const { return m_window; }
-    std::string Log() const { return ReadFile(m_log); }
+    std::string Log() const { return ReadFile(m_work.File("preview.log")); }
     ScratchDir& Work() { return m_work; }
 
 private:
     XSession m_x;
-    ScratchDir m_work;
-    ScratchDir m_tmp;
-    std::string m_log;
+    ScratchDir m_work, m_tmp;
     int m_pid = -1;
     unsigned long m_window = 0;
     size_t m_seen = 0;

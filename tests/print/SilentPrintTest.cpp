@@ -117,12 +117,11 @@ const std::vector<PrintCase> kCases = {
      }},
     {"defaults-bin.pdf", kDefaults, Letters(1), R"({"dmDefaultSource": 4})", {},
      {{"IPP_MEDIA_COL", "media-source=manual"}}, {"media-source (keyword) = manual"}, {"= main"}},
-    // A PPD queue gets driver choices only for what the job asks.
-    {"ppd-plain.pdf", kPpd, Letters(1), "{}", {}, {}, {}, {"FastGray", "InputSlot", "Staple"}},
+    // A PPD queue gets driver choices only for what the job asks: grey is its own default.
     {"ppd-colour.pdf", kPpd, Letters(1), R"({"dmColor": 2})", {},
      {{"IPP_PRINT_COLOR_MODE", "color"}}, {"ColorModel (nameWithoutLanguage) = RGB"}},
     {"ppd-grey.pdf", kPpd, Letters(1), R"({"dmColor": 1})", {},
-     {{"IPP_PRINT_COLOR_MODE", "monochrome"}}, {}, {"FastGray"}},
+     {{"IPP_PRINT_COLOR_MODE", "monochrome"}}, {}, {"FastGray", "InputSlot", "Staple"}},
     {"ppd-bin.pdf", kPpd, Letters(1), R"({"dmDefaultSource": 4})", {}, {},
      {"InputSlot (nameWithoutLanguage) = Manual", "media-source (keyword) = manual"},
      {"= main", "= Auto"}},
@@ -215,29 +214,11 @@ TEST_F(SilentRunTest, InputFromSettingsFileStandardInputAndLongTitlesPrintWhole)
     EXPECT_EQ(PageTexts(Received(cut).documentPath), Texts{"Page 1"});
 }
 
-TEST_F(SilentRunTest, PagesAreKeptAsTiffAfterThePrintAndAFailedCopyKeepsExitCodeZero) {
-    const std::string doc = work.File("kept.pdf");
-    MakePdf(doc, Letters(2));
-    ProcessResult r = Print({"-keepImages", "-imagePath=" + work.File("kept.tif"), doc});
-    ASSERT_EQ(r.exitCode, 0) << r.out;
-    EXPECT_EQ(ReadFile(work.File("kept.tif")).substr(0, 4), std::string("II*\0", 4));
-    Received("kept.pdf");
-
-    r = Print({"-keepImages", "-imagePath=" + work.File("no-such-dir/kept.tif"), doc});
-    EXPECT_EQ(r.exitCode, 0) << r.out;
-    EXPECT_TRUE(Has(r.out, "TIFF export failed"));
-    EXPECT_EQ(r.err, "");
-}
-
-TEST_F(SilentRunTest, MissingPrinterOrSchedulerFailsWithItsMessage) {
-    const std::string doc = work.File("doc.pdf");
-    MakePdf(doc, Letters(1));
-    ProcessResult r = Print({doc, "NoSuchQueue"});
+TEST_F(SilentRunTest, UnknownQueueFailsWithItsMessage) {
+    MakePdf(work.File("doc.pdf"), Letters(1));
+    ProcessResult r = Print({work.File("doc.pdf"), "NoSuchQueue"});
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.err, ErrorBox("Error: Invalid or inaccessible printer: NoSuchQueue"));
-    r = RunProcess({ProgramPath(), "-silent", "-usePreviewApp=never", doc});
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.err, ErrorBox("Error: No printer specified and no default printer available"));
 }
 
 // A scheduler that dies or stalls while the job is open: whenever it happens, the run fails
@@ -252,11 +233,11 @@ TEST(SchedulerFaultTest, SchedulerKilledOrStalledMidJobFailsTheRunAndPrintsNothi
         // Enough pages that the job is still open when the test sees it.
         MakePdf(doc, Letters(3000));
         ProcessOptions options;
-        options.setEnv = {{"TMPDIR", work.Path()}, {"CUPS_SERVER", stack.cupsServer}};
+        options.setEnv = {{"CUPS_SERVER", stack.cupsServer}};
         options.timeoutSeconds = 240;
         auto run = std::async(std::launch::async, [&] {
-            return RunProcess(
-                {ProgramPath(), "-silent", "-usePreviewApp=never", "-logLevel=4", doc}, options);
+            return RunProgram({"-silent", "-usePreviewApp=never", "-logLevel=4", doc}, work.Path(),
+                              options);
         });
         const bool signalled = SignalSchedulerOnceJobExists(stack, signal, 2000);
         // A stalled scheduler stays quiet until the program has ended, however long it waits.

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -30,11 +31,11 @@ std::map<std::string, std::string> ParseLines(const std::string& text, const std
 
 std::optional<PrinterStack> FromEnvironment(const std::string& text) {
     auto lines = ParseLines(text, "");
-    PrinterStack s{
-        lines["CUPS_SERVER"],           lines["NVR_QUEUE"],      lines["NVR_DEFAULTS_QUEUE"],
-        lines["NVR_PPD_QUEUE"],         lines["NVR_MONO_QUEUE"], lines["NVR_STAPLE_QUEUE"],
-        lines["NVR_PRINTER_URI"],       lines["NVR_RECORD_DIR"], lines["NVR_STAPLE_PRINTER_URI"],
-        lines["NVR_STAPLE_RECORD_DIR"], lines["NVR_STACK_DIR"]};
+    PrinterStack s{lines["CUPS_SERVER"],           lines["NVR_QUEUE"],
+                   lines["NVR_DEFAULTS_QUEUE"],    lines["NVR_PPD_QUEUE"],
+                   lines["NVR_MONO_QUEUE"],        lines["NVR_STAPLE_QUEUE"],
+                   lines["NVR_PRINTER_URI"],       lines["NVR_RECORD_DIR"],
+                   lines["NVR_STAPLE_RECORD_DIR"], lines["NVR_STACK_DIR"]};
     return s.cupsServer.empty() ? std::nullopt : std::optional(s);
 }
 
@@ -67,21 +68,21 @@ bool PrivateStack::RestartScheduler() {
 
 std::optional<ReceivedJob> WaitForJobIn(const std::string& recordDir, const std::string& name,
                                         int timeoutSeconds) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
-    for (;;) {
-        std::error_code ec;
-        for (const auto& entry : std::filesystem::directory_iterator(recordDir, ec)) {
-            const std::string path = entry.path().string();
-            if (!path.ends_with(".attrs"))
-                continue;
-            auto attributes = ParseLines(ReadFile(path), "IPP_");
-            if (attributes["IPP_JOB_NAME"] == name)
-                return ReceivedJob{path.substr(0, path.size() - 6) + ".doc", attributes};
-        }
-        if (std::chrono::steady_clock::now() >= deadline)
-            return std::nullopt;
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    }
+    std::optional<ReceivedJob> job;
+    WaitUntil(
+        [&] {
+            std::error_code ec;
+            for (const auto& entry : std::filesystem::directory_iterator(recordDir, ec)) {
+                const std::string path = entry.path().string();
+                auto attributes =
+                    ParseLines(path.ends_with(".attrs") ? ReadFile(path) : "", "IPP_");
+                if (!job && attributes["IPP_JOB_NAME"] == name)
+                    job = ReceivedJob{path.substr(0, path.size() - 6) + ".doc", attributes};
+            }
+            return job.has_value();
+        },
+        std::chrono::seconds(timeoutSeconds));
+    return job;
 }
 
 std::optional<ReceivedJob> WaitForReceivedJob(const PrinterStack& stack, const std::string& name,
@@ -97,10 +98,8 @@ std::string SchedulerJobAttributes(const PrinterStack& stack, int jobId) {
 }
 
 bool SchedulerJobGoneOrCancelled(const PrinterStack& stack, int jobId) {
-    const std::string held = SchedulerJobAttributes(stack, jobId);
-    return held.find("job-state (enum) = ") == std::string::npos ||
-           held.find("job-state (enum) = canceled") != std::string::npos ||
-           held.find("job-state (enum) = aborted") != std::string::npos;
+    static const std::regex kHeld("job-state \\(enum\\) = (?!canceled|aborted)");
+    return !std::regex_search(SchedulerJobAttributes(stack, jobId), kHeld);
 }
 
 bool SignalScheduler(const PrinterStack& stack, int signal) {
@@ -108,10 +107,9 @@ bool SignalScheduler(const PrinterStack& stack, int signal) {
 }
 
 bool SignalSchedulerOnceJobExists(const PrinterStack& stack, int signal, int looks) {
-    for (int look = 0; look < looks; ++look) {
+    for (int look = 0; look < looks; ++look)
         if (SchedulerJobAttributes(stack, 1).find("job-state (enum) = ") != std::string::npos)
             return SignalScheduler(stack, signal);
-    }
     return false;
 }
 

@@ -19,7 +19,6 @@ struct PrinterStack {
     std::string stapleQueue;  // IPP Everywhere queue on the stapling printer
     std::string printerUri;   // the virtual printer itself, without the scheduler
     std::string recordDir;    // what the virtual printer received (jobs of the first four queues)
-    std::string staplePrinterUri;
     std::string stapleRecordDir;  // what the stapling printer received
     std::string stackDir;         // the stack's own directory (pid files, logs)
 

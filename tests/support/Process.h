@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -9,8 +11,7 @@ namespace testsupport {
 
 struct ProcessResult {
     int exitCode = -1;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 struct ProcessOptions {
@@ -33,6 +34,9 @@ int StartProcess(const std::vector<std::string>& argv, const ProcessOptions& opt
 // Waits for a started process and returns its exit code (128 + signal when killed); one that
 // does not end in time is killed.
 int WaitForProcess(int pid, int timeoutSeconds = 60);
+
+// Asks until the answer is yes or the time is up; the last answer.
+bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
 
 // The program under test, as built next to the tests.
 std::string ProgramPath();

@@ -18,19 +18,15 @@
 namespace testsupport {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 std::string WindowTitle(Display* display, Window window) {
-    Atom utf8 = XInternAtom(display, "UTF8_STRING", False);
-    Atom netName = XInternAtom(display, "_NET_WM_NAME", False);
     Atom type = 0;
     int format = 0;
-    unsigned long count = 0;
-    unsigned long after = 0;
+    unsigned long count = 0, after = 0;
     unsigned char* data = nullptr;
     std::string title;
-    if (XGetWindowProperty(display, window, netName, 0, 1024, False, utf8, &type, &format, &count,
-                           &after, &data) == Success &&
+    if (XGetWindowProperty(display, window, XInternAtom(display, "_NET_WM_NAME", False), 0, 1024,
+                           False, XInternAtom(display, "UTF8_STRING", False), &type, &format,
+                           &count, &after, &data) == Success &&
         data != nullptr) {
         title.assign(reinterpret_cast<char*>(data), count);
         XFree(data);
@@ -48,16 +44,14 @@ XSession::XSession(int width, int height) {
     m_pid = StartProcess(
         {"Xvfb", "-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"},
         options);
-    const auto deadline = Clock::now() + std::chrono::seconds(20);
-    std::smatch number;
     const std::regex line(R"((?:^|\n)(\d+)\n)");
-    for (std::string out; Clock::now() < deadline && m_name.empty();
-         out = ReadFile(options.outputFile)) {
-        if (std::regex_search(out, number, line)) {
-            m_name = ":" + number[1].str();
-            m_display = XOpenDisplay(m_name.c_str());
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::smatch number;
+    std::string out;
+    if (WaitUntil(
+            [&] { return std::regex_search(out = ReadFile(options.outputFile), number, line); },
+            std::chrono::seconds(20))) {
+        m_name = ":" + number[1].str();
+        m_display = XOpenDisplay(m_name.c_str());
     }
 }
 
@@ -76,29 +70,28 @@ void XSession::Sync() {
 std::optional<unsigned long> XSession::WaitForWindow(const std::string& title,
                                                      std::chrono::milliseconds timeout,
                                                      bool prefix) {
-    for (auto deadline = Clock::now() + timeout; Clock::now() < deadline;) {
-        Window root = DefaultRootWindow(m_display), parent = 0, *children = nullptr;
-        unsigned int count = 0;
-        std::optional<unsigned long> found;
-        XQueryTree(m_display, root, &root, &parent, &children, &count);
-        for (unsigned int i = 0; i < count && !found; ++i) {
-            XWindowAttributes attributes;
-            const std::string named = WindowTitle(m_display, children[i]);
-            if (XGetWindowAttributes(m_display, children[i], &attributes) != 0 &&
-                attributes.map_state == IsViewable &&
-                (prefix ? named.starts_with(title) : named == title)) {
-                found = children[i];
+    std::optional<unsigned long> found;
+    WaitUntil(
+        [&] {
+            Window root = DefaultRootWindow(m_display), parent = 0, *children = nullptr;
+            unsigned int count = 0;
+            XQueryTree(m_display, root, &root, &parent, &children, &count);
+            for (unsigned int i = 0; i < count && !found; ++i) {
+                XWindowAttributes attributes;
+                const std::string named = WindowTitle(m_display, children[i]);
+                if (XGetWindowAttributes(m_display, children[i], &attributes) != 0 &&
+                    attributes.map_state == IsViewable &&
+                    (prefix ? named.starts_with(title) : named == title)) {
+                    found = children[i];
+                }
             }
-        }
-        if (children != nullptr) {
-            XFree(children);
-        }
-        if (found) {
-            return found;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return std::nullopt;
+            if (children != nullptr) {
+                XFree(children);
+            }
+            return found.has_value();
+        },
+        timeout);
+    return found;
 }
 
 std::pair<int, int> XSession::SizeOf(unsigned long window) {
