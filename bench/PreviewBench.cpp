@@ -56,14 +56,13 @@ int main() {
     PreviewSession session;
     std::string document = session.Work().File("book.pdf");
     MakePdf(document, std::vector<FixturePage>(kPages, kLetter));
-    session.Start({"-usePreviewApp=never", "-interactive"}, document);
-    if (!session.WaitForWindow()) {
+    if (!session.Open({"-interactive", document})) {
         fmt::print(stderr, "the preview did not open\n{}", session.Log());
         return 1;
     }
 
     // Zoom at 100% and 125% only: both paint straight from the held page.
-    Box view = session.MainView();
+    Box view = session.Part("view");
     session.X().MoveTo(session.Window(), view.CentreX(), view.CentreY());
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     session.X().Key("0");

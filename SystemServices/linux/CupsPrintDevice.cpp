@@ -33,6 +33,17 @@ std::string CutAtCharacter(const std::string& text, size_t limit) {
     return text.substr(0, end);
 }
 
+// Why the scheduler refused a request. A status that still reads as success, or a connection
+// that is gone, means that the scheduler stopped answering: the status is not the cause.
+std::string RefusalReason(http_t* http) {
+    const int broken = httpError(http);
+    if (cupsLastError() > IPP_STATUS_OK_CONFLICTING && broken == 0) {
+        return cupsLastErrorString();
+    }
+    return broken != 0 ? fmt::format("the scheduler stopped answering ({})", std::strerror(broken))
+                       : std::string("the scheduler stopped answering");
+}
+
 }  // namespace
 
 CupsPrintDevice::CupsPrintDevice(std::shared_ptr<CupsDestination> destination,
@@ -111,10 +122,11 @@ int CupsPrintDevice::StartDoc(const std::string& documentName) {
                               m_title.c_str(), CUPS_FORMAT_PDF, 0, nullptr,
                               1) != HTTP_STATUS_CONTINUE) {
         const int error = static_cast<int>(cupsLastError());
-        const std::string reason = cupsLastErrorString();
+        const std::string reason = RefusalReason(http);
         AbortDoc();
-        return Fail(error, fmt::format("Printer {} did not accept the document of job {}: {}",
-                                       m_destination->Name(), jobId, reason));
+        return Fail(error != 0 ? error : EIO,
+                    fmt::format("Printer {} did not accept the document of job {}: {}",
+                                m_destination->Name(), jobId, reason));
     }
     m_writer = std::make_unique<PdfSheetWriter>([http](const unsigned char* data, size_t length) {
         return cupsWriteRequestData(http, reinterpret_cast<const char*>(data), length) ==
@@ -250,7 +262,7 @@ int CupsPrintDevice::EndDoc() {
     if (cupsFinishDestDocument(m_destination->Http(), m_destination->Dest(),
                                m_destination->Info()) > IPP_STATUS_OK_CONFLICTING) {
         const int error = static_cast<int>(cupsLastError());
-        const std::string reason = cupsLastErrorString();
+        const std::string reason = RefusalReason(m_destination->Http());
         AbortDoc();
         return Fail(error, fmt::format("Job {} on {} failed: the printer did not take the "
                                        "document: {}",

@@ -1,26 +1,22 @@
 #include "tests/gui/PreviewSession.h"
 
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <regex>
 #include <thread>
 
 namespace testsupport {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-std::string ShellQuote(const std::string& text) {
-    std::string quoted = "'";
-    for (char c : text) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+// The groups of the last match of the pattern in the text; empty when none matches.
+std::vector<std::string> LastMatch(const std::string& text, const std::regex& pattern) {
+    std::vector<std::string> groups;
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), pattern);
+         it != std::sregex_iterator(); ++it) {
+        groups.assign(it->begin() + 1, it->end());
     }
-    return quoted + "'";
+    return groups;
 }
 
 }  // namespace
@@ -39,186 +35,91 @@ ProcessOptions WindowProgramOptions(const std::string& display, const std::strin
     return options;
 }
 
-PreviewSession::PreviewSession() : m_log(m_work.File("preview.log")) {
-    if (!m_display.Name().empty()) {
-        m_x = std::make_unique<XClient>(m_display.Name());
-    }
-}
-
 PreviewSession::~PreviewSession() {
     if (m_pid > 0) {
-        kill(m_pid, SIGKILL);
+        ::kill(m_pid, SIGKILL);
         WaitForProcess(m_pid);
     }
 }
 
-void PreviewSession::Start(const std::vector<std::string>& args, const std::string& document,
-                           std::optional<std::string> stdinFile, const std::string& printer) {
-    std::string command = "exec " + ShellQuote(ProgramPath());
-    for (const std::string& arg : args) {
-        command += " " + ShellQuote(arg);
-    }
-    command += " -logLevel=6";
-    if (!document.empty()) {
-        command += " " + ShellQuote(document);
-    }
-    if (!printer.empty()) {
-        command += " " + ShellQuote(printer);
-    }
-    if (stdinFile) {
-        command += " < " + ShellQuote(*stdinFile);
-    }
+bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdinFile) {
+    args.insert(args.begin(), {ProgramPath(), "-usePreviewApp=never", "-logLevel=6"});
     // The log as the console gets it; the notices' text on standard error with it.
-    command += " > " + ShellQuote(m_log) + " 2>&1";
-    ProcessOptions options = WindowProgramOptions(m_display.Name(), m_tmp.Path());
-    for (const auto& [name, value] : m_env) {
-        options.setEnv[name] = value;
-    }
-    m_pid = StartProcess({"/bin/sh", "-c", command}, options);
-}
-
-std::string PreviewSession::Log() {
-    std::ifstream in(m_log);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-bool PreviewSession::WaitForWindow() {
-    if (!m_x || !m_x->Connected()) {
+    ProcessOptions options = WindowProgramOptions(m_x.Name(), m_tmp.Path());
+    options.outputFile = m_work.File("preview.log");
+    options.stdinFile = stdinFile;
+    options.setEnv.insert(m_env.begin(), m_env.end());
+    m_pid = StartProcess(args, options);
+    if (!m_x.Connected()) {
         return false;
     }
     std::optional<unsigned long> window =
-        m_x->WaitForWindow("Print Preview - ", std::chrono::seconds(30));
-    if (!window) {
-        return false;
-    }
-    m_window = *window;
-    // The toolbar is laid out and the first page loaded in either order.
-    size_t seen = m_seen;
-    bool laidOut = WaitForLog("Toolbar button Print at").has_value();
-    size_t laidOutAt = m_seen;
-    m_seen = seen;
-    bool loaded = WaitForLog("Page 1 loaded successfully").has_value();
-    m_seen = std::max(m_seen, laidOutAt);
-    return laidOut && loaded;
+        m_x.WaitForWindow("Print Preview - ", std::chrono::seconds(30), true);
+    m_window = window.value_or(0);
+    // The toolbar is laid out and the first page loaded, in either order.
+    size_t laidOut = 0, loaded = 0;
+    const bool ready = WaitUntil(
+        [&] {
+            const std::string log = Log();
+            laidOut = log.find("Toolbar button Print at");
+            loaded = log.find("Page 1 loaded successfully");
+            return laidOut != std::string::npos && loaded != std::string::npos;
+        },
+        std::chrono::seconds(20));
+    m_seen = ready ? std::max(laidOut, loaded) : 0;
+    return window && ready;
 }
 
-std::optional<std::string> PreviewSession::WaitForLog(const std::string& text,
-                                                      std::chrono::milliseconds timeout) {
-    auto deadline = Clock::now() + timeout;
-    do {
-        std::string log = Log();
-        size_t at = log.find(text, m_seen);
-        if (at != std::string::npos) {
-            size_t start = log.rfind('\n', at);
-            start = start == std::string::npos ? 0 : start + 1;
-            size_t end = log.find('\n', at);
-            m_seen = end == std::string::npos ? log.size() : end;
-            return log.substr(start, m_seen - start);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    } while (Clock::now() < deadline);
-    return std::nullopt;
-}
-
-std::optional<std::smatch> PreviewSession::LastMatch(const std::regex& pattern, std::string* text) {
-    *text = Log();
-    std::optional<std::smatch> last;
-    for (auto it = std::sregex_iterator(text->begin(), text->end(), pattern);
-         it != std::sregex_iterator(); ++it) {
-        last = *it;
-    }
-    return last;
+bool PreviewSession::WaitForLog(const std::string& text, std::chrono::milliseconds timeout) {
+    return WaitUntil(
+        [&] {
+            const std::string log = Log();
+            const size_t at = log.find(text, m_seen);
+            m_seen = at != std::string::npos ? std::min(log.find('\n', at), log.size()) : m_seen;
+            return at != std::string::npos;
+        },
+        timeout);
 }
 
 std::string PreviewSession::LatestStatus() {
-    std::string text;
-    auto match =
-        LastMatch(std::regex(R"(Status bar: .* \| (Page \d+ of \d+) \| (Zoom: \d+%))"), &text);
-    return match ? (*match)[1].str() + " | " + (*match)[2].str() : std::string();
+    static const std::regex kStatus(R"(Status bar: .* \| (Page \d+ of \d+) \| (Zoom: \d+%))");
+    const auto match = LastMatch(Log(), kStatus);
+    return match.empty() ? std::string() : match[0] + " | " + match[1];
 }
 
 bool PreviewSession::WaitForStatus(const std::string& page, const std::string& zoom) {
-    std::string wanted = page + " | " + zoom;
-    auto deadline = Clock::now() + std::chrono::seconds(10);
-    while (Clock::now() < deadline) {
-        if (LatestStatus() == wanted) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
+    return WaitUntil(
+        [&] {
+            const std::string status = LatestStatus();
+            return status.starts_with(page) && (zoom.empty() || status.ends_with(zoom));
+        },
+        std::chrono::seconds(10));
 }
 
-Box PreviewSession::ToolbarButton(const std::string& name) {
-    std::string text;
-    auto match = LastMatch(
-        std::regex("Toolbar button " + name + R"( at (-?\d+),(-?\d+) (\d+)x(\d+))"), &text);
-    if (!match) {
+Box PreviewSession::Part(const std::string& name) {
+    const std::regex place("(?:Toolbar button )?" + name +
+                           R"( (?:at )?(-?\d+),(-?\d+) (\d+)x(\d+))");
+    const auto match = LastMatch(Log(), place);
+    if (match.empty()) {
         return {};
     }
-    return {std::stoi((*match)[1]), std::stoi((*match)[2]), std::stoi((*match)[3]),
-            std::stoi((*match)[4])};
+    return {std::stoi(match[0]), std::stoi(match[1]), std::stoi(match[2]), std::stoi(match[3])};
 }
 
-Box PreviewSession::LayoutPart(const char* name) {
-    std::string text;
-    auto match =
-        LastMatch(std::regex(std::string(name) + R"( (-?\d+),(-?\d+) (\d+)x(\d+))"), &text);
-    if (!match) {
-        return {};
-    }
-    return {std::stoi((*match)[1]), std::stoi((*match)[2]), std::stoi((*match)[3]),
-            std::stoi((*match)[4])};
-}
-
-Box PreviewSession::ThumbnailPanel() {
-    return LayoutPart("thumbnails");
-}
-Box PreviewSession::MainView() {
-    return LayoutPart("view");
-}
-Box PreviewSession::ZoomPart() {
-    return LayoutPart("zoom part");
+void PreviewSession::Click(const Box& box, int dy, unsigned button) {
+    m_x.Click(m_window, box.CentreX(), box.CentreY() + dy, button);
 }
 
 void PreviewSession::ClickButton(const std::string& text) {
-    Box button = ToolbarButton(text);
-    m_x->Click(m_window, button.CentreX(), button.CentreY());
-}
-
-void PreviewSession::Screenshot(const std::string& name) {
-    ScreenshotOf(*m_x, name);
-}
-
-void PreviewSession::ScreenshotOf(XClient& x, const std::string& name) {
-    std::string dir = std::string(NVR_ARTIFACT_DIR);
-    std::string mkdir = "mkdir -p " + ShellQuote(dir);
-    if (std::system(mkdir.c_str()) == 0) {
-        x.SaveScreenshot(dir + "/" + name + ".png");
-    }
+    Click(Part(text));
 }
 
 int PreviewSession::CloseAndWait() {
-    m_x->Close(m_window);
-    return Wait();
-}
-
-int PreviewSession::Wait() {
+    m_x.Close(m_window);
     // A program that does not end is killed, and the test sees the signal in the code.
-    auto deadline = Clock::now() + std::chrono::seconds(30);
-    int status = 0;
-    while (waitpid(m_pid, &status, WNOHANG) == 0) {
-        if (Clock::now() > deadline) {
-            kill(m_pid, SIGKILL);
-            waitpid(m_pid, &status, 0);
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
+    const int code = WaitForProcess(m_pid, 30);
     m_pid = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return code;
 }
 
 }  // namespace testsupport

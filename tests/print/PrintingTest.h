@@ -3,10 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <optional>
 #include <regex>
-#include <string>
-#include <vector>
 
 #include "tests/support/PrinterStack.h"
 #include "tests/support/Process.h"
@@ -28,33 +25,27 @@ inline int SchedulerJobId(const std::string& log) {
 // The real program printing silently on the private print stack of this test run.
 class PrintingTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        if (!s_stack) {
-            s_stack = PrinterStack::Start();
-        }
-    }
-
     void SetUp() override {
+        if (!s_stack)
+            s_stack = PrinterStack::Start();
         ASSERT_TRUE(s_stack) << "the printer stack did not start";
         // Each test reads only what it printed itself.
         for (const std::string& dir : {s_stack->recordDir, s_stack->stapleRecordDir}) {
             std::error_code ec;
-            for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
+            for (const auto& entry : std::filesystem::directory_iterator(dir, ec))
                 std::filesystem::remove(entry.path(), ec);
-            }
         }
     }
 
     ProcessResult Print(std::vector<std::string> args, ProcessOptions options = {}) {
-        args.insert(args.begin(),
-                    {ProgramPath(), "-silent", "-usePreviewApp=never", "-logLevel=4"});
-        options.setEnv["TMPDIR"] = tmp.Path();
+        args.insert(args.begin(), {"-silent", "-usePreviewApp=never", "-logLevel=4"});
         options.setEnv["CUPS_SERVER"] = s_stack->cupsServer;
-        return RunProcess(args, options);
+        return RunProgram(args, tmp.Path(), options);
     }
 
-    ReceivedJob Received(const std::string& name) {
-        std::optional<ReceivedJob> job = WaitForReceivedJob(*s_stack, name);
+    ReceivedJob Received(const std::string& name, bool stapler = false) {
+        std::optional<ReceivedJob> job =
+            WaitForJobIn(stapler ? s_stack->stapleRecordDir : s_stack->recordDir, name);
         EXPECT_TRUE(job) << "the printer received no job named " << name;
         return job.value_or(ReceivedJob{});
     }

@@ -10,8 +10,8 @@
 namespace testsupport {
 namespace {
 
-// Opens the document and hands each wanted page to look; false when it cannot be read.
-// A negative index asks for every page.
+// Opens the document and hands each wanted page to look (every page for a negative index);
+// false when it cannot be read.
 bool WithPages(const std::string& pdfPath, int pageIndex,
                const std::function<void(PopplerPage*)>& look) {
     gchar* uri = g_filename_to_uri(pdfPath.c_str(), nullptr, nullptr);
@@ -20,7 +20,7 @@ bool WithPages(const std::string& pdfPath, int pageIndex,
     if (doc == nullptr)
         return false;
     const int count = poppler_document_get_n_pages(doc);
-    const int first = pageIndex < 0 ? 0 : pageIndex;
+    const int first = std::max(pageIndex, 0);
     const int last = pageIndex < 0 ? count - 1 : std::min(pageIndex, count - 1);
     for (int i = first; i <= last; ++i) {
         PopplerPage* page = poppler_document_get_page(doc, i);
@@ -31,12 +31,12 @@ bool WithPages(const std::string& pdfPath, int pageIndex,
     return first <= last;
 }
 
-// Renders the page as printed and hands its pixels to look; false when it cannot be read.
+// Renders the page as printed and tells for each pixel asked about whether it is dark; false
+// when the page cannot be read.
 bool WithRenderedPage(const std::string& pdfPath, int pageIndex,
-                      const std::function<void(cairo_surface_t*)>& look) {
+                      const std::function<void(const std::function<bool(int, int)>&, int)>& look) {
     return WithPages(pdfPath, pageIndex, [&](PopplerPage* page) {
-        double width = 0;
-        double height = 0;
+        double width = 0, height = 0;
         poppler_page_get_size(page, &width, &height);
         cairo_surface_t* surface = cairo_image_surface_create(
             CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height));
@@ -46,18 +46,15 @@ bool WithRenderedPage(const std::string& pdfPath, int pageIndex,
         poppler_page_render_for_printing(page, cr);
         cairo_destroy(cr);
         cairo_surface_flush(surface);
-        look(surface);
+        look(
+            [surface](int x, int y) {
+                const unsigned char* pixel = cairo_image_surface_get_data(surface) +
+                                             y * cairo_image_surface_get_stride(surface) + x * 4;
+                return pixel[0] < 128 && pixel[1] < 128 && pixel[2] < 128;
+            },
+            static_cast<int>(height));
         cairo_surface_destroy(surface);
     });
-}
-
-bool IsDark(const unsigned char* pixel) {
-    return pixel[0] < 128 && pixel[1] < 128 && pixel[2] < 128;
-}
-
-const unsigned char* PixelAt(cairo_surface_t* surface, int x, int y) {
-    return cairo_image_surface_get_data(surface) + y * cairo_image_surface_get_stride(surface) +
-           x * 4;
 }
 
 }  // namespace
@@ -68,9 +65,8 @@ std::vector<std::string> PageTexts(const std::string& pdfPath) {
         gchar* text = poppler_page_get_text(page);
         std::string words;
         std::istringstream in(text != nullptr ? text : "");
-        for (std::string word; in >> word;) {
+        for (std::string word; in >> word;)
             words += (words.empty() ? "" : " ") + word;
-        }
         texts.push_back(words);
         g_free(text);
     });
@@ -87,8 +83,7 @@ std::pair<double, double> PageSize(const std::string& pdfPath, int pageIndex) {
 bool PageIsLandscape(const std::string& pdfPath, int pageIndex) {
     bool landscape = false;
     WithPages(pdfPath, pageIndex, [&](PopplerPage* page) {
-        double width = 0;
-        double height = 0;
+        double width = 0, height = 0;
         poppler_page_get_size(page, &width, &height);
         // The first word's extent tells which way the text runs.
         PopplerRectangle* rects = nullptr;
@@ -97,10 +92,8 @@ bool PageIsLandscape(const std::string& pdfPath, int pageIndex) {
         if (poppler_page_get_text_layout(page, &rects, &count) && count >= 4) {
             double x1 = rects[0].x1, y1 = rects[0].y1, x2 = rects[0].x2, y2 = rects[0].y2;
             for (guint i = 1; i < 4; ++i) {
-                x1 = std::min(x1, rects[i].x1);
-                y1 = std::min(y1, rects[i].y1);
-                x2 = std::max(x2, rects[i].x2);
-                y2 = std::max(y2, rects[i].y2);
+                x1 = std::min(x1, rects[i].x1), y1 = std::min(y1, rects[i].y1);
+                x2 = std::max(x2, rects[i].x2), y2 = std::max(y2, rects[i].y2);
             }
             turned = (y2 - y1) > (x2 - x1);
         }
@@ -112,18 +105,17 @@ bool PageIsLandscape(const std::string& pdfPath, int pageIndex) {
 
 bool DarkAt(const std::string& pdfPath, int pageIndex, double x, double y) {
     bool dark = false;
-    WithRenderedPage(pdfPath, pageIndex, [&](cairo_surface_t* surface) {
-        dark = IsDark(PixelAt(surface, static_cast<int>(x), static_cast<int>(y)));
+    WithRenderedPage(pdfPath, pageIndex, [&](const auto& isDark, int) {
+        dark = isDark(static_cast<int>(x), static_cast<int>(y));
     });
     return dark;
 }
 
 int DarkRowsInColumn(const std::string& pdfPath, int pageIndex, double column) {
     int dark = 0;
-    const bool read = WithRenderedPage(pdfPath, pageIndex, [&](cairo_surface_t* surface) {
-        for (int row = 0; row < cairo_image_surface_get_height(surface); ++row) {
-            dark += IsDark(PixelAt(surface, static_cast<int>(column), row)) ? 1 : 0;
-        }
+    const bool read = WithRenderedPage(pdfPath, pageIndex, [&](const auto& isDark, int height) {
+        for (int row = 0; row < height; ++row)
+            dark += isDark(static_cast<int>(column), row) ? 1 : 0;
     });
     return read ? dark : -1;
 }

@@ -15,8 +15,7 @@ std::pair<double, double> PageSize(const std::string& pdfPath, int pageIndex);
 // Whether the page is printed across its long edge: wider than tall as shown, or its text
 // turned a quarter on a page that is taller than wide.
 bool PageIsLandscape(const std::string& pdfPath, int pageIndex);
-// Whether the point (points from the page's top-left corner) renders dark; false when the
-// document or page cannot be read.
+// Whether the point (points from the top-left corner) renders dark; false on an unread page.
 bool DarkAt(const std::string& pdfPath, int pageIndex, double x, double y);
 // Rows of the page that are dark in the given column (points from the left); -1 when the
 // document or page cannot be read.

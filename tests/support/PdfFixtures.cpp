@@ -59,55 +59,40 @@ void MakePdf(const std::string& path, const std::vector<FixturePage>& pages) {
 
 void AddSettingsCarrier(const std::string& in, const std::string& out, const std::string& json,
                         CarrierForm form) {
-    std::string bytes = ReadFile(in);
     QPDF pdf;
     pdf.processFile(in.c_str());
     QPDFObjectHandle trailer = pdf.getTrailer();
-    int size = trailer.getKey("/Size").getIntValueAsInt();
-    size_t startxref = bytes.rfind("startxref");
-    long long previous = std::stoll(bytes.substr(startxref + 9));
-
-    size_t pageIndex = form == CarrierForm::SecondPageOnly ? 1 : 0;
-    QPDFObjectHandle page = pdf.getAllPages().at(pageIndex);
-    const int carrierId = size;
-
-    std::string carrierValue;
-    std::string carrierObject;
-    std::string settings = form == CarrierForm::Hex ? HexString(json) : LiteralString(json);
-    switch (form) {
-        case CarrierForm::DirectDictionary:
-            carrierValue = "<< /NvrPrintJobSettings " + settings + " >>";
-            break;
-        case CarrierForm::MissingObject:
-            carrierValue = fmt::format("{} 0 R", size + 50);
-            break;
-        default:
-            carrierValue = fmt::format("{} 0 R", carrierId);
-            carrierObject =
-                fmt::format("{} 0 obj\n<< /Type /NvrSettings /NvrPrintJobSettings {} >>\nendobj\n",
-                            carrierId, settings);
+    QPDFObjectHandle page = pdf.getAllPages().at(form == CarrierForm::SecondPageOnly ? 1 : 0);
+    const int size = trailer.getKey("/Size").getIntValueAsInt();
+    std::string update = ReadFile(in);
+    const long long previous = std::stoll(update.substr(update.rfind("startxref") + 9));
+    const std::string settings = form == CarrierForm::Hex ? HexString(json) : LiteralString(json);
+    // The carrier is a new object, the settings inside the page, or an object that is missing.
+    std::string carrier = fmt::format("{} 0 R", size), carrierObject;
+    if (form == CarrierForm::DirectDictionary) {
+        carrier = "<< /NvrPrintJobSettings " + settings + " >>";
+    } else if (form == CarrierForm::MissingObject) {
+        carrier = fmt::format("{} 0 R", size + 50);
+    } else {
+        carrierObject = fmt::format(
+            "{} 0 obj\n<< /Type /NvrSettings /NvrPrintJobSettings {} >>\nendobj\n", size, settings);
     }
-
     std::string pageText = "<<";
     for (const std::string& key : page.getKeys()) {
         pageText += " " + key + " " + page.getKey(key).unparse();
     }
-    pageText += " /Norvan " + carrierValue + " >>";
-
-    std::string update = bytes;
     if (update.back() != '\n')
         update += '\n';
-    size_t pageOffset = update.size();
-    update +=
-        fmt::format("{} {} obj\n{}\nendobj\n", page.getObjectID(), page.getGeneration(), pageText);
-    size_t carrierOffset = update.size();
+    const size_t pageOffset = update.size();
+    update += fmt::format("{} {} obj\n{} /Norvan {} >>\nendobj\n", page.getObjectID(),
+                          page.getGeneration(), pageText, carrier);
+    const size_t carrierOffset = update.size();
     update += carrierObject;
-    size_t xrefOffset = update.size();
-    update += "xref\n";
-    update += fmt::format("{} 1\n{:010} {:05} n\r\n", page.getObjectID(), pageOffset,
+    const size_t xrefOffset = update.size();
+    update += fmt::format("xref\n{} 1\n{:010} {:05} n\r\n", page.getObjectID(), pageOffset,
                           page.getGeneration());
     if (!carrierObject.empty()) {
-        update += fmt::format("{} 1\n{:010} 00000 n\r\n", carrierId, carrierOffset);
+        update += fmt::format("{} 1\n{:010} 00000 n\r\n", size, carrierOffset);
     }
     update += fmt::format("trailer\n<< /Size {} /Root {} /Prev {} >>\nstartxref\n{}\n%%EOF\n",
                           size + 1, trailer.getKey("/Root").unparse(), previous, xrefOffset);

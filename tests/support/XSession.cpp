@@ -6,57 +6,27 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 #include <cairo.h>
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstring>
-#include <functional>
+#include <filesystem>
+#include <regex>
 #include <thread>
 #include <vector>
 
-extern char** environ;
+#include "tests/support/Process.h"
 
 namespace testsupport {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-// Reads the display number Xvfb writes to -displayfd once it accepts clients.
-std::string ReadDisplayNumber(int fd, std::chrono::milliseconds timeout) {
-    std::string number;
-    auto deadline = Clock::now() + timeout;
-    while (Clock::now() < deadline) {
-        pollfd ready{fd, POLLIN, 0};
-        if (poll(&ready, 1, 100) <= 0) {
-            continue;
-        }
-        char c = 0;
-        if (read(fd, &c, 1) != 1) {
-            break;
-        }
-        if (c == '\n') {
-            return number;
-        }
-        number += c;
-    }
-    return {};
-}
-
 std::string WindowTitle(Display* display, Window window) {
-    Atom utf8 = XInternAtom(display, "UTF8_STRING", False);
-    Atom netName = XInternAtom(display, "_NET_WM_NAME", False);
     Atom type = 0;
     int format = 0;
-    unsigned long count = 0;
-    unsigned long after = 0;
+    unsigned long count = 0, after = 0;
     unsigned char* data = nullptr;
     std::string title;
-    if (XGetWindowProperty(display, window, netName, 0, 1024, False, utf8, &type, &format, &count,
-                           &after, &data) == Success &&
+    if (XGetWindowProperty(display, window, XInternAtom(display, "_NET_WM_NAME", False), 0, 1024,
+                           False, XInternAtom(display, "UTF8_STRING", False), &type, &format,
+                           &count, &after, &data) == Success &&
         data != nullptr) {
         title.assign(reinterpret_cast<char*>(data), count);
         XFree(data);
@@ -66,192 +36,128 @@ std::string WindowTitle(Display* display, Window window) {
 
 }  // namespace
 
-XvfbDisplay::XvfbDisplay(int width, int height) {
-    int pipeFds[2];
-    if (pipe2(pipeFds, O_CLOEXEC) != 0) {
-        return;
-    }
-    std::string screen = std::to_string(width) + "x" + std::to_string(height) + "x24";
-    std::string fdText = std::to_string(pipeFds[1]);
-    std::vector<std::string> args = {"Xvfb", "-displayfd", fdText, "-screen", "0",
-                                     screen, "-nolisten",  "tcp",  "-noreset"};
-    std::vector<char*> argv;
-    for (auto& arg : args) {
-        argv.push_back(arg.data());
-    }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    // The write end stays open in the server: it is the one descriptor it inherits.
-    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], pipeFds[1]);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    pid_t pid = -1;
-    int rc = posix_spawnp(&pid, "Xvfb", &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(pipeFds[1]);
-    if (rc == 0) {
-        m_pid = pid;
-        std::string number = ReadDisplayNumber(pipeFds[0], std::chrono::seconds(20));
-        if (!number.empty()) {
-            m_name = ":" + number;
-        }
-    }
-    close(pipeFds[0]);
-}
-
-XvfbDisplay::~XvfbDisplay() {
-    if (m_pid > 0) {
-        kill(m_pid, SIGTERM);
-        int status = 0;
-        waitpid(m_pid, &status, 0);
+XSession::XSession(int width, int height) {
+    // The server names its display on standard output once it accepts clients.
+    ProcessOptions options;
+    options.outputFile = m_dir.File("xvfb.out");
+    const std::string screen = std::to_string(width) + "x" + std::to_string(height) + "x24";
+    m_pid = StartProcess(
+        {"Xvfb", "-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"},
+        options);
+    const std::regex line(R"((?:^|\n)(\d+)\n)");
+    std::smatch number;
+    std::string out;
+    if (WaitUntil(
+            [&] { return std::regex_search(out = ReadFile(options.outputFile), number, line); },
+            std::chrono::seconds(20))) {
+        m_name = ":" + number[1].str();
+        m_display = XOpenDisplay(m_name.c_str());
     }
 }
 
-XClient::XClient(const std::string& displayName) {
-    m_display = XOpenDisplay(displayName.c_str());
-}
-
-XClient::~XClient() {
+XSession::~XSession() {
     if (m_display != nullptr) {
         XCloseDisplay(m_display);
     }
+    ::kill(m_pid, SIGTERM);
+    WaitForProcess(m_pid, 10);
 }
 
-void XClient::Sync() {
+void XSession::Sync() {
     XSync(m_display, False);
 }
 
-std::optional<unsigned long> XClient::WaitForWindow(const std::string& titlePrefix,
-                                                    std::chrono::milliseconds timeout) {
-    return FindWindow([&](const std::string& title) { return title.rfind(titlePrefix, 0) == 0; },
-                      timeout);
-}
-
-std::optional<unsigned long> XClient::WaitForWindowTitled(const std::string& wanted,
-                                                          std::chrono::milliseconds timeout) {
-    return FindWindow([&](const std::string& title) { return title == wanted; }, timeout);
-}
-
-std::pair<int, int> XClient::SizeOf(unsigned long window) {
-    XWindowAttributes attributes{};
-    XGetWindowAttributes(m_display, window, &attributes);
-    return {attributes.width, attributes.height};
-}
-
-std::optional<unsigned long> XClient::FindWindow(
-    const std::function<bool(const std::string&)>& matches, std::chrono::milliseconds timeout) {
-    auto deadline = Clock::now() + timeout;
-    while (Clock::now() < deadline) {
-        Window root = DefaultRootWindow(m_display);
-        Window parent = 0;
-        Window* children = nullptr;
-        unsigned int count = 0;
-        std::optional<unsigned long> found;
-        if (XQueryTree(m_display, root, &root, &parent, &children, &count) != 0) {
+std::optional<unsigned long> XSession::WaitForWindow(const std::string& title,
+                                                     std::chrono::milliseconds timeout,
+                                                     bool prefix) {
+    std::optional<unsigned long> found;
+    WaitUntil(
+        [&] {
+            Window root = DefaultRootWindow(m_display), parent = 0, *children = nullptr;
+            unsigned int count = 0;
+            XQueryTree(m_display, root, &root, &parent, &children, &count);
             for (unsigned int i = 0; i < count && !found; ++i) {
                 XWindowAttributes attributes;
+                const std::string named = WindowTitle(m_display, children[i]);
                 if (XGetWindowAttributes(m_display, children[i], &attributes) != 0 &&
                     attributes.map_state == IsViewable &&
-                    matches(WindowTitle(m_display, children[i]))) {
+                    (prefix ? named.starts_with(title) : named == title)) {
                     found = children[i];
                 }
             }
             if (children != nullptr) {
                 XFree(children);
             }
-        }
-        if (found) {
-            return found;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return std::nullopt;
+            return found.has_value();
+        },
+        timeout);
+    return found;
 }
 
-bool XClient::WindowExists(unsigned long window) {
-    XErrorHandler previous = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
-    XWindowAttributes attributes;
-    Status status = XGetWindowAttributes(m_display, window, &attributes);
-    Sync();
-    XSetErrorHandler(previous);
-    return status != 0;
+std::pair<int, int> XSession::SizeOf(unsigned long window) {
+    XWindowAttributes attributes{};
+    XGetWindowAttributes(m_display, window, &attributes);
+    return {attributes.width, attributes.height};
 }
 
-void XClient::Focus(unsigned long window) {
+void XSession::Focus(unsigned long window) {
     XSetInputFocus(m_display, window, RevertToParent, CurrentTime);
     Sync();
 }
 
-void XClient::MoveTo(unsigned long window, int x, int y) {
+void XSession::MoveTo(unsigned long window, int x, int y) {
     Window child = 0;
-    int rootX = 0;
-    int rootY = 0;
+    int rootX = 0, rootY = 0;
     XTranslateCoordinates(m_display, window, DefaultRootWindow(m_display), x, y, &rootX, &rootY,
                           &child);
     XTestFakeMotionEvent(m_display, -1, rootX, rootY, CurrentTime);
     Sync();
 }
 
-void XClient::ButtonDown(unsigned button) {
-    XTestFakeButtonEvent(m_display, button, True, CurrentTime);
+void XSession::Button(bool down, unsigned button) {
+    XTestFakeButtonEvent(m_display, button, down, CurrentTime);
     Sync();
 }
 
-void XClient::ButtonUp(unsigned button) {
-    XTestFakeButtonEvent(m_display, button, False, CurrentTime);
-    Sync();
-}
-
-void XClient::Click(unsigned long window, int x, int y, unsigned button) {
+void XSession::Click(unsigned long window, int x, int y, unsigned button) {
     MoveTo(window, x, y);
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    ButtonDown(button);
-    ButtonUp(button);
+    Button(true, button);
+    Button(false, button);
 }
 
-void XClient::Key(const std::string& keysymName, bool control, bool alt) {
-    KeySym keysym = XStringToKeysym(keysymName.c_str());
-    KeyCode code = XKeysymToKeycode(m_display, keysym);
-    KeyCode controlCode = XKeysymToKeycode(m_display, XK_Control_L);
-    KeyCode altCode = XKeysymToKeycode(m_display, XK_Alt_L);
+void XSession::Key(const std::string& keysymName, bool control) {
+    const KeySym keysym = XStringToKeysym(keysymName.c_str());
+    const KeyCode code = XKeysymToKeycode(m_display, keysym);
     if (code == 0) {
         return;
     }
+    std::vector<KeyCode> keys;
+    if (control) {
+        keys.push_back(XKeysymToKeycode(m_display, XK_Control_L));
+    }
     // A keysym found only on the shifted level needs Shift, as on a keyboard.
-    bool shifted = XkbKeycodeToKeysym(m_display, code, 0, 0) != keysym &&
-                   XkbKeycodeToKeysym(m_display, code, 0, 1) == keysym;
-    KeyCode shiftCode = XKeysymToKeycode(m_display, XK_Shift_L);
-    if (control) {
-        XTestFakeKeyEvent(m_display, controlCode, True, CurrentTime);
+    if (XkbKeycodeToKeysym(m_display, code, 0, 0) != keysym &&
+        XkbKeycodeToKeysym(m_display, code, 0, 1) == keysym) {
+        keys.push_back(XKeysymToKeycode(m_display, XK_Shift_L));
     }
-    if (alt) {
-        XTestFakeKeyEvent(m_display, altCode, True, CurrentTime);
+    keys.push_back(code);
+    for (KeyCode key : keys) {
+        XTestFakeKeyEvent(m_display, key, True, CurrentTime);
     }
-    if (shifted) {
-        XTestFakeKeyEvent(m_display, shiftCode, True, CurrentTime);
-    }
-    XTestFakeKeyEvent(m_display, code, True, CurrentTime);
-    XTestFakeKeyEvent(m_display, code, False, CurrentTime);
-    if (shifted) {
-        XTestFakeKeyEvent(m_display, shiftCode, False, CurrentTime);
-    }
-    if (alt) {
-        XTestFakeKeyEvent(m_display, altCode, False, CurrentTime);
-    }
-    if (control) {
-        XTestFakeKeyEvent(m_display, controlCode, False, CurrentTime);
+    for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+        XTestFakeKeyEvent(m_display, *key, False, CurrentTime);
     }
     Sync();
 }
 
-void XClient::Type(const std::string& text) {
+void XSession::Type(const std::string& text) {
     for (char c : text) {
         Key(std::string(1, c));
     }
 }
 
-void XClient::Close(unsigned long window) {
+void XSession::Close(unsigned long window) {
     XEvent event{};
     event.xclient.type = ClientMessage;
     event.xclient.window = window;
@@ -263,31 +169,25 @@ void XClient::Close(unsigned long window) {
     Sync();
 }
 
-bool XClient::SaveScreenshot(const std::string& path) {
+void XSession::Screenshot(const std::string& name) {
+    const std::filesystem::path dir(NVR_ARTIFACT_DIR);
+    std::error_code ec;
+    std::filesystem::create_directories(dir, ec);
     Window root = DefaultRootWindow(m_display);
-    XWindowAttributes attributes;
-    XGetWindowAttributes(m_display, root, &attributes);
+    XWindowAttributes screen;
+    XGetWindowAttributes(m_display, root, &screen);
+    // A 24-bit screen's pixels are laid out as cairo's RGB24 is.
     XImage* image =
-        XGetImage(m_display, root, 0, 0, attributes.width, attributes.height, AllPlanes, ZPixmap);
-    if (image == nullptr) {
-        return false;
+        XGetImage(m_display, root, 0, 0, screen.width, screen.height, AllPlanes, ZPixmap);
+    if (image == nullptr || image->bits_per_pixel != 32) {
+        return;
     }
-    cairo_surface_t* surface =
-        cairo_image_surface_create(CAIRO_FORMAT_RGB24, attributes.width, attributes.height);
-    unsigned char* pixels = cairo_image_surface_get_data(surface);
-    int stride = cairo_image_surface_get_stride(surface);
-    cairo_surface_flush(surface);
-    for (int y = 0; y < attributes.height; ++y) {
-        auto* row = reinterpret_cast<uint32_t*>(pixels + y * stride);
-        for (int x = 0; x < attributes.width; ++x) {
-            row[x] = static_cast<uint32_t>(XGetPixel(image, x, y)) & 0xFFFFFFu;
-        }
-    }
-    cairo_surface_mark_dirty(surface);
-    XDestroyImage(image);
-    bool written = cairo_surface_write_to_png(surface, path.c_str()) == CAIRO_STATUS_SUCCESS;
+    cairo_surface_t* surface = cairo_image_surface_create_for_data(
+        reinterpret_cast<unsigned char*>(image->data), CAIRO_FORMAT_RGB24, screen.width,
+        screen.height, image->bytes_per_line);
+    cairo_surface_write_to_png(surface, (dir / (name + ".png")).c_str());
     cairo_surface_destroy(surface);
-    return written;
+    XDestroyImage(image);
 }
 
 }  // namespace testsupport
