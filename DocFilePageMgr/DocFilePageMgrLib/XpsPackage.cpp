@@ -73,6 +73,15 @@ std::string ZipErrorText(zip_error_t* error) {
     return zip_error_strerror(error);
 }
 
+// The text of an error code zip_open gave.
+std::string ZipOpenErrorText(int code) {
+    zip_error_t details;
+    zip_error_init_with_code(&details, code);
+    std::string text = ZipErrorText(&details);
+    zip_error_fini(&details);
+    return text;
+}
+
 // Reads the central directory, checks it against the limits, and groups the entries into
 // parts in the order their first entry appears.
 bool PlanParts(zip_t* archive, const XpsPackageLimits& limits, std::vector<Part>* parts,
@@ -281,10 +290,7 @@ bool WritePlainPackage(zip_t* source, const std::vector<Part>& parts, const std:
     int error = 0;
     ZipPtr output(zip_open(outputPath.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error));
     if (!output) {
-        zip_error_t details;
-        zip_error_init_with_code(&details, error);
-        *reason = fmt::format("cannot create {}: {}", outputPath, ZipErrorText(&details));
-        zip_error_fini(&details);
+        *reason = fmt::format("cannot create {}: {}", outputPath, ZipOpenErrorText(error));
         return false;
     }
     std::vector<std::unique_ptr<PartReader>> readers;
@@ -339,10 +345,7 @@ ZipPtr OpenArchive(const std::string& path, std::string* reason) {
     int error = 0;
     ZipPtr archive(zip_open(path.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &error));
     if (!archive) {
-        zip_error_t details;
-        zip_error_init_with_code(&details, error);
-        *reason = fmt::format("not a readable ZIP archive: {}", ZipErrorText(&details));
-        zip_error_fini(&details);
+        *reason = fmt::format("not a readable ZIP archive: {}", ZipOpenErrorText(error));
     }
     return archive;
 }
