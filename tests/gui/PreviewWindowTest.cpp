@@ -33,7 +33,9 @@ TEST(PreviewWindowTest, ToolbarStripKeysWheelDragsAndTypedZoomDriveThePage) {
     Steps(s, true, {{"Next", 2}, {"Next", 3}, {"Next", 3}, {"Previous", 2}}, fitted);
     s.ClickButton("Zoom In");
     ASSERT_TRUE(s.WaitForLog("Zoom in: "));
-    EXPECT_NE(s.LatestStatus(), "Page 2 of 3 | " + fitted);
+    EXPECT_TRUE(WaitUntil([&] { return s.LatestStatus().find(fitted) == std::string::npos; },
+                          std::chrono::seconds(10)))
+        << "the zoom stayed at the fit: " << s.LatestStatus();
     s.ClickButton("Zoom Out");
     s.ClickButton("Fit Window");
     EXPECT_TRUE(s.WaitForStatus("Page 2 of 3", fitted)) << s.LatestStatus();
