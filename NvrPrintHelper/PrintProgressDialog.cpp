@@ -4,8 +4,10 @@
 #include <gtk/gtk.h>
 
 #include <chrono>
+#include <deque>
 #include <exception>
 #include <mutex>
+#include <optional>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "logging/LogMacros.h"
@@ -93,17 +95,40 @@ void Handle(const Posted& posted) {
     }
 }
 
+// Messages wait here for the main loop. The queue's lock, not the main loop's own, is what
+// orders the print thread's writes before the main thread's reads, visibly to the thread
+// sanitizer too.
+std::mutex s_postedLock;
+std::deque<Posted> s_posted;
+
+void DeliverPosted() {
+    for (;;) {
+        std::optional<Posted> next;
+        {
+            std::lock_guard lock(s_postedLock);
+            if (s_posted.empty()) {
+                return;
+            }
+            next = std::move(s_posted.front());
+            s_posted.pop_front();
+        }
+        Handle(*next);
+    }
+}
+
 // Hands a message to the main loop; safe from any thread.
 void Post(Posted posted) {
-    auto owned = std::make_unique<Posted>(std::move(posted));
+    {
+        std::lock_guard lock(s_postedLock);
+        s_posted.push_back(std::move(posted));
+    }
     g_main_context_invoke_full(
         nullptr, G_PRIORITY_DEFAULT,
-        [](gpointer data) -> gboolean {
-            Handle(*static_cast<Posted*>(data));
+        [](gpointer) -> gboolean {
+            DeliverPosted();
             return G_SOURCE_REMOVE;
         },
-        owned.release(),
-        [](gpointer data) { std::unique_ptr<Posted>(static_cast<Posted*>(data)); });
+        nullptr, nullptr);
 }
 
 // The print job's page progress: the handle it was given is the dialog's mailbox.
