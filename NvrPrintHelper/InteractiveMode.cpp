@@ -56,17 +56,19 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
 
     NVR_LOG_INFO("Showing preview window");
     PreviewWindow preview(*m_os.printers, *m_os.display);
-    auto print = [this](void* owner, const std::string& chosenPrinter, const DEVMODEW* devMode) {
-        if (!chosenPrinter.empty()) {
-            m_printerName = chosenPrinter;
+    auto print = [this](void* owner, const PrintChoice& choice, PrintFinished finished) {
+        if (!choice.printerName.empty()) {
+            m_printerName = choice.printerName;
             NVR_LOG_INFO("Updated printer to: {}", m_printerName);
         }
-        if (devMode != nullptr) {
-            size_t size = static_cast<size_t>(devMode->dmSize) + devMode->dmDriverExtra;
-            m_validatedDevMode = CopyDevMode(devMode);
+        if (choice.devMode != nullptr) {
+            size_t size =
+                static_cast<size_t>(choice.devMode->dmSize) + choice.devMode->dmDriverExtra;
+            m_validatedDevMode = CopyDevMode(choice.devMode);
             NVR_LOG_INFO("Stored validated DEVMODE from print dialog (size: {})", size);
         }
-        return PrintDocumentWithProgress(owner);
+        m_outputFile = choice.outputFile;
+        return PrintDocumentWithProgress(owner, std::move(finished));
     };
     int32_t result = preview.ShowPreview(m_docMgr.get(), FileNameOf(ActualInputFile()), printerName,
                                          &m_finalSettings, print);
@@ -84,25 +86,37 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
     }
 }
 
-bool NvrPrintHelper::PrintDocumentWithProgress(void* parentWindow) {
+bool NvrPrintHelper::PrintDocumentWithProgress(void* parentWindow, PrintFinished finished) {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Starting print operation with progress dialog");
-    PrintProgressDialog dialog(*m_os.display);
+    m_progressDialog = std::make_unique<PrintProgressDialog>(*m_os.display);
+    // The job runs on the dialog's thread; the main loop goes on meanwhile, and nothing here
+    // is touched by it until the job has ended.
     auto print = [this](void* progressWindow) {
         m_progressWindow = progressWindow;
         bool printed = PrintDocument();
         m_progressWindow = nullptr;
         return printed;
     };
-    bool printed =
-        dialog.ShowAndPrint(parentWindow, FileNameOf(ActualInputFile()), m_printerName, print);
-    if (printed) {
-        NVR_LOG_INFO("Print operation completed successfully");
-    } else {
+    auto ended = [this, finished = std::move(finished)](bool printed) {
+        if (printed) {
+            NVR_LOG_INFO("Print operation completed successfully");
+        } else {
+            NVR_LOG_ERROR("Print operation failed");
+        }
+        m_progressDialog.reset();
+        if (finished) {
+            finished(printed);
+        }
+    };
+    bool started = m_progressDialog->ShowAndPrint(parentWindow, FileNameOf(ActualInputFile()),
+                                                  m_printerName, print, std::move(ended));
+    if (!started) {
         NVR_LOG_ERROR("Print operation failed");
+        m_progressDialog.reset();
     }
-    NVR_LOG_ENTRY("Returning {}", printed);
-    return printed;
+    NVR_LOG_ENTRY("Returning {}", started);
+    return started;
 }
 
 }  // namespace nvrprint

@@ -13,6 +13,7 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "NvrPrintHelper/CommandLine.h"
 #include "NvrPrintHelper/OperationMode.h"
+#include "NvrPrintHelper/PrintProgressDialog.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
 #include "NvrPrintUtils/TempFileManager.h"
@@ -47,8 +48,10 @@ public:
     bool ValidatePrinter(const std::string& printerName);
     bool ExecuteInteractiveMode();
     bool PrintDocument();
-    // Prints from the preview; the owner is the preview's window.
-    bool PrintDocumentWithProgress(void* parentWindow);
+    // Starts a print from the preview, the owner being the preview's window, and returns;
+    // finished hears the result on the main thread. False, without printing, when the
+    // progress window cannot be made.
+    bool PrintDocumentWithProgress(void* parentWindow, PrintFinished finished);
     bool ExportToTiff();
     bool ExecuteFtaMode();
     bool LaunchWithExplicitApp(const std::string& appPath, const std::string& filePath);
@@ -137,6 +140,8 @@ private:
     bool m_settingsReceived = false;
     bool m_loadError = false;
     DevModePtr m_validatedDevMode;
+    // A file the next print writes the job's PDF to instead of the printer; empty: the printer.
+    std::string m_outputFile;
     std::mutex m_modeMutex;
     std::condition_variable m_modeCondition;
     docmgr::WindowHandle m_progressWindow = nullptr;
@@ -144,6 +149,9 @@ private:
     // The job's printer, opened once by ValidatePrinter and used by every later step.
     std::unique_ptr<platform::Printer> m_printer;
     std::chrono::milliseconds m_loadTimeout{30000};
+    // The print from the preview under way, if any; last, so that it goes first and waits
+    // for its job while everything the job uses is still there.
+    std::unique_ptr<PrintProgressDialog> m_progressDialog;
 };
 
 // Hands load events to the application object, if one is listening.

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "SystemServices/Display.h"
 
@@ -14,38 +12,39 @@ namespace nvrprint {
 // progress is posted (see docmgr::PostPrintProgress). True when the document was printed.
 using PrintFunction = std::function<bool(void* progressWindow)>;
 
-// A small modal window over the preview while a document prints: the page being sent and a
-// progress bar. The job runs on a thread of its own; its progress and its end reach the
-// window only through the main loop, and no window call is made from the print thread.
-// There is no cancelling: closing the window leaves the job to finish.
+// Called on the main thread once the job has ended and its window is gone.
+using PrintFinished = std::function<void(bool printed)>;
+
+// A small window over the preview while a document prints: the page being sent and a
+// progress bar. The job runs on a thread of its own; the window lives in the one main loop,
+// and the job's progress and end reach it as tasks of that loop: no window call is made from
+// the print thread, and no loop of its own is run. There is no cancelling: closing the window
+// leaves the job to finish.
 class PrintProgressDialog {
 public:
     explicit PrintProgressDialog(platform::Display& display);
+    // Waits for a job still running.
     ~PrintProgressDialog();
     PrintProgressDialog(const PrintProgressDialog&) = delete;
     PrintProgressDialog& operator=(const PrintProgressDialog&) = delete;
 
-    // Shows the window over the parent (a GtkWindow, or null), runs the job and returns its
-    // result once both have ended. False without running the job when no window can be made.
+    // Shows the window over the parent (a GtkWindow, or null), starts the job and returns;
+    // finished gets the job's result. False, without running the job, when no window can be
+    // made.
     bool ShowAndPrint(void* parent, const std::string& documentName, const std::string& printerName,
-                      PrintFunction printFunction);
+                      PrintFunction printFunction, PrintFinished finished);
 
-    // Shared with the print thread and with messages still queued in the main loop; lives
-    // as long as the last of them.
-    struct Mailbox;
+    // The window and the job, shared with the tasks the job posts; lives as long as the last
+    // of them.
+    struct Job;
 
 private:
     bool CreateProgressWindow(void* parent);
-    void PrintThreadProc();
 
     platform::Display& m_display;
-    std::shared_ptr<Mailbox> m_mailbox;
+    std::shared_ptr<Job> m_job;
     std::string m_documentName;
     std::string m_printerName;
-    PrintFunction m_printFunction;
-    std::thread m_printThread;
-    std::atomic<bool> m_complete{false};
-    std::atomic<bool> m_success{false};
 };
 
 }  // namespace nvrprint

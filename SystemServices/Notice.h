@@ -9,7 +9,8 @@ class Display;
 
 enum class NoticeKind { Error, Information };
 
-// A blocking notice to the user: returns when the user has closed it.
+// A notice to the user. Outside any main loop it returns when the user has closed it; from
+// within the main loop, or from another thread, it is shown by that loop and returns at once.
 class NoticePresenter {
 public:
     virtual ~NoticePresenter() = default;

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-// Owning pointers for GLib objects and errors.
+// Owning pointers for GLib objects, errors and strings.
 namespace nvrprint::platform {
 
 template <typename T>
@@ -18,5 +18,11 @@ struct GErrorFree {
     void operator()(GError* error) const { g_error_free(error); }
 };
 using GErrorPtr = std::unique_ptr<GError, GErrorFree>;
+
+struct GFree {
+    void operator()(void* memory) const { g_free(memory); }
+};
+// A string GLib allocated.
+using GCharPtr = std::unique_ptr<char, GFree>;
 
 }  // namespace nvrprint::platform

@@ -84,9 +84,9 @@ void PreviewWindow::LoadCurrentPage() {
     if (m_pageManager == nullptr) {
         return;
     }
-    NVR_LOG_DEBUG("Loading page {}", m_currentPage);
+    NVR_LOG_DEBUG("Loading page {}", m_model.Page());
     Widgets& w = *m_widgets;
-    size_t index = m_currentPage - 1;
+    size_t index = m_model.Page() - 1;
     for (auto* held : {&m_nextImage, &m_previousImage}) {
         if (*held && (*held)->pageIndex == index) {
             m_currentImage = std::move(*held);
@@ -108,21 +108,27 @@ void PreviewWindow::LoadCurrentPage() {
 void PreviewWindow::FinishLoadingCurrentPage() {
     Widgets& w = *m_widgets;
     if (!m_currentImage) {
-        m_currentImage = m_pageManager->GetPageImage(m_currentPage, docmgr::Screen);
+        m_currentImage = m_pageManager->GetPageImage(m_model.Page(), docmgr::Screen);
     }
     m_loading = false;
     if (!m_currentImage) {
-        NVR_LOG_ERROR("Failed to load page {}", m_currentPage);
+        NVR_LOG_ERROR("Failed to load page {}", m_model.Page());
+        m_waitingKeys.clear();
+        m_model.TakeFitRequest();
         gtk_widget_queue_draw(w.mainView);
         return;
     }
-    NVR_LOG_DEBUG("Page {} loaded successfully", m_currentPage);
-    if (s_fitOnFirstLoad && m_currentPage == 1) {
-        FitToWindow();
+    NVR_LOG_DEBUG("Page {} loaded successfully", m_model.Page());
+    if (s_fitOnFirstLoad && m_model.Page() == 1) {
+        m_model.AskFit();
         s_fitOnFirstLoad = false;
+    }
+    if (m_model.TakeFitRequest()) {
+        FitToWindow();
     }
     UpdateMainViewScrollbars();
     gtk_widget_queue_draw(w.mainView);
+    ReplayWaitingKeys();
     // The page after is rendered ahead, once the window has nothing else to do.
     if (w.prefetchSource == 0) {
         w.prefetchSource =
@@ -145,7 +151,7 @@ gboolean PreviewWindow::Handlers::OnPageLoadIdle(gpointer self) {
 gboolean PreviewWindow::Handlers::OnPrefetchIdle(gpointer self) {
     PreviewWindow* preview = Self(self);
     preview->m_widgets->prefetchSource = 0;
-    uint64_t next = preview->m_currentPage + 1;
+    uint64_t next = preview->m_model.Page() + 1;
     if (preview->m_pageManager != nullptr && next <= preview->m_pageManager->m_pageCount &&
         !(preview->m_nextImage && preview->m_nextImage->pageIndex == next - 1)) {
         preview->m_nextImage = preview->m_pageManager->GetPageImage(next, docmgr::Screen);
@@ -161,14 +167,12 @@ Size PreviewWindow::GetScaledImageSize() {
     if (m_pageManager == nullptr || !m_currentImage) {
         return {};
     }
-    return preview::ScaledSize(ImageSize(m_currentImage.get()), m_zoom);
+    return preview::ScaledSize(ImageSize(m_currentImage.get()), m_model.Zoom());
 }
 
 void PreviewWindow::ClampMainViewScroll() {
-    Scroll clamped =
-        preview::ClampScroll({m_scrollX, m_scrollY}, GetScaledImageSize(), MainViewClientSize());
-    m_scrollX = clamped.x;
-    m_scrollY = clamped.y;
+    m_model.SetScroll(
+        preview::ClampScroll(m_model.GetScroll(), GetScaledImageSize(), MainViewClientSize()));
 }
 
 void PreviewWindow::PaintMainView(void* context) {
@@ -183,22 +187,23 @@ void PreviewWindow::PaintMainView(void* context) {
     }
     if (!m_currentImage) {
         PaintMessage(cr, w.mainView, "Failed to load page", 1.0);
-        NVR_LOG_ERROR("No image available for page {}", m_currentPage);
+        NVR_LOG_ERROR("No image available for page {}", m_model.Page());
         return;
     }
     cairo_set_source_rgb(cr, kWorkspaceGrey, kWorkspaceGrey, kWorkspaceGrey);
     cairo_paint(cr);
 
+    const double zoom = m_model.Zoom();
     Size image = ImageSize(m_currentImage.get());
-    Size scaled = preview::ScaledSize(image, m_zoom);
-    auto [x, y] = preview::ImageOrigin(scaled, MainViewClientSize(), {m_scrollX, m_scrollY});
+    Size scaled = preview::ScaledSize(image, zoom);
+    auto [x, y] = preview::ImageOrigin(scaled, MainViewClientSize(), m_model.GetScroll());
     if (scaled.width < 1 || scaled.height < 1) {
         return;
     }
 
-    if (m_zoom < 1.0) {
+    if (zoom < 1.0) {
         // Shrinking filters the whole page: done once for a zoom, then painting is a copy.
-        if (!w.scaledPage || w.scaledFrom != m_currentImage.get() || w.scaledZoom != m_zoom) {
+        if (!w.scaledPage || w.scaledFrom != m_currentImage.get() || w.scaledZoom != zoom) {
             w.scaledPage.reset(
                 cairo_image_surface_create(CAIRO_FORMAT_RGB24, scaled.width, scaled.height));
             platform::CairoPtr scaler(cairo_create(w.scaledPage.get()));
@@ -208,7 +213,7 @@ void PreviewWindow::PaintMainView(void* context) {
             cairo_pattern_set_filter(cairo_get_source(scaler.get()), CAIRO_FILTER_GOOD);
             cairo_paint(scaler.get());
             w.scaledFrom = m_currentImage.get();
-            w.scaledZoom = m_zoom;
+            w.scaledZoom = zoom;
         }
         cairo_set_source_surface(cr, w.scaledPage.get(), x, y);
         cairo_paint(cr);
@@ -225,7 +230,7 @@ void PreviewWindow::PaintMainView(void* context) {
         cairo_paint(cr);
         cairo_restore(cr);
     }
-    NVR_LOG_VERBOSE("Painted page {} at {}x{} pos={},{}", m_currentPage, scaled.width,
+    NVR_LOG_VERBOSE("Painted page {} at {}x{} pos={},{}", m_model.Page(), scaled.width,
                     scaled.height, x, y);
 }
 
@@ -245,44 +250,39 @@ void PreviewWindow::UpdateMainViewScrollbars() {
     if (gtk_widget_get_visible(w.vScrollbar) != wantV) {
         gtk_widget_set_visible(w.vScrollbar, wantV);
     }
+    Scroll scroll = m_model.GetScroll();
     if (!wantH) {
-        m_scrollX = 0;
+        scroll.x = 0;
     }
     if (!wantV) {
-        m_scrollY = 0;
+        scroll.y = 0;
     }
     w.updatingAdjustments = true;
-    ConfigureAdjustment(w.hAdjustment, m_scrollX, scaled.width, client.width);
-    ConfigureAdjustment(w.vAdjustment, m_scrollY, scaled.height, client.height);
+    ConfigureAdjustment(w.hAdjustment, scroll.x, scaled.width, client.width);
+    ConfigureAdjustment(w.vAdjustment, scroll.y, scaled.height, client.height);
     w.updatingAdjustments = false;
     NVR_LOG_VERBOSE("Image size={}x{}, Client size={}x{}, Scroll pos={},{}, HScroll={}, VScroll={}",
-                    scaled.width, scaled.height, client.width, client.height, m_scrollX, m_scrollY,
+                    scaled.width, scaled.height, client.width, client.height, scroll.x, scroll.y,
                     wantH, wantV);
+    m_model.SetScroll(scroll);
 }
 
 void PreviewWindow::SetMainViewScroll(Scroll scroll) {
-    Scroll old{m_scrollX, m_scrollY};
-    m_scrollX = scroll.x;
-    m_scrollY = scroll.y;
-    ClampMainViewScroll();
-    if (old == Scroll{m_scrollX, m_scrollY}) {
-        return;
-    }
-    UpdateMainViewScrollbars();
-    gtk_widget_queue_draw(m_widgets->mainView);
+    m_model.SetScroll(preview::ClampScroll(scroll, GetScaledImageSize(), MainViewClientSize()));
 }
 
 void PreviewWindow::OnMainViewScroll(bool vertical, ScrollCommand command, int32_t position) {
     Size client = MainViewClientSize();
     Size scaled = GetScaledImageSize();
-    int32_t current = vertical ? m_scrollY : m_scrollX;
+    const Scroll now = m_model.GetScroll();
+    int32_t current = vertical ? now.y : now.x;
     int32_t extent = vertical ? client.height : client.width;
     int32_t limit = std::max(0, (vertical ? scaled.height : scaled.width) - extent);
     int32_t next = preview::ScrollTo(command, current, position, extent, limit);
     if (next == current) {
         return;
     }
-    SetMainViewScroll(vertical ? Scroll{m_scrollX, next} : Scroll{next, m_scrollY});
+    SetMainViewScroll(vertical ? Scroll{now.x, next} : Scroll{next, now.y});
     NVR_LOG_VERBOSE("{} scrolled to {} (delta={})", vertical ? "Vertical" : "Horizontal", next,
                     current - next);
 }
@@ -292,7 +292,7 @@ void PreviewWindow::OnMainViewMouseDown(int32_t x, int32_t y) {
     gtk_widget_grab_focus(w.mainView);
     m_dragging = true;
     m_dragStart = {x, y};
-    m_dragStartScroll = {m_scrollX, m_scrollY};
+    m_dragStartScroll = m_model.GetScroll();
     GdkWindow* window = gtk_widget_get_window(w.mainView);
     GdkCursor* hand = gdk_cursor_new_from_name(gdk_window_get_display(window), "grabbing");
     gdk_window_set_cursor(window, hand);
@@ -315,110 +315,123 @@ void PreviewWindow::OnMainViewMouseMove(int32_t x, int32_t y) {
     if (!m_dragging) {
         return;
     }
-    Scroll old{m_scrollX, m_scrollY};
+    Scroll old = m_model.GetScroll();
     SetMainViewScroll(
         {m_dragStartScroll.x + m_dragStart.x - x, m_dragStartScroll.y + m_dragStart.y - y});
-    if (old != Scroll{m_scrollX, m_scrollY}) {
+    Scroll now = m_model.GetScroll();
+    if (old != now) {
         NVR_LOG_VERBOSE("Dragging - delta={},{}, scroll={},{}", m_dragStart.x - x,
-                        m_dragStart.y - y, m_scrollX, m_scrollY);
+                        m_dragStart.y - y, now.x, now.y);
     }
 }
 
 void PreviewWindow::OnMainViewMouseWheel(int32_t delta) {
-    int32_t old = m_scrollY;
+    Scroll old = m_model.GetScroll();
     SetMainViewScroll(
-        {m_scrollX, m_scrollY + preview::WheelScrollChange(delta, preview::kWheelStepPerNotch)});
-    if (old != m_scrollY) {
-        NVR_LOG_VERBOSE("Scrolled by {} pixels, new Y pos={}", m_scrollY - old, m_scrollY);
+        {old.x, old.y + preview::WheelScrollChange(delta, preview::kWheelStepPerNotch)});
+    int32_t y = m_model.GetScroll().y;
+    if (old.y != y) {
+        NVR_LOG_VERBOSE("Scrolled by {} pixels, new Y pos={}", y - old.y, y);
     }
 }
 
 bool PreviewWindow::OnMainViewKeyDown(unsigned key) {
-    Size client = MainViewClientSize();
-    Size scaled = GetScaledImageSize();
-    bool wider = scaled.width > client.width;
-    bool taller = scaled.height > client.height;
     switch (key) {
         case GDK_KEY_Page_Up:
         case GDK_KEY_KP_Page_Up:
             StepPage(PageStep::Previous);
-            break;
+            return true;
         case GDK_KEY_Page_Down:
         case GDK_KEY_KP_Page_Down:
             StepPage(PageStep::Next);
-            break;
+            return true;
         case GDK_KEY_Home:
         case GDK_KEY_KP_Home:
             StepPage(PageStep::First);
-            break;
+            return true;
         case GDK_KEY_End:
         case GDK_KEY_KP_End:
             StepPage(PageStep::Last);
-            break;
-        case GDK_KEY_Left:
-            if (wider) {
-                SetMainViewScroll({m_scrollX - preview::kLineStep, m_scrollY});
-            }
-            break;
-        case GDK_KEY_Right:
-            if (wider) {
-                SetMainViewScroll({m_scrollX + preview::kLineStep, m_scrollY});
-            }
-            break;
-        case GDK_KEY_Up:
-            taller ? SetMainViewScroll({m_scrollX, m_scrollY - preview::kLineStep})
-                   : StepPage(PageStep::Previous);
-            break;
-        case GDK_KEY_Down:
-            taller ? SetMainViewScroll({m_scrollX, m_scrollY + preview::kLineStep})
-                   : StepPage(PageStep::Next);
-            break;
+            return true;
         case GDK_KEY_0:
-            m_zoom = 1.0;
-            m_scrollX = 0;
-            m_scrollY = 0;
             NVR_LOG_DEBUG("Reset zoom to 100%");
-            AfterZoomChange();
-            break;
+            m_model.SetZoom({1.0, {}});
+            return true;
         case GDK_KEY_KP_Add:
         case GDK_KEY_plus:
         case GDK_KEY_equal:
             ZoomIn();
-            break;
+            return true;
         case GDK_KEY_KP_Subtract:
         case GDK_KEY_minus:
         case GDK_KEY_underscore:
             ZoomOut();
+            return true;
+        case GDK_KEY_Left:
+        case GDK_KEY_Right:
+        case GDK_KEY_Up:
+        case GDK_KEY_Down:
             break;
         default:
             return false;
     }
+    // The arrows scroll a page larger than the view and step pages otherwise: which, the
+    // page's picture says, so they wait for it.
+    if (m_loading) {
+        m_waitingKeys.push_back(key);
+        return true;
+    }
+    Size client = MainViewClientSize();
+    Size scaled = GetScaledImageSize();
+    bool wider = scaled.width > client.width;
+    bool taller = scaled.height > client.height;
+    Scroll scroll = m_model.GetScroll();
+    switch (key) {
+        case GDK_KEY_Left:
+            if (wider) {
+                SetMainViewScroll({scroll.x - preview::kLineStep, scroll.y});
+            }
+            break;
+        case GDK_KEY_Right:
+            if (wider) {
+                SetMainViewScroll({scroll.x + preview::kLineStep, scroll.y});
+            }
+            break;
+        case GDK_KEY_Up:
+            taller ? SetMainViewScroll({scroll.x, scroll.y - preview::kLineStep})
+                   : StepPage(PageStep::Previous);
+            break;
+        default:
+            taller ? SetMainViewScroll({scroll.x, scroll.y + preview::kLineStep})
+                   : StepPage(PageStep::Next);
+            break;
+    }
     return true;
 }
 
-void PreviewWindow::AfterZoomChange() {
-    ClampMainViewScroll();
-    UpdateStatusBar();
-    UpdateMainViewScrollbars();
-    gtk_widget_queue_draw(m_widgets->mainView);
+void PreviewWindow::ReplayWaitingKeys() {
+    std::vector<unsigned> keys = std::move(m_waitingKeys);
+    m_waitingKeys.clear();
+    for (size_t i = 0; i < keys.size(); ++i) {
+        OnMainViewKeyDown(keys[i]);
+        if (m_loading) {
+            // A key stepped to a page not yet drawn: the rest wait for that one.
+            m_waitingKeys.assign(keys.begin() + static_cast<std::ptrdiff_t>(i) + 1, keys.end());
+            return;
+        }
+    }
 }
 
 void PreviewWindow::ZoomIn() {
-    SetZoomState(preview::ZoomIn({m_zoom, {m_scrollX, m_scrollY}}));
-    NVR_LOG_DEBUG("Zoom in: {}", m_zoom);
-    AfterZoomChange();
+    m_model.SetZoom(preview::ZoomIn({m_model.Zoom(), m_model.GetScroll()}));
+    NVR_LOG_DEBUG("Zoom in: {}", m_model.Zoom());
+    ClampMainViewScroll();
 }
 
 void PreviewWindow::ZoomOut() {
-    SetZoomState(preview::ZoomOut({m_zoom, {m_scrollX, m_scrollY}}));
-    NVR_LOG_DEBUG("Zoom out: {}", m_zoom);
-    AfterZoomChange();
-}
-
-void PreviewWindow::SetZoomState(const preview::ZoomState& state) {
-    m_zoom = state.zoom;
-    m_scrollX = state.scroll.x;
-    m_scrollY = state.scroll.y;
+    m_model.SetZoom(preview::ZoomOut({m_model.Zoom(), m_model.GetScroll()}));
+    NVR_LOG_DEBUG("Zoom out: {}", m_model.Zoom());
+    ClampMainViewScroll();
 }
 
 void PreviewWindow::FitToWindow() {
@@ -427,6 +440,10 @@ void PreviewWindow::FitToWindow() {
         return;
     }
     if (!m_currentImage) {
+        if (m_loading) {
+            NVR_LOG_DEBUG("Fit waits for page {}", m_model.Page());
+            m_model.AskFit();
+        }
         NVR_LOG_ENTRY("FitToWindow exit - no image");
         return;
     }
@@ -438,16 +455,13 @@ void PreviewWindow::FitToWindow() {
     Size client = MainViewClientSize();
     std::optional<double> zoom = preview::FitZoom(image, client);
     if (!zoom) {
-        m_zoom = 1.0;
+        m_model.SetZoom({1.0, m_model.GetScroll()});
         NVR_LOG_ENTRY("FitToWindow exit - no available space");
         return;
     }
-    m_zoom = *zoom;
-    NVR_LOG_DEBUG("Set zoom to {} (image={}x{}, client={}x{})", m_zoom, image.width, image.height,
+    NVR_LOG_DEBUG("Set zoom to {} (image={}x{}, client={}x{})", *zoom, image.width, image.height,
                   client.width, client.height);
-    m_scrollX = 0;
-    m_scrollY = 0;
-    AfterZoomChange();
+    m_model.SetZoom({*zoom, {}});
 }
 
 void PreviewWindow::NavigateToPage(size_t page) {
@@ -460,45 +474,45 @@ void PreviewWindow::NavigateToPage(size_t page) {
         return;
     }
     NVR_LOG_DEBUG("Navigating to page {}", page);
-    // The page left behind stays at hand for going back.
-    if (m_currentImage) {
-        m_previousImage = std::move(m_currentImage);
-    }
-    m_currentPage = page;
-    m_scrollX = 0;
-    m_scrollY = 0;
-    UpdateStatusBar();
-    UpdateMainViewScrollbars();
-    gtk_widget_queue_draw(m_widgets->thumbnailPanel);
-    ScrollThumbnailsToPage(page);
-    LoadCurrentPage();
+    m_model.SetPageCount(m_pageManager->m_pageCount);
+    m_model.GoTo(page);
 }
 
 void PreviewWindow::StepPage(PageStep step) {
-    const uint64_t count = m_pageManager != nullptr ? m_pageManager->m_pageCount : 0;
-    size_t target = 0;
-    switch (step) {
-        case PageStep::Previous:
-            target = m_currentPage > 1 ? m_currentPage - 1 : 0;
-            break;
-        case PageStep::Next:
-            target = m_currentPage < count ? m_currentPage + 1 : 0;
-            break;
-        case PageStep::First:
-            target = 1;
-            break;
-        case PageStep::Last:
-            target = count;
-            break;
+    if (m_pageManager != nullptr) {
+        m_model.SetPageCount(m_pageManager->m_pageCount);
     }
-    if (target != 0) {
-        NavigateToPage(target);
+    if (m_model.Step(step)) {
+        NVR_LOG_DEBUG("Navigating to page {}", m_model.Current());
+    }
+}
+
+void PreviewWindow::OnModelChanged(unsigned changes) {
+    if (!m_widgets) {
+        return;
+    }
+    Widgets& w = *m_widgets;
+    if (changes & (preview::kPageChanged | preview::kZoomChanged | preview::kViewChanged)) {
+        UpdateStatusBar();
+    }
+    if (changes & preview::kPageChanged) {
+        // The page left behind stays at hand for going back.
+        if (m_currentImage) {
+            m_previousImage = std::move(m_currentImage);
+        }
+        gtk_widget_queue_draw(w.thumbnailPanel);
+        ScrollThumbnailsToPage(m_model.Page());
+        LoadCurrentPage();
+    }
+    if (changes & (preview::kZoomChanged | preview::kScrollChanged | preview::kPageChanged)) {
+        UpdateMainViewScrollbars();
+        gtk_widget_queue_draw(w.mainView);
     }
 }
 
 void PreviewWindow::ShowZoomEdit() {
     Widgets& w = *m_widgets;
-    gtk_entry_set_text(GTK_ENTRY(w.zoomEdit), preview::ZoomFieldText(m_zoom).c_str());
+    gtk_entry_set_text(GTK_ENTRY(w.zoomEdit), preview::ZoomFieldText(m_model.Zoom()).c_str());
     gtk_stack_set_visible_child_name(GTK_STACK(w.statusZoomStack), "edit");
     gtk_widget_grab_focus(w.zoomEdit);
     gtk_editable_select_region(GTK_EDITABLE(w.zoomEdit), 0, -1);
@@ -520,11 +534,9 @@ void PreviewWindow::HideZoomEdit(bool apply) {
         } else if (*value < preview::kTypedZoomMin || *value > preview::kTypedZoomMax) {
             NVR_LOG_DEBUG("Zoom value out of range: {}", *value);
         } else {
-            m_zoom = *value / 100.0;
             NVR_LOG_DEBUG("Applied zoom {}%", *value);
-            UpdateStatusBar();
-            UpdateMainViewScrollbars();
-            gtk_widget_queue_draw(w.mainView);
+            m_model.SetZoom({*value / 100.0, m_model.GetScroll()});
+            ClampMainViewScroll();
         }
     }
     gtk_window_set_focus(GTK_WINDOW(w.frame), nullptr);

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <future>
+#include <functional>
 #include <thread>
 
 #include <gtk/gtkunixprint.h>
@@ -16,15 +16,14 @@
 #include "SystemServices/PrinterServices.h"
 #include "logging/LogMacros.h"
 #include "platform/GObjectPtr.h"
+#include "platform/MainLoopTask.h"
 
 namespace nvrprint {
 namespace {
 
 // How long the printer's answer about its defaults may take before the dialog opens
 // without them.
-constexpr auto kPrinterQueryLimit = std::chrono::seconds(15);
-// How often the window paints while it waits for that answer.
-constexpr auto kPaintInterval = std::chrono::milliseconds(30);
+constexpr auto kPrinterQueryLimit = std::chrono::milliseconds(15000);
 // The code the log gives a query that did not answer in time.
 constexpr uint32_t kQueryTimedOut = 0x000005B4;  // a timeout, as the system numbers it
 
@@ -34,46 +33,79 @@ struct OpenedPrinter {
     DevModePtr defaults;
 };
 
-// Opens the printer and asks for its defaults on a thread of its own: a scheduler that
-// hangs costs the dialog its settings, never the window, which keeps painting meanwhile but
-// takes no input. timedOut says when no answer came.
-OpenedPrinter OpenWithDefaults(platform::PrintSystem& printers, const std::string& name,
-                               GtkWidget* window, bool* timedOut) {
-    auto query = std::make_shared<std::packaged_task<OpenedPrinter()>>([&printers, name] {
-        OpenedPrinter opened;
-        int error = 0;
-        opened.printer = printers.OpenPrinter(name, &error);
-        if (opened.printer) {
-            opened.defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*opened.printer);
+// A printer asked for its defaults on a thread of its own, its answer awaited by the main
+// loop: from the thread, or from the clock when the scheduler hangs, whichever comes first.
+// A scheduler that hangs costs the dialog its settings, never the window.
+class PrinterQuery {
+public:
+    using Answer = std::function<void(OpenedPrinter opened, bool timedOut)>;
+
+    static std::shared_ptr<PrinterQuery> Start(platform::PrintSystem& printers,
+                                               const std::string& name, Answer answer) {
+        auto query = std::make_shared<PrinterQuery>();
+        query->m_answer = std::move(answer);
+        query->m_timer = g_timeout_add_full(
+            G_PRIORITY_DEFAULT, static_cast<guint>(kPrinterQueryLimit.count()),
+            [](gpointer data) -> gboolean {
+                PrinterQuery& timed = **static_cast<std::shared_ptr<PrinterQuery>*>(data);
+                timed.m_timer = 0;
+                timed.Deliver(OpenedPrinter(), true);
+                return G_SOURCE_REMOVE;
+            },
+            std::make_unique<std::shared_ptr<PrinterQuery>>(query).release(),
+            [](gpointer data) {
+                std::unique_ptr<std::shared_ptr<PrinterQuery>>(
+                    static_cast<std::shared_ptr<PrinterQuery>*>(data));
+            });
+        // The thread owns its share of the query: left behind when it hangs, it ends on its own
+        // later and finds nobody waiting.
+        std::thread([&printers, name, query] {
+            auto opened = std::make_shared<OpenedPrinter>();
+            int error = 0;
+            opened->printer = printers.OpenPrinter(name, &error);
+            if (opened->printer) {
+                opened->defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*opened->printer);
+            }
+            platform::RunOnMainLoop([query, opened] { query->Deliver(std::move(*opened), false); });
+        }).detach();
+        return query;
+    }
+
+    ~PrinterQuery() { Abandon(); }
+
+    // Nobody waits for the answer any more.
+    void Abandon() {
+        m_answer = nullptr;
+        if (m_timer != 0) {
+            g_source_remove(m_timer);
+            m_timer = 0;
         }
-        return opened;
-    });
-    std::future<OpenedPrinter> answer = query->get_future();
-    // The thread owns the task: left behind when it hangs, it ends on its own later.
-    std::thread([query] { (*query)(); }).detach();
-    gtk_widget_set_sensitive(window, FALSE);
+    }
+
+private:
+    void Deliver(OpenedPrinter opened, bool timedOut) {
+        Answer answer = std::move(m_answer);
+        Abandon();
+        if (answer) {
+            answer(std::move(opened), timedOut);
+        }
+    }
+
+    Answer m_answer;
+    guint m_timer = 0;
+};
+
+// The frame waits for the printer: it takes no input and shows it is busy, and still paints
+// and hears a close.
+void ShowBusy(GtkWidget* window, bool busy) {
+    gtk_widget_set_sensitive(window, !busy);
     GdkWindow* surface = gtk_widget_get_window(window);
-    platform::GObjectPtr<GdkCursor> busy(
-        gdk_cursor_new_from_name(gtk_widget_get_display(window), "wait"));
-    if (surface != nullptr) {
-        gdk_window_set_cursor(surface, busy.get());
+    if (surface == nullptr) {
+        return;
     }
-    const auto deadline = std::chrono::steady_clock::now() + kPrinterQueryLimit;
-    *timedOut = false;
-    while (answer.wait_for(kPaintInterval) != std::future_status::ready) {
-        if (std::chrono::steady_clock::now() >= deadline) {
-            *timedOut = true;
-            break;
-        }
-        while (gtk_events_pending()) {
-            gtk_main_iteration_do(FALSE);
-        }
-    }
-    if (surface != nullptr) {
-        gdk_window_set_cursor(surface, nullptr);
-    }
-    gtk_widget_set_sensitive(window, TRUE);
-    return *timedOut ? OpenedPrinter() : answer.get();
+    platform::GObjectPtr<GdkCursor> cursor(
+        busy ? gdk_cursor_new_from_name(gtk_widget_get_display(window), "wait") : nullptr);
+    gdk_window_set_cursor(surface, cursor.get());
 }
 
 // The printer's own check of the dialog's settings: what it cannot do is corrected.
@@ -154,44 +186,80 @@ DialogSettings ChosenInDialog(GtkPrintSettings* gtk, GtkPageSetup* page) {
 
 }  // namespace
 
-void PreviewWindow::OnPrint() {
-    NVR_LOG_INFO("User initiated print from preview");
-    NVR_LOG_DEBUG("Opening printer: {}", m_printerName);
-    Widgets& w = *m_widgets;
+// A print from the Print command to the job's end. One at a time.
+struct PreviewWindow::PrintFlow {
+    // The printer being asked, while it is.
+    std::shared_ptr<PrinterQuery> query;
+    // The job's printer and the settings the dialog starts from.
     OpenedPrinter opened;
     DevModePtr prepared;
+    GtkWidget* dialog = nullptr;
+    // What the person chose in the dialog.
+    DialogSettings chosen;
+    std::string outputFile;
+    // The job is being sent.
+    bool sending = false;
+
+    ~PrintFlow() {
+        if (dialog != nullptr) {
+            gtk_widget_destroy(dialog);
+        }
+    }
+};
+
+bool PreviewWindow::SendingPrint() const {
+    return m_print != nullptr && m_print->sending;
+}
+
+void PreviewWindow::OnPrint() {
+    if (Printing()) {
+        NVR_LOG_INFO("A print is under way; the Print command waits for its end");
+        return;
+    }
+    NVR_LOG_INFO("User initiated print from preview");
+    NVR_LOG_DEBUG("Opening printer: {}", m_printerName);
+    m_print = std::make_shared<PrintFlow>();
     if (m_printerName.empty() || m_pageManager == nullptr) {
         NVR_LOG_WARNING("Failed to open printer or printer name is empty");
-    } else {
-        NVR_LOG_DEBUG("Printer opened successfully, getting DEVMODE size");
-        bool timedOut = false;
-        opened = OpenWithDefaults(m_printers, m_printerName, w.frame, &timedOut);
-        prepared = std::move(opened.defaults);
-        if (timedOut) {
-            NVR_LOG_WARNING(
-                "Exception caught in DocumentPropertiesW size query (buggy printer driver). "
-                "Exception code: 0x{:x}",
-                kQueryTimedOut);
-        } else if (!prepared) {
-            NVR_LOG_ERROR("DocumentPropertiesW failed with result {}", -1);
-        } else {
-            NVR_LOG_DEBUG("DEVMODE size: {}", prepared->dmSize + prepared->dmDriverExtra);
-            NVR_LOG_DEBUG("Got DEVMODE, applying settings");
-            if (m_settings != nullptr) {
-                NVR_LOG_DEBUG("Applying current settings to print dialog");
-                m_settings->ApplyToDevMode(prepared.get(), opened.printer.get());
+        ShowPrintDialog();
+        return;
+    }
+    NVR_LOG_DEBUG("Printer opened successfully, getting DEVMODE size");
+    ShowBusy(m_widgets->frame, true);
+    m_print->query =
+        PrinterQuery::Start(m_printers, m_printerName, [this](OpenedPrinter opened, bool timedOut) {
+            ShowBusy(m_widgets->frame, false);
+            PrintFlow& flow = *m_print;
+            flow.query.reset();
+            flow.opened = std::move(opened);
+            flow.prepared = std::move(flow.opened.defaults);
+            if (timedOut) {
+                NVR_LOG_WARNING(
+                    "Exception caught in DocumentPropertiesW size query (buggy printer driver). "
+                    "Exception code: 0x{:x}",
+                    kQueryTimedOut);
+            } else if (!flow.prepared) {
+                NVR_LOG_ERROR("DocumentPropertiesW failed with result {}", -1);
+            } else {
+                NVR_LOG_DEBUG("DEVMODE size: {}",
+                              flow.prepared->dmSize + flow.prepared->dmDriverExtra);
+                NVR_LOG_DEBUG("Got DEVMODE, applying settings");
+                if (m_settings != nullptr) {
+                    NVR_LOG_DEBUG("Applying current settings to print dialog");
+                    m_settings->ApplyToDevMode(flow.prepared.get(), flow.opened.printer.get());
+                }
+                NVR_LOG_DEBUG("Initialized print dialog with current settings");
             }
-            NVR_LOG_DEBUG("Initialized print dialog with current settings");
-        }
-        NVR_LOG_DEBUG("Closed printer handle");
-    }
+            NVR_LOG_DEBUG("Closed printer handle");
+            ShowPrintDialog();
+        });
+}
 
-    if (!m_running) {
-        return;  // closed while the printer was being asked
-    }
-
+void PreviewWindow::ShowPrintDialog() {
     NVR_LOG_DEBUG("About to show print dialog");
-    GtkWidget* dialog = gtk_print_unix_dialog_new("Print", GTK_WINDOW(w.frame));
+    PrintFlow& flow = *m_print;
+    GtkWidget* dialog = gtk_print_unix_dialog_new("Print", GTK_WINDOW(m_widgets->frame));
+    flow.dialog = dialog;
     GtkPrintUnixDialog* printDialog = GTK_PRINT_UNIX_DIALOG(dialog);
     // The program lays out the pages: no selection, and none of the dialog's own ranges,
     // N-up, scaling or order.
@@ -204,72 +272,130 @@ void PreviewWindow::OnPrint() {
     gtk_print_unix_dialog_set_embed_page_setup(printDialog, TRUE);
     NVR_LOG_DEBUG("Print dialog without its page layout controls ({} hidden)",
                   preview::HideLayoutControls(dialog));
-    GtkPrintSettings* gtkSettings = gtk_print_settings_new();
-    GtkPageSetup* pageSetup = gtk_page_setup_new();
-    if (prepared) {
-        ShowInDialog(DialogSettingsFromDevMode(*prepared), m_printerName, gtkSettings, pageSetup);
+    platform::GObjectPtr<GtkPrintSettings> gtkSettings(gtk_print_settings_new());
+    platform::GObjectPtr<GtkPageSetup> pageSetup(gtk_page_setup_new());
+    if (flow.prepared) {
+        ShowInDialog(DialogSettingsFromDevMode(*flow.prepared), m_printerName, gtkSettings.get(),
+                     pageSetup.get());
     } else if (!m_printerName.empty()) {
-        gtk_print_settings_set_printer(gtkSettings, m_printerName.c_str());
+        gtk_print_settings_set_printer(gtkSettings.get(), m_printerName.c_str());
     }
-    gtk_print_unix_dialog_set_settings(printDialog, gtkSettings);
-    gtk_print_unix_dialog_set_page_setup(printDialog, pageSetup);
-    g_object_unref(gtkSettings);
-    g_object_unref(pageSetup);
+    gtk_print_unix_dialog_set_settings(printDialog, gtkSettings.get());
+    gtk_print_unix_dialog_set_page_setup(printDialog, pageSetup.get());
 
+    // Over the frame, which takes no input meanwhile but still hears a close.
+    gtk_window_set_modal(GTK_WINDOW(dialog), FALSE);
+    gtk_widget_set_sensitive(m_widgets->frame, FALSE);
+    g_signal_connect(dialog, "response", G_CALLBACK(+[](GtkDialog*, gint response, gpointer self) {
+                         Self(self)->OnPrintDialogResponse(response);
+                     }),
+                     this);
     NVR_LOG_DEBUG("Calling PrintDlgW...");
-    gint response = gtk_dialog_run(GTK_DIALOG(dialog));
+    TakeKeysWhenShown(dialog);
+    gtk_widget_show(dialog);
+}
+
+void PreviewWindow::OnPrintDialogResponse(int response) {
+    PrintFlow& flow = *m_print;
+    GtkPrintUnixDialog* printDialog = GTK_PRINT_UNIX_DIALOG(flow.dialog);
     bool accepted = response == GTK_RESPONSE_OK;
     NVR_LOG_DEBUG("PrintDlgW returned: {}", accepted ? 1 : 0);
+    gtk_widget_set_sensitive(m_widgets->frame, TRUE);
     if (!accepted) {
-        gtk_widget_destroy(dialog);
+        m_print.reset();
         return;
     }
 
     GtkPrinter* printer = gtk_print_unix_dialog_get_selected_printer(printDialog);
-    std::string chosenPrinter = printer != nullptr ? gtk_printer_get_name(printer) : "";
+    platform::GObjectPtr<GtkPrintSettings> chosenSettings(
+        gtk_print_unix_dialog_get_settings(printDialog));
+    flow.chosen =
+        ChosenInDialog(chosenSettings.get(), gtk_print_unix_dialog_get_page_setup(printDialog));
+    std::string chosenPrinter;
+    if (printer != nullptr && gtk_printer_is_virtual(printer)) {
+        // Print to File: the job's own PDF, made for the job's printer, goes to the file.
+        const char* uri =
+            gtk_print_settings_get(chosenSettings.get(), GTK_PRINT_SETTINGS_OUTPUT_URI);
+        platform::GCharPtr path(uri != nullptr ? g_filename_from_uri(uri, nullptr, nullptr)
+                                               : nullptr);
+        flow.outputFile = path ? path.get() : "";
+        NVR_LOG_INFO("User chose to print to file: {}", flow.outputFile);
+        chosenPrinter = m_printerName;
+    } else if (printer != nullptr) {
+        chosenPrinter = gtk_printer_get_name(printer);
+    }
+    gtk_widget_destroy(flow.dialog);
+    flow.dialog = nullptr;
+
     bool samePrinter = chosenPrinter == m_printerName;
-    if (!chosenPrinter.empty()) {
+    if (!chosenPrinter.empty() && !samePrinter) {
         m_printerName = chosenPrinter;
         NVR_LOG_INFO("User selected printer: {}", m_printerName);
     }
-    GtkPrintSettings* chosenSettings = gtk_print_unix_dialog_get_settings(printDialog);
-    DialogSettings chosen =
-        ChosenInDialog(chosenSettings, gtk_print_unix_dialog_get_page_setup(printDialog));
-    g_object_unref(chosenSettings);
-    gtk_widget_destroy(dialog);
-
-    // The job's settings for the chosen printer, with what the dialog changed over them.
-    DevModePtr fromDialog;
-    if (samePrinter && prepared) {
-        fromDialog = std::move(prepared);
-    } else if (!m_printerName.empty() && m_pageManager != nullptr) {
-        bool timedOut = false;
-        opened = OpenWithDefaults(m_printers, m_printerName, w.frame, &timedOut);
-        fromDialog = std::move(opened.defaults);
-        if (fromDialog && m_settings != nullptr) {
-            m_settings->ApplyToDevMode(fromDialog.get(), opened.printer.get());
-        }
+    if (samePrinter && flow.prepared) {
+        PrintChosen(true);
+        return;
     }
+    if (m_printerName.empty() || m_pageManager == nullptr) {
+        PrintChosen(false);
+        return;
+    }
+    // The job's settings for the chosen printer, with what the dialog changed over them.
+    ShowBusy(m_widgets->frame, true);
+    flow.query = PrinterQuery::Start(m_printers, m_printerName, [this](OpenedPrinter opened, bool) {
+        ShowBusy(m_widgets->frame, false);
+        PrintFlow& asked = *m_print;
+        asked.query.reset();
+        asked.opened = std::move(opened);
+        asked.prepared = std::move(asked.opened.defaults);
+        if (asked.prepared && m_settings != nullptr) {
+            m_settings->ApplyToDevMode(asked.prepared.get(), asked.opened.printer.get());
+        }
+        PrintChosen(asked.prepared != nullptr);
+    });
+}
+
+void PreviewWindow::PrintChosen(bool haveSettings) {
+    PrintFlow& flow = *m_print;
     DevModePtr validated;
-    if (fromDialog && opened.printer) {
-        ApplyDialogSettings(chosen, fromDialog.get());
-        validated = ValidatedByPrinter(*opened.printer, fromDialog.get());
+    if (haveSettings && flow.prepared && flow.opened.printer) {
+        ApplyDialogSettings(flow.chosen, flow.prepared.get());
+        validated = ValidatedByPrinter(*flow.opened.printer, flow.prepared.get());
         if (validated) {
             NVR_LOG_DEBUG("Locked validated DEVMODE from print dialog");
         }
     }
-
     if (!m_printCallback) {
         NVR_LOG_DEBUG("No callback, exiting message loop");
+        m_print.reset();
         m_result = PreviewPrinted;
         m_running = false;
-        g_main_loop_quit(w.loop);
+        g_main_loop_quit(m_widgets->loop);
         return;
     }
     NVR_LOG_DEBUG("Calling print callback with printer: {} (using validated DEVMODE from dialog)",
                   m_printerName);
-    bool printed = m_printCallback(w.frame, m_printerName, validated.get());
+    PrintChoice choice{m_printerName, validated.get(), flow.outputFile};
+    flow.sending = true;
+    std::weak_ptr<PrintFlow> started = m_print;
+    bool running = m_printCallback(m_widgets->frame, choice, [this, started](bool printed) {
+        if (!started.expired()) {
+            OnPrintFinished(printed);
+        }
+    });
+    if (!running) {
+        OnPrintFinished(false);
+    }
+}
+
+void PreviewWindow::OnPrintFinished(bool printed) {
     NVR_LOG_INFO("Print callback returned, success={}", printed);
+    m_print.reset();
+    gtk_widget_set_sensitive(m_widgets->frame, TRUE);
+    if (m_closeAfterPrint) {
+        NVR_LOG_INFO("The document has been sent; closing the preview as asked");
+        OnClose();
+    }
 }
 
 }  // namespace nvrprint

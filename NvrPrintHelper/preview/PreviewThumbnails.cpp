@@ -78,21 +78,29 @@ void PreviewWindow::CreateThumbnailPanel() {
 
 namespace {
 
+// A page's place in the strip has the shape of its page before its picture is there, so that
+// the strip has its full length and can be scrolled while it fills.
 ThumbnailLayout LayoutOf(const std::vector<std::shared_ptr<docmgr::PageImage>>& thumbnails,
-                         int32_t panelWidth) {
+                         const std::vector<std::optional<Size>>& pageShapes, int32_t panelWidth) {
     std::vector<std::optional<Size>> pictures;
     pictures.reserve(thumbnails.size());
-    for (const auto& image : thumbnails) {
+    for (size_t i = 0; i < thumbnails.size(); ++i) {
+        const auto& image = thumbnails[i];
         if (image && image->bitmap) {
             pictures.push_back(Size{image->bitmap->Width(), image->bitmap->Height()});
         } else {
-            pictures.push_back(std::nullopt);
+            pictures.push_back(i < pageShapes.size() ? pageShapes[i] : std::nullopt);
         }
     }
     return ThumbnailLayout(pictures, panelWidth);
 }
 
 }  // namespace
+
+preview::ThumbnailLayout PreviewWindow::ThumbnailColumn() const {
+    return LayoutOf(m_thumbnails, m_thumbnailShapes,
+                    AllocatedSize(m_widgets->thumbnailPanel).width);
+}
 
 void PreviewWindow::LoadThumbnails() {
     if (m_pageManager == nullptr) {
@@ -103,6 +111,17 @@ void PreviewWindow::LoadThumbnails() {
     m_thumbnails.clear();
     m_thumbnails.resize(count);
     m_thumbnailsRequested = 0;
+    m_thumbnailShapes.assign(count, std::nullopt);
+    for (uint64_t page = 1; page <= count; ++page) {
+        double width = 0.0;
+        double height = 0.0;
+        if (m_pageManager->GetPageSizePoints(page, &width, &height) && width > 0 && height > 0) {
+            // Hundredths of a point keep the page's proportions.
+            m_thumbnailShapes[page - 1] =
+                Size{static_cast<int32_t>(width * 100), static_cast<int32_t>(height * 100)};
+        }
+    }
+    UpdateThumbnailScrollbar();
     m_pageManager->SetTargetParams(docmgr::Thumbnail, docmgr::TargetParams{0.2, 96, 96});
     // One page a step of the main loop, so that the window answers while the strip fills;
     // the first pages show as soon as each is there.
@@ -117,10 +136,16 @@ bool PreviewWindow::LoadNextThumbnail() {
     size_t index = m_thumbnailsRequested++;
     m_thumbnails[index] = m_pageManager->GetPageImage(index + 1, docmgr::Thumbnail);
     bool done = m_thumbnailsRequested >= m_thumbnails.size();
-    if (index < kThumbnailsShownAtOnce || done) {
+    // A picture whose shape differs from its page's moves the entries below it.
+    const auto& image = m_thumbnails[index];
+    const std::optional<Size>& shape = m_thumbnailShapes[index];
+    bool reshaped = image && image->bitmap &&
+                    (!shape || static_cast<int64_t>(image->bitmap->Width()) * shape->height !=
+                                   static_cast<int64_t>(image->bitmap->Height()) * shape->width);
+    if (index < kThumbnailsShownAtOnce || done || reshaped) {
         UpdateThumbnailScrollbar();
-        gtk_widget_queue_draw(m_widgets->thumbnailPanel);
     }
+    gtk_widget_queue_draw(m_widgets->thumbnailPanel);
     if (done) {
         NVR_LOG_DEBUG("Loaded {} thumbnails", m_thumbnails.size());
     }
@@ -146,24 +171,30 @@ void PreviewWindow::PaintThumbnails(void* context) {
     cairo_set_source_rgb(cr, 1.0, 1.0, 1.0);
     cairo_paint(cr);
 
-    ThumbnailLayout layout = LayoutOf(m_thumbnails, client.width);
+    ThumbnailLayout layout = ThumbnailColumn();
     int painted = 0;
     for (const preview::ThumbnailSlot& slot : layout.Slots()) {
         int32_t top = slot.top - m_thumbnailScroll;
         if (top + slot.height + preview::kThumbLabelBand < 0 || top >= client.height) {
             continue;
         }
-        bool current = slot.page == m_currentPage;
-        const docmgr::PageImage& image = *m_thumbnails[slot.page - 1];
-
-        cairo_save(cr);
-        cairo_translate(cr, slot.x, top);
-        cairo_scale(cr, static_cast<double>(slot.width) / image.bitmap->Width(),
-                    static_cast<double>(slot.height) / image.bitmap->Height());
-        cairo_set_source_surface(cr, image.bitmap->Surface(), 0, 0);
-        cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_GOOD);
-        cairo_paint(cr);
-        cairo_restore(cr);
+        bool current = slot.page == m_model.Page();
+        const auto& image = m_thumbnails[slot.page - 1];
+        if (image && image->bitmap) {
+            cairo_save(cr);
+            cairo_translate(cr, slot.x, top);
+            cairo_scale(cr, static_cast<double>(slot.width) / image->bitmap->Width(),
+                        static_cast<double>(slot.height) / image->bitmap->Height());
+            cairo_set_source_surface(cr, image->bitmap->Surface(), 0, 0);
+            cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_GOOD);
+            cairo_paint(cr);
+            cairo_restore(cr);
+        } else {
+            // Still to come: the page's place, in grey.
+            SetRgb(cr, 235, 235, 235);
+            cairo_rectangle(cr, slot.x, top, slot.width, slot.height);
+            cairo_fill(cr);
+        }
 
         current ? SetRgb(cr, 0, 120, 215) : SetRgb(cr, 200, 200, 200);
         double pen = current ? 3.0 : 1.0;
@@ -185,7 +216,7 @@ void PreviewWindow::UpdateThumbnailScrollbar() {
     }
     Widgets& w = *m_widgets;
     Size client = AllocatedSize(w.thumbnailPanel);
-    ThumbnailLayout layout = LayoutOf(m_thumbnails, client.width);
+    ThumbnailLayout layout = ThumbnailColumn();
     m_thumbnailContentHeight = layout.ContentHeight();
     bool visible = gtk_widget_get_visible(w.thumbnailScrollbar);
     bool wanted = m_thumbnailContentHeight > client.height;
@@ -230,7 +261,7 @@ void PreviewWindow::ScrollThumbnailsToPage(uint64_t pageNumber) {
         return;
     }
     Size client = AllocatedSize(m_widgets->thumbnailPanel);
-    ThumbnailLayout layout = LayoutOf(m_thumbnails, client.width);
+    ThumbnailLayout layout = ThumbnailColumn();
     int32_t target = layout.ScrollForPage(pageNumber, client.height);
     SetThumbnailScroll(target);
     gtk_widget_queue_draw(m_widgets->thumbnailPanel);
@@ -238,15 +269,14 @@ void PreviewWindow::ScrollThumbnailsToPage(uint64_t pageNumber) {
 }
 
 int32_t PreviewWindow::GetThumbnailYPosition(uint64_t index) {
-    return LayoutOf(m_thumbnails, AllocatedSize(m_widgets->thumbnailPanel).width).TopOfEntry(index);
+    return ThumbnailColumn().TopOfEntry(index);
 }
 
 uint64_t PreviewWindow::GetThumbnailAtPosition(int32_t y) {
     if (m_thumbnails.empty()) {
         return 0;
     }
-    return LayoutOf(m_thumbnails, AllocatedSize(m_widgets->thumbnailPanel).width)
-        .PageAt(y, m_thumbnailScroll);
+    return ThumbnailColumn().PageAt(y, m_thumbnailScroll);
 }
 
 void PreviewWindow::OnThumbnailClick(int32_t, int32_t y) {

@@ -125,6 +125,17 @@ gboolean OnPrimaryButton(const GdkEventButton* event, OnDown down, OnUp up) {
     return TRUE;
 }
 
+// Gives the keyboard to a window once it is on the screen, as a window manager gives it to a
+// window that opens; asking before it is mapped would be refused.
+inline void TakeKeysWhenShown(GtkWidget* window) {
+    g_signal_connect(window, "map-event",
+                     G_CALLBACK(+[](GtkWidget* shown, GdkEvent*, gpointer) -> gboolean {
+                         gtk_window_present(GTK_WINDOW(shown));
+                         return FALSE;
+                     }),
+                     nullptr);
+}
+
 // The size of a widget's drawing area.
 inline preview::Size AllocatedSize(GtkWidget* widget) {
     return {gtk_widget_get_allocated_width(widget), gtk_widget_get_allocated_height(widget)};

@@ -108,8 +108,9 @@ int32_t PreviewWindow::ShowPreview(docmgr::DocFilePageMgr* pageManager,
     m_printerName = printerName;
     m_settings = settings;
     m_printCallback = std::move(printCallback);
-    m_currentPage = 1;
-    m_zoom = 1.0;
+    m_model = preview::PreviewModel();
+    m_model.SetPageCount(pageManager != nullptr ? pageManager->m_pageCount : 0);
+    m_model.Observe([this](unsigned changes) { OnModelChanged(changes); });
     m_result = PreviewClosed;
     m_running = true;
 
@@ -117,6 +118,9 @@ int32_t PreviewWindow::ShowPreview(docmgr::DocFilePageMgr* pageManager,
         NVR_LOG_ERROR("Failed to create preview window");
         return PreviewFailed;
     }
+    // The keys go to the page view from the start; the window takes the keyboard when shown.
+    gtk_widget_grab_focus(m_widgets->mainView);
+    TakeKeysWhenShown(m_widgets->frame);
     gtk_widget_show_all(m_widgets->frame);
     gtk_widget_hide(m_widgets->hScrollbar);
     gtk_widget_hide(m_widgets->vScrollbar);
@@ -130,6 +134,8 @@ int32_t PreviewWindow::ShowPreview(docmgr::DocFilePageMgr* pageManager,
         g_main_loop_run(m_widgets->loop);
     }
     NVR_LOG_DEBUG("Message loop exited, destroying window (result={})", m_result);
+    m_print.reset();
+    m_closeAfterPrint = false;
     m_widgets.reset();
     m_currentImage.reset();
     m_nextImage.reset();
@@ -208,6 +214,9 @@ void PreviewWindow::CreateToolbar() {
         GtkWidget* image = icon ? gtk_image_new_from_surface(icon.get()) : nullptr;
         GtkToolItem* item = gtk_tool_button_new(image, button.text);
         gtk_tool_item_set_is_important(item, TRUE);
+        // A click does not take the keys from the page: Enter and Space never press a button
+        // the person did not choose.
+        gtk_widget_set_can_focus(gtk_bin_get_child(GTK_BIN(item)), FALSE);
         if (button.tooltip != nullptr) {
             gtk_tool_item_set_tooltip_text(item, button.tooltip);
         }
@@ -275,8 +284,8 @@ void PreviewWindow::UpdateStatusBar() {
         return;
     }
     Widgets& w = *m_widgets;
-    std::string pageText = preview::PageStatusText(m_currentPage, m_pageManager->m_pageCount);
-    std::string zoomText = preview::ZoomStatusText(m_zoom);
+    std::string pageText = preview::PageStatusText(m_model.Current(), m_model.Count());
+    std::string zoomText = preview::ZoomStatusText(m_model.Zoom());
     preview::StatusParts parts = preview::StatusPartEdges(
         gtk_widget_get_allocated_width(w.statusBar), TextWidth(w.statusPage, pageText),
         TextWidth(w.statusZoom, zoomText));
@@ -289,6 +298,20 @@ void PreviewWindow::UpdateStatusBar() {
 }
 
 void PreviewWindow::OnClose() {
+    if (SendingPrint()) {
+        // A job being sent is never cut off: the window closes once it has ended.
+        if (!m_closeAfterPrint) {
+            NVR_LOG_INFO("The preview closes once the document has been sent");
+            m_closeAfterPrint = true;
+            gtk_window_set_title(
+                GTK_WINDOW(m_widgets->frame),
+                ("Print Preview - " + m_documentName + " (closing once the document has been sent)")
+                    .c_str());
+        }
+        return;
+    }
+    // A printer still being asked or a print dialog still open ends with the window.
+    m_print.reset();
     NVR_LOG_INFO("User closed preview");
     m_result = PreviewClosed;
     m_running = false;

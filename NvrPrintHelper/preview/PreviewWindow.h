@@ -8,6 +8,8 @@
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
+#include "NvrPrintHelper/preview/PreviewModel.h"
+#include "NvrPrintHelper/preview/ThumbnailLayout.h"
 #include "NvrPrintHelper/preview/ZoomMath.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
@@ -23,14 +25,26 @@ enum PreviewResult : int32_t {
     PreviewFailed = 2,   // the window could not be made
 };
 
-// Prints the document from the preview: the owner window, the printer chosen and its
-// validated settings (either may be empty). True when the document was printed.
+// What the person chose in the print dialog.
+struct PrintChoice {
+    std::string printerName;            // the printer picked; empty keeps the job's
+    const DEVMODEW* devMode = nullptr;  // its validated settings, valid during the call, or null
+    std::string outputFile;             // a file for the job's PDF instead of the printer
+};
+
+// Hears on the main thread whether the document was printed.
+using PrintFinished = std::function<void(bool printed)>;
+
+// Starts printing the document from the preview over the owner window and returns; finished
+// hears the result. False, and finished is not called, when the print could not start.
 using PrintCallback =
-    std::function<bool(void* owner, const std::string& printerName, const DEVMODEW* devMode)>;
+    std::function<bool(void* owner, const PrintChoice& choice, PrintFinished finished)>;
 
 // The preview: a window with a toolbar, the thumbnail strip, the page view and a status
 // bar. It shows the logical pages as the document manager renders them; the job settings
-// only fill in the print dialog. Everything runs on the main thread.
+// fill in the print dialog. Everything runs on the main thread, in one main loop: asking
+// the printer, the print dialog and the print itself are steps of that loop, so the window
+// keeps answering throughout.
 class PreviewWindow {
 public:
     // The printers are the ones the print dialog offers and checks its settings with.
@@ -65,9 +79,19 @@ private:
     void OnCommand(int32_t id);
     bool OnFrameKeyDown(unsigned key);
     void OnPrint();
+    // The steps of a print after the Print command (PreviewPrint.cpp).
+    struct PrintFlow;
+    void ShowPrintDialog();
+    void OnPrintDialogResponse(int response);
+    void PrintChosen(bool haveSettings);
+    void OnPrintFinished(bool printed);
+    bool Printing() const { return m_print != nullptr; }
+    // A job is being sent: the print has passed the dialog.
+    bool SendingPrint() const;
 
     // Thumbnail strip.
     void LoadThumbnails();
+    preview::ThumbnailLayout ThumbnailColumn() const;
     bool LoadNextThumbnail();
     void PaintThumbnails(void* cairo);
     void UpdateThumbnailScrollbar();
@@ -102,14 +126,16 @@ private:
     void NavigateToPage(size_t page);
     // The previous, next, first or last page; nothing past either end. The toolbar, the
     // page view and the strip all step this way.
-    enum class PageStep { Previous, Next, First, Last };
+    using PageStep = preview::PageStep;
     void StepPage(PageStep step);
+    // What each view does when the model changes.
+    void OnModelChanged(unsigned changes);
+    // Keys that need the page's picture wait for it.
+    void ReplayWaitingKeys();
     preview::Size GetScaledImageSize();
     preview::Size MainViewClientSize() const;
     void ClampMainViewScroll();
     void SetMainViewScroll(preview::Scroll scroll);
-    void SetZoomState(const preview::ZoomState& state);
-    void AfterZoomChange();
 
     platform::PrintSystem& m_printers;
     platform::Display& m_display;
@@ -119,12 +145,16 @@ private:
     std::string m_documentName;
     std::string m_printerName;
     PrintCallback m_printCallback;
-    uint64_t m_currentPage = 1;
-    double m_zoom = 1.0;
-    int32_t m_scrollX = 0;
-    int32_t m_scrollY = 0;
+    preview::PreviewModel m_model;
+    std::vector<unsigned> m_waitingKeys;
+    // The print under way, from the Print command to the job's end; null when none is.
+    std::shared_ptr<PrintFlow> m_print;
+    // A close that came while a job was being sent: the window closes when it has ended.
+    bool m_closeAfterPrint = false;
     std::vector<std::shared_ptr<docmgr::PageImage>> m_thumbnails;
     size_t m_thumbnailsRequested = 0;
+    // Each page's proportions, known before its picture.
+    std::vector<std::optional<preview::Size>> m_thumbnailShapes;
     int32_t m_thumbnailScroll = 0;
     int32_t m_thumbnailContentHeight = 0;
     bool m_dragging = false;

@@ -4,6 +4,7 @@
 
 #include "SystemServices/Display.h"
 #include "SystemServices/Notice.h"
+#include "platform/MainLoopTask.h"
 
 namespace nvrprint::platform {
 namespace {
@@ -29,12 +30,30 @@ public:
     explicit SystemNoticePresenter(Display& display) : m_display(display) {}
 
     void Show(const std::string& title, const std::string& text, NoticeKind kind) override {
+        if (!OnMainThread()) {
+            // Windows belong to the main thread, which is running its loop while another thread
+            // works: the notice is shown from there, and this thread goes on.
+            RunOnMainLoop([this, title, text, kind] { Show(title, text, kind); });
+            return;
+        }
         if (!m_display.Open()) {
             std::fprintf(stderr, "[%s] %s\n", title.c_str(), text.c_str());
             std::fflush(stderr);
             return;
         }
         GtkMessageType type = kind == NoticeKind::Error ? GTK_MESSAGE_ERROR : GTK_MESSAGE_INFO;
+        if (g_main_depth() > 0) {
+            // Inside the main loop (the preview's): the notice is one more window of that loop,
+            // and the loop goes on serving the others.
+            GtkWidget* dialog =
+                gtk_message_dialog_new(ShownWindow(), GTK_DIALOG_DESTROY_WITH_PARENT, type,
+                                       GTK_BUTTONS_OK, "%s", text.c_str());
+            gtk_window_set_title(GTK_WINDOW(dialog), title.c_str());
+            g_signal_connect(dialog, "response", G_CALLBACK(gtk_widget_destroy), nullptr);
+            gtk_widget_show(dialog);
+            return;
+        }
+        // No loop runs yet or any more: the notice runs its own and returns when closed.
         GtkWidget* dialog = gtk_message_dialog_new(ShownWindow(), GTK_DIALOG_MODAL, type,
                                                    GTK_BUTTONS_OK, "%s", text.c_str());
         gtk_window_set_title(GTK_WINDOW(dialog), title.c_str());

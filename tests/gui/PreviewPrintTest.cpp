@@ -67,8 +67,9 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayoutAndNoD
         ASSERT_TRUE(session.Open({"-interactive", doc, (*s_stack).*c.named})) << session.Log();
         // A dialog cancelled first prints nothing, and the preview goes on.
         OpenPrintDialog(session);
+        session.X().Screenshot("print-dialog-over-preview");
         session.X().Key("Escape");
-        ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 0"));
+        ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 0")) << session.Log();
         // The person picks the queue by typing its name in the printer list, closes the list's
         // search field, gives the keys back to the tabs, and on Page Setup may ask two-sided.
         OpenPrintDialog(session);
