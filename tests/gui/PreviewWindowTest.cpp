@@ -93,6 +93,35 @@ TEST(PreviewWindowTest, ToolbarStripKeysWheelDragsAndTypedZoomDriveThePage) {
     EXPECT_TRUE(s.WaitForLog("User cancelled"));
 }
 
+// A long document as it opens: the keys work before the pointer comes to the window, the
+// toolbar never takes them, and the strip has its whole length while it still fills.
+TEST(PreviewWindowTest, KeysWorkAtOnceAndTheStripReachesItsEndWhileFilling) {
+    PreviewSession s;
+    const std::string doc = s.Work().File("long.pdf");
+    MakePdf(doc, std::vector<FixturePage>(350, kLetter));
+    ASSERT_TRUE(s.Open({"-interactive", doc})) << s.Log();
+    // The pointer is away in the screen's corner, as after starting the program from a menu.
+    // End goes to the last page and scrolls the strip to its last picture, which lies below
+    // 349 Letter pictures with their labels, whether or not they are drawn yet.
+    s.X().MoveTo(s.Window(), -s.Part("view").x + 5 - 400, -400);
+    s.X().Key("End");
+    EXPECT_TRUE(s.WaitForStatus("Page 350 of 350")) << s.LatestStatus();
+    EXPECT_TRUE(s.WaitForLog("Scrolled to page 350 at y=" + std::to_string(15 + 349 * (207 + 45))))
+        << s.Log().substr(s.Log().rfind("Scrolled to page"), 80);
+    s.X().Key("Home");
+    s.X().Key("Next");
+    EXPECT_TRUE(s.WaitForStatus("Page 2 of 350")) << s.LatestStatus();
+    // A button clicked keeps no keys: Space and Enter do not press it again.
+    s.ClickButton("Next");
+    ASSERT_TRUE(s.WaitForStatus("Page 3 of 350"));
+    for (const char* key : {"space", "Return", "Prior"})
+        s.X().Key(key);
+    EXPECT_TRUE(s.WaitForStatus("Page 2 of 350")) << s.LatestStatus();
+    s.X().Key("End");
+    s.X().Screenshot("preview-strip-end");
+    EXPECT_EQ(s.CloseAndWait(), 0);
+}
+
 TEST(PreviewWindowTest, EmbeddedPreviewSettingOrStandardInputOpensTheWindow) {
     ScratchDir work;
     const std::string embedded = work.File("embedded.pdf");
