@@ -1,12 +1,14 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/IppDevMode.h"
 #include "NvrPrintUtils/PrinterSession.h"
+#include "SystemServices/JobPdf/SheetGeometry.h"
 
 // The printing services of the operating system: printers, their settings, and jobs.
 namespace nvrprint::platform {
@@ -22,6 +24,9 @@ public:
     virtual std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW* devMode,
                                                                    SheetLayout layout,
                                                                    int* error) = 0;
+    // The sheet CreatePrintDevice would make for the DEVMODE, the same way: what the job's
+    // pages are placed on. None when the DEVMODE is null or the printer does not answer.
+    virtual std::optional<SheetGeometry> SheetFor(const DEVMODEW* devMode) = 0;
 };
 
 class PrintSystem {

@@ -27,6 +27,12 @@ struct PhysicalPage {
     std::vector<uint64_t> logicalPages;
 };
 
+// The cells of one side of an N-up sheet, one for each of its pages in drawing order: the
+// printable area split into the grid for pagesPerSheet, filled across and then down. Device
+// pixels from the printable area's top-left corner; the pages are fitted into them.
+std::vector<PageCell> CellsOnSide(int32_t pagesPerSheet, int printableWidth, int printableHeight,
+                                  size_t pagesOnSide);
+
 // How a print reads the program's share of the job settings.
 struct PrintJobSettingsView {
     const nvrprint::PrintJobSettings& settings;
@@ -95,6 +101,13 @@ public:
     bool GetPageSizePoints(size_t pageNumber, double* width, double* height);
 
     std::vector<PhysicalPage> BuildPhysicalPageList(size_t totalPages) const;
+    // The sides one copy of the print comes out as, in the order they print: the first copy
+    // of the job, with the blank back that closes it where a two-sided copy ends on a front
+    // side and more copies follow. Pages count from 0.
+    std::vector<PhysicalPage> SheetSidesOfOneCopy(size_t totalPages) const;
+    // How a print places the pages of a side: fitted into the cells of CellsOnSide, at
+    // natural size from the printable area's corner, or each on a sheet of its own size.
+    PageCell::Fit SideFit() const;
     // Places the logical pages of one side into the cells of the N-up grid.
     bool RenderNUpPage(PrintDevice* device, const PhysicalPage& page);
     // One side of the physical page list: its logical pages, or nothing on a blank back.
@@ -153,6 +166,8 @@ private:
     // at natural size on the job's paper or on a sheet of its own size, or the program's
     // layout fitted into the grid's cells.
     PageCell::Fit PlanSides(uint64_t pageCount, std::vector<PhysicalPage>* sides) const;
+    // One copy's sides before anything closes or repeats them.
+    std::vector<PhysicalPage> SidesInOrder(size_t totalPages) const;
     // One side from StartPage to EndPage; a failure aborts the job. number counts from 1.
     bool PrintSide(PrintDevice* device, const PhysicalPage& side, PageCell::Fit fit,
                    uint64_t number);

@@ -36,25 +36,30 @@ Grid GridFor(int32_t pagesPerSheet) {
 }
 
 // On two-sided paper a copy must not share a sheet with the next: a copy that ends on a
-// front side is closed by a blank back. Uncollated copies repeat whole sheets. A blank back
+// front side is closed by a blank back.
+std::vector<PhysicalPage> ClosedCopy(const std::vector<PhysicalPage>& base) {
+    std::vector<PhysicalPage> copy = base;
+    if (copy.size() % 2 != 0) {
+        copy.push_back(PhysicalPage{});
+    }
+    return copy;
+}
+
+// Copies on two-sided paper, each closed; uncollated copies repeat whole sheets. A blank back
 // at the very end of the job is left out, as the printer ends the sheet anyway.
 std::vector<PhysicalPage> TwoSidedCopies(const std::vector<PhysicalPage>& base, int copies,
                                          bool collate) {
+    const std::vector<PhysicalPage> closed = ClosedCopy(base);
     std::vector<PhysicalPage> result;
-    const PhysicalPage blank;
     if (collate) {
         for (int copy = 0; copy < copies; ++copy) {
-            result.insert(result.end(), base.begin(), base.end());
-            if (base.size() % 2 != 0) {
-                result.push_back(blank);
-            }
+            result.insert(result.end(), closed.begin(), closed.end());
         }
     } else {
-        for (size_t front = 0; front < base.size(); front += 2) {
-            const PhysicalPage& back = front + 1 < base.size() ? base[front + 1] : blank;
+        for (size_t front = 0; front < closed.size(); front += 2) {
             for (int copy = 0; copy < copies; ++copy) {
-                result.push_back(base[front]);
-                result.push_back(back);
+                result.push_back(closed[front]);
+                result.push_back(closed[front + 1]);
             }
         }
     }
@@ -77,39 +82,64 @@ void PostPrintProgress(WindowHandle window, uint64_t done, uint64_t total) {
     }
 }
 
+std::vector<PageCell> CellsOnSide(int32_t pagesPerSheet, int printableWidth, int printableHeight,
+                                  size_t pagesOnSide) {
+    const Grid grid = GridFor(pagesPerSheet);
+    PageCell cell;
+    cell.fit = PageCell::FitCell;
+    cell.width = printableWidth / grid.columns;
+    cell.height = printableHeight / grid.rows;
+    std::vector<PageCell> cells;
+    for (size_t i = 0; i < pagesOnSide; ++i) {
+        cell.x = static_cast<int>(i) % grid.columns * cell.width;
+        cell.y = static_cast<int>(i) / grid.columns * cell.height;
+        cells.push_back(cell);
+    }
+    return cells;
+}
+
+// The sides of one copy, without what closes it: the pages in the program's order, a
+// sheet side's worth at a time.
+std::vector<PhysicalPage> DocFilePageMgr::SidesInOrder(size_t totalPages) const {
+    const int32_t perSheet = std::max(m_printJobSettings.PagesPerSheet, 1);
+    std::vector<uint64_t> order(totalPages);
+    std::iota(order.begin(), order.end(), uint64_t{0});
+    if (m_printJobSettings.bReversePages) {
+        std::reverse(order.begin(), order.end());
+        NVR_LOG_DEBUG("Reversed page order");
+    }
+    std::vector<PhysicalPage> sides;
+    for (size_t start = 0; start < order.size(); start += static_cast<size_t>(perSheet)) {
+        const size_t end = std::min(order.size(), start + static_cast<size_t>(perSheet));
+        sides.push_back(PhysicalPage{{order.begin() + static_cast<std::ptrdiff_t>(start),
+                                      order.begin() + static_cast<std::ptrdiff_t>(end)}});
+    }
+    NVR_LOG_DEBUG("{} sides from {} logical pages, {} per side", sides.size(), totalPages,
+                  perSheet);
+    return sides;
+}
+
+std::vector<PhysicalPage> DocFilePageMgr::SheetSidesOfOneCopy(size_t totalPages) const {
+    if (SideFit() != PageCell::FitCell) {
+        std::vector<PhysicalPage> sides;
+        PlanSides(totalPages, &sides);
+        return sides;
+    }
+    const PrintJobSettingsView view{m_printJobSettings};
+    const std::vector<PhysicalPage> base = SidesInOrder(totalPages);
+    return view.TwoSided() && view.Copies() > 1 ? ClosedCopy(base) : base;
+}
+
 std::vector<PhysicalPage> DocFilePageMgr::BuildPhysicalPageList(size_t totalPages) const {
-    const int32_t perSheet = m_printJobSettings.PagesPerSheet;
-    const bool reverse = m_printJobSettings.bReversePages;
     const PrintJobSettingsView view{m_printJobSettings};
     const int copies = view.Copies();
     const bool collate = view.Collated();
     NVR_LOG_INFO(
         "Building physical page list: totalPages={}, PagesPerSheet={}, Reverse={}, "
         "Copies={}, Collate={}",
-        totalPages, perSheet, reverse, copies, collate);
-
-    std::vector<uint64_t> order(totalPages);
-    std::iota(order.begin(), order.end(), uint64_t{0});
-    if (reverse) {
-        std::reverse(order.begin(), order.end());
-        NVR_LOG_DEBUG("Reversed page order");
-    }
-
-    std::vector<PhysicalPage> base;
-    if (perSheet < 2) {
-        for (uint64_t index : order) {
-            base.push_back(PhysicalPage{{index}});
-        }
-    } else {
-        NVR_LOG_DEBUG("N-up with {} pages per sheet", perSheet);
-        for (size_t start = 0; start < order.size(); start += static_cast<size_t>(perSheet)) {
-            size_t end = std::min(order.size(), start + static_cast<size_t>(perSheet));
-            base.push_back(PhysicalPage{{order.begin() + static_cast<std::ptrdiff_t>(start),
-                                         order.begin() + static_cast<std::ptrdiff_t>(end)}});
-        }
-        NVR_LOG_DEBUG("Created {} base physical pages from {} logical pages", base.size(),
-                      totalPages);
-    }
+        totalPages, m_printJobSettings.PagesPerSheet, m_printJobSettings.bReversePages, copies,
+        collate);
+    const std::vector<PhysicalPage> base = SidesInOrder(totalPages);
 
     if (copies < 2) {
         return base;
@@ -154,20 +184,13 @@ bool DocFilePageMgr::RenderNUpPage(PrintDevice* device, const PhysicalPage& page
     const int pageHeight = device->GetDeviceCaps(VERTRES);
     NVR_LOG_DEBUG("Rendering {} logical pages on physical page ({}x{})", page.logicalPages.size(),
                   pageWidth, pageHeight);
-    const Grid grid = GridFor(m_printJobSettings.PagesPerSheet);
-    PageCell cell;
-    cell.fit = PageCell::FitCell;
-    cell.width = pageWidth / grid.columns;
-    cell.height = pageHeight / grid.rows;
-
+    const std::vector<PageCell> cells = CellsOnSide(m_printJobSettings.PagesPerSheet, pageWidth,
+                                                    pageHeight, page.logicalPages.size());
     for (size_t i = 0; i < page.logicalPages.size(); ++i) {
         const uint64_t logical = page.logicalPages[i];
-        const int row = static_cast<int>(i) / grid.columns;
-        const int column = static_cast<int>(i) % grid.columns;
-        cell.x = column * cell.width;
-        cell.y = row * cell.height;
-        NVR_LOG_VERBOSE("Rendering logical page {} at position ({},{})", logical + 1, row, column);
-        if (!OnPlacePage(device, static_cast<size_t>(logical), cell)) {
+        NVR_LOG_VERBOSE("Rendering logical page {} at ({},{})", logical + 1, cells[i].x,
+                        cells[i].y);
+        if (!OnPlacePage(device, static_cast<size_t>(logical), cells[i])) {
             NVR_LOG_ERROR("Failed to render logical page {}", logical + 1);
             return false;
         }
@@ -175,28 +198,37 @@ bool DocFilePageMgr::RenderNUpPage(PrintDevice* device, const PhysicalPage& page
     return true;
 }
 
+PageCell::Fit DocFilePageMgr::SideFit() const {
+    if (!LaysOutSheets()) {
+        return PageCell::WholeSheet;
+    }
+    return PrintJobSettingsView{m_printJobSettings}.Transformed() ? PageCell::FitCell
+                                                                  : PageCell::NaturalSize;
+}
+
 PageCell::Fit DocFilePageMgr::PlanSides(uint64_t pageCount,
                                         std::vector<PhysicalPage>* sides) const {
     const PrintJobSettingsView view{m_printJobSettings};
-    if (LaysOutSheets() && view.Transformed()) {
+    const PageCell::Fit fit = SideFit();
+    if (fit == PageCell::FitCell) {
         NVR_LOG_INFO(
             "Applying application-level transformations (N-up: {}, Reverse: {}, Copies: "
             "{}, Collate: {})",
             m_printJobSettings.PagesPerSheet, m_printJobSettings.bReversePages, view.Copies(),
             view.Collated());
         *sides = BuildPhysicalPageList(static_cast<size_t>(pageCount));
-        return PageCell::FitCell;
+        return fit;
     }
     sides->clear();
     for (uint64_t i = 0; i < pageCount; ++i) {
         sides->push_back(PhysicalPage{{i}});
     }
-    if (LaysOutSheets()) {
+    if (fit == PageCell::NaturalSize) {
         NVR_LOG_DEBUG("Standard page-by-page rendering");
-        return PageCell::NaturalSize;
+    } else {
+        NVR_LOG_DEBUG("Every page on a sheet of its own size: {} page(s)", pageCount);
     }
-    NVR_LOG_DEBUG("Every page on a sheet of its own size: {} page(s)", pageCount);
-    return PageCell::WholeSheet;
+    return fit;
 }
 
 bool DocFilePageMgr::PrintSide(PrintDevice* device, const PhysicalPage& side, PageCell::Fit fit,

@@ -507,4 +507,27 @@ bool PdfSheetWriter::Finish(std::string* reason) {
     return !s.SinkFailed(reason);
 }
 
+bool PlaceInCell(PdfSheetWriter& writer, const SheetGeometry& sheet, double sheetWidth,
+                 double sheetHeight, const docmgr::VectorPage& page, const docmgr::PageCell& cell,
+                 std::string* reason) {
+    switch (cell.fit) {
+        case docmgr::PageCell::NaturalSize: {
+            // The corner alone: the page keeps its size, under the sheet's scale.
+            const PointRect corner = DeviceToPoints(sheet, cell.x, cell.y, 0, 0);
+            return writer.PlacePageAtScale(page.pdfPath, page.pageIndex, corner.x, corner.y,
+                                           sheet.scale, reason);
+        }
+        case docmgr::PageCell::FitCell: {
+            const PointRect r = DeviceToPoints(sheet, cell.x, cell.y, cell.width, cell.height);
+            return writer.PlacePage(page.pdfPath, page.pageIndex, r.x, r.y, r.width, r.height,
+                                    reason);
+        }
+        case docmgr::PageCell::WholeSheet:
+            return writer.PlacePage(page.pdfPath, page.pageIndex, 0.0, 0.0, sheetWidth, sheetHeight,
+                                    reason);
+    }
+    *reason = "the cell names no way of placing the page";
+    return false;
+}
+
 }  // namespace nvrprint::platform

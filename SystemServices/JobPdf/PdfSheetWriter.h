@@ -5,6 +5,9 @@
 #include <memory>
 #include <string>
 
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+#include "SystemServices/JobPdf/SheetGeometry.h"
+
 namespace nvrprint::platform {
 
 // Writes the PDF of a print job sheet by sheet, as it goes: each finished sheet, with what
@@ -47,5 +50,13 @@ private:
     struct State;
     std::unique_ptr<State> m_state;
 };
+
+// Places a page on the writer's open sheet, sheetWidth by sheetHeight points, where a print
+// device's cell says: the cell's device pixels become points on the sheet geometry, and the
+// page is fitted into them, set at its natural size times the sheet's scale, or fitted to the
+// whole sheet. False, with the reason, as PlacePage.
+bool PlaceInCell(PdfSheetWriter& writer, const SheetGeometry& sheet, double sheetWidth,
+                 double sheetHeight, const docmgr::VectorPage& page, const docmgr::PageCell& cell,
+                 std::string* reason);
 
 }  // namespace nvrprint::platform

@@ -1,5 +1,7 @@
 #include "SystemServices/JobPdf/SheetGeometry.h"
 
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+
 #include <cmath>
 #include <utility>
 
@@ -47,6 +49,29 @@ PointRect DeviceToPoints(const SheetGeometry& sheet, int x, int y, int width, in
     r.height = height * sheet.scale * sy;
     r.y = sheet.heightPoints - (sheet.offsetY + y * sheet.scale) * sy - r.height;
     return r;
+}
+
+int SheetDeviceCaps(const SheetGeometry& sheet, int index) {
+    switch (index) {
+        case docmgr::HORZRES:
+            return sheet.printableWidth;
+        case docmgr::VERTRES:
+            return sheet.printableHeight;
+        case docmgr::LOGPIXELSX:
+            return sheet.dpiX;
+        case docmgr::LOGPIXELSY:
+            return sheet.dpiY;
+        case docmgr::PHYSICALWIDTH:
+            return sheet.physicalWidth;
+        case docmgr::PHYSICALHEIGHT:
+            return sheet.physicalHeight;
+        case docmgr::PHYSICALOFFSETX:
+            return sheet.offsetX;
+        case docmgr::PHYSICALOFFSETY:
+            return sheet.offsetY;
+        default:
+            return 0;
+    }
 }
 
 }  // namespace nvrprint::platform

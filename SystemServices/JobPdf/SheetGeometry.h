@@ -48,4 +48,7 @@ struct PointRect {
 // with the sheet's scale applied.
 PointRect DeviceToPoints(const SheetGeometry& sheet, int x, int y, int width, int height);
 
+// What a device context on this sheet answers to GetDeviceCaps; 0 for an index it lacks.
+int SheetDeviceCaps(const SheetGeometry& sheet, int index);
+
 }  // namespace nvrprint::platform

@@ -57,26 +57,7 @@ CupsPrintDevice::~CupsPrintDevice() {
 }
 
 int CupsPrintDevice::GetDeviceCaps(int index) const {
-    switch (index) {
-        case HORZRES:
-            return m_sheet.printableWidth;
-        case VERTRES:
-            return m_sheet.printableHeight;
-        case LOGPIXELSX:
-            return m_sheet.dpiX;
-        case LOGPIXELSY:
-            return m_sheet.dpiY;
-        case PHYSICALWIDTH:
-            return m_sheet.physicalWidth;
-        case PHYSICALHEIGHT:
-            return m_sheet.physicalHeight;
-        case PHYSICALOFFSETX:
-            return m_sheet.offsetX;
-        case PHYSICALOFFSETY:
-            return m_sheet.offsetY;
-        default:
-            return 0;
-    }
+    return SheetDeviceCaps(m_sheet, index);
 }
 
 int CupsPrintDevice::Fail(int error, const std::string& what) {
@@ -176,26 +157,8 @@ bool CupsPrintDevice::PlacePage(const VectorPage& page, const PageCell& cell) {
         return false;
     }
     std::string reason;
-    bool placed = false;
-    switch (cell.fit) {
-        case PageCell::NaturalSize: {
-            // The corner alone: the page keeps its size, under the sheet's scale.
-            const PointRect corner = DeviceToPoints(m_sheet, cell.x, cell.y, 0, 0);
-            placed = m_writer->PlacePageAtScale(page.pdfPath, page.pageIndex, corner.x, corner.y,
-                                                m_sheet.scale, &reason);
-            break;
-        }
-        case PageCell::FitCell: {
-            const PointRect r = DeviceToPoints(m_sheet, cell.x, cell.y, cell.width, cell.height);
-            placed = m_writer->PlacePage(page.pdfPath, page.pageIndex, r.x, r.y, r.width, r.height,
-                                         &reason);
-            break;
-        }
-        case PageCell::WholeSheet:
-            placed = m_writer->PlacePage(page.pdfPath, page.pageIndex, 0.0, 0.0, m_pageWidth,
-                                         m_pageHeight, &reason);
-            break;
-    }
+    const bool placed =
+        PlaceInCell(*m_writer, m_sheet, m_pageWidth, m_pageHeight, page, cell, &reason);
     if (!placed) {
         Fail(EIO, fmt::format("Cannot place page {} of {}: {}", page.pageIndex + 1, page.pdfPath,
                               reason));

@@ -62,10 +62,9 @@ nlohmann::json JobAttributes(const CupsDestination& destination, const PrinterCa
 
 }  // namespace
 
-std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
-    std::shared_ptr<CupsDestination> destination, const PrinterCapabilities& caps,
-    const nlohmann::json& ppdOptions, const DEVMODEW& devMode, SheetLayout layout) {
-    const MediaSize media = SheetMedia(*destination, devMode);
+SheetGeometry SheetForDevMode(const CupsDestination& destination, const DEVMODEW& devMode,
+                              MediaSize* mediaOut) {
+    const MediaSize media = SheetMedia(destination, devMode);
     const bool landscape =
         (devMode.dmFields & DM_ORIENTATION) && devMode.dmOrientation == DMORIENT_LANDSCAPE;
     const int dpiX = (devMode.dmFields & DM_PRINTQUALITY) && devMode.dmPrintQuality > 0
@@ -82,7 +81,17 @@ std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
     NVR_LOG_DEBUG("Sheet {} {}: {}x{} pts, printable {}x{} px at {}x{} DPI, scale {}", media.name,
                   landscape ? "landscape" : "portrait", sheet.widthPoints, sheet.heightPoints,
                   sheet.printableWidth, sheet.printableHeight, dpiX, dpiY, sheet.scale);
+    if (mediaOut != nullptr) {
+        *mediaOut = media;
+    }
+    return sheet;
+}
 
+std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
+    std::shared_ptr<CupsDestination> destination, const PrinterCapabilities& caps,
+    const nlohmann::json& ppdOptions, const DEVMODEW& devMode, SheetLayout layout) {
+    MediaSize media;
+    const SheetGeometry sheet = SheetForDevMode(*destination, devMode, &media);
     CupsPrintDevice::JobOptions options =
         JobOptionsFromAttributes(JobAttributes(*destination, caps, ppdOptions, devMode, media),
                                  ReadDriverOptions(&devMode), layout);

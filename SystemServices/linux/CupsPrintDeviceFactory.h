@@ -6,9 +6,15 @@
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "NvrPrintUtils/IppDevMode.h"
+#include "SystemServices/JobPdf/SheetGeometry.h"
 #include "SystemServices/linux/CupsDestination.h"
 
 namespace nvrprint::platform {
+
+// The sheet a job laid out by the DEVMODE is printed on: its paper with the printer's margins
+// for it, orientation, resolution and scale. The medium, with its name, goes to mediaOut.
+SheetGeometry SheetForDevMode(const CupsDestination& destination, const DEVMODEW& devMode,
+                              MediaSize* mediaOut = nullptr);
 
 // A print device for one job on a connected destination, with what the printer said of
 // itself (its capabilities, its PPD's options) already at hand.

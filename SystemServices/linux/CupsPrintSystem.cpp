@@ -104,6 +104,13 @@ public:
         return CreateCupsPrintDevice(m_destination, *caps, PpdOptions(), *devMode, layout);
     }
 
+    std::optional<SheetGeometry> SheetFor(const DEVMODEW* devMode) override {
+        if (devMode == nullptr || Destination() == nullptr) {
+            return std::nullopt;
+        }
+        return SheetForDevMode(*m_destination, *devMode);
+    }
+
 private:
     // The destination with its capabilities read; null, with the cause kept, when it does
     // not answer.

@@ -38,6 +38,9 @@ public:
         }
         return device;
     }
+    std::optional<platform::SheetGeometry> SheetFor(const DEVMODEW*) override {
+        return m_system->sheet;
+    }
 
 private:
     FakePrintSystem* m_system;

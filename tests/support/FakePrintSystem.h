@@ -3,6 +3,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "SystemServices/PrinterServices.h"
@@ -20,6 +21,8 @@ public:
     int32_t validateResult = nvrprint::kIdOk;
     // Makes the print device of a job; none by default.
     std::function<std::unique_ptr<docmgr::PrintDevice>()> makeDevice;
+    // The printer's sheet for any DEVMODE; none by default.
+    std::optional<nvrprint::platform::SheetGeometry> sheet;
     int opens = 0;        // OpenPrinter, found or not
     int validations = 0;  // ValidateDevMode
 

@@ -57,6 +57,18 @@ void MakePdf(const std::string& path, const std::vector<FixturePage>& pages) {
     cairo_surface_destroy(surface);
 }
 
+void MakeMarkedPdf(const std::string& path, int pageCount) {
+    cairo_surface_t* surface = cairo_pdf_surface_create(path.c_str(), 612, 792);
+    cairo_t* cr = cairo_create(surface);
+    for (int i = 0; i < pageCount; ++i) {
+        cairo_rectangle(cr, 40 + 100 * i, 60 + 130 * i, 100, 100);
+        cairo_fill(cr);
+        cairo_show_page(cr);
+    }
+    cairo_destroy(cr);
+    cairo_surface_destroy(surface);
+}
+
 void AddSettingsCarrier(const std::string& in, const std::string& out, const std::string& json,
                         CarrierForm form) {
     QPDF pdf;

@@ -14,6 +14,10 @@ struct FixturePage {
 // their middle, so that renders of them are visibly not blank.
 void MakePdf(const std::string& path, const std::vector<FixturePage>& pages);
 
+// Writes a PDF of letter pages whose only ink is a square that moves across and down with the
+// page's number, so that where each page lands tells which page it is.
+void MakeMarkedPdf(const std::string& path, int pageCount);
+
 // How a test document carries its job settings.
 enum class CarrierForm {
     Literal,           // page 1 /Norvan -> indirect dictionary with a literal string

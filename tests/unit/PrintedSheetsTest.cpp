@@ -29,6 +29,17 @@ std::string Sides(const Calls& calls) {
     return out;
 }
 
+// The same for a list of sides.
+std::string Sides(const std::vector<docmgr::PhysicalPage>& sides) {
+    Calls calls;
+    for (const docmgr::PhysicalPage& side : sides) {
+        for (uint64_t page : side.logicalPages)
+            calls.push_back(fmt::format("Place {} ", page + 1));
+        calls.push_back("EndPage");
+    }
+    return Sides(calls);
+}
+
 struct Job {
     size_t pages;
     int32_t perSheet;
@@ -37,28 +48,30 @@ struct Job {
     int16_t collate;
     int16_t duplex;
     const char* sides;
+    const char* oneCopy;  // the sides of one copy, as the sheet view shows them
 };
 
 }  // namespace
 
-TEST(PrintedSheets, OrderNUpCopiesCollationAndBlankBacks) {
+TEST(PrintedSheets, OrderNUpCopiesCollationAndBlankBacksOfTheJobAndOfOneCopy) {
     const Job jobs[] = {
-        {3, 1, false, 1, -1, -1, "1 | 2 | 3"},
-        {3, 1, true, 1, -1, -1, "3 | 2 | 1"},
-        {7, 4, false, 1, 0, -1, "1,2,3,4 | 5,6,7"},
-        {4, 3, false, -1, 0, -1, "1,2,3 | 4"},
-        {5, 2, true, 2, 0, -1, "5,4 | 5,4 | 3,2 | 3,2 | 1 | 1"},
-        {5, 2, true, 2, 1, -1, "5,4 | 3,2 | 1 | 5,4 | 3,2 | 1"},
-        {3, 1, false, 2, -1, -1, "1 | 1 | 2 | 2 | 3 | 3"},
-        {3, 0, false, 0, 1, -1, "1 | 2 | 3"},
-        {3, 1, false, 3, 1, 1, "1 | 2 | 3 | 1 | 2 | 3 | 1 | 2 | 3"},
+        {3, 1, false, 1, -1, -1, "1 | 2 | 3", "1 | 2 | 3"},
+        {3, 1, true, 1, -1, -1, "3 | 2 | 1", "3 | 2 | 1"},
+        {7, 4, false, 1, 0, -1, "1,2,3,4 | 5,6,7", "1,2,3,4 | 5,6,7"},
+        {4, 3, false, -1, 0, -1, "1,2,3 | 4", "1,2,3 | 4"},
+        {5, 2, true, 2, 0, -1, "5,4 | 5,4 | 3,2 | 3,2 | 1 | 1", "5,4 | 3,2 | 1"},
+        {5, 2, true, 2, 1, -1, "5,4 | 3,2 | 1 | 5,4 | 3,2 | 1", "5,4 | 3,2 | 1"},
+        {3, 1, false, 2, -1, -1, "1 | 1 | 2 | 2 | 3 | 3", "1 | 2 | 3"},
+        {3, 0, false, 0, 1, -1, "1 | 2 | 3", "1 | 2 | 3"},
+        {3, 1, false, 3, 1, 1, "1 | 2 | 3 | 1 | 2 | 3 | 1 | 2 | 3", "1 | 2 | 3"},
         // Two-sided: an odd copy ends on a blank back, except the last of the job.
-        {3, 1, false, 2, 1, 2, "1 | 2 | 3 | - | 1 | 2 | 3"},
-        {3, 1, false, 2, 0, 3, "1 | 2 | 1 | 2 | 3 | - | 3"},
-        {5, 2, false, 2, 1, 2, "1,2 | 3,4 | 5 | - | 1,2 | 3,4 | 5"},
-        {3, 1, true, 2, 1, 2, "3 | 2 | 1 | - | 3 | 2 | 1"},
-        {2, 1, false, 2, 1, 2, "1 | 2 | 1 | 2"},
-        {3, 1, false, 1, 1, 2, "1 | 2 | 3"},
+        {3, 1, false, 2, 1, 2, "1 | 2 | 3 | - | 1 | 2 | 3", "1 | 2 | 3 | -"},
+        {3, 1, false, 2, 0, 3, "1 | 2 | 1 | 2 | 3 | - | 3", "1 | 2 | 3 | -"},
+        {5, 2, false, 2, 1, 2, "1,2 | 3,4 | 5 | - | 1,2 | 3,4 | 5", "1,2 | 3,4 | 5 | -"},
+        {5, 2, true, 2, 0, 2, "5,4 | 3,2 | 5,4 | 3,2 | 1 | - | 1", "5,4 | 3,2 | 1 | -"},
+        {3, 1, true, 2, 1, 2, "3 | 2 | 1 | - | 3 | 2 | 1", "3 | 2 | 1 | -"},
+        {2, 1, false, 2, 1, 2, "1 | 2 | 1 | 2", "1 | 2"},
+        {3, 1, false, 1, 1, 2, "1 | 2 | 3", "1 | 2 | 3"},
     };
     for (const Job& job : jobs) {
         FakeDocument doc(std::vector<FakeDocument::PageSize>(job.pages, {612, 792}));
@@ -71,6 +84,7 @@ TEST(PrintedSheets, OrderNUpCopiesCollationAndBlankBacks) {
         RecordingPrintDevice device;
         ASSERT_TRUE(doc.RenderDocToPrinter("P", "t", &device, nullptr)) << job.sides;
         EXPECT_EQ(Sides(device.calls), job.sides);
+        EXPECT_EQ(Sides(doc.SheetSidesOfOneCopy(job.pages)), job.oneCopy) << job.sides;
         EXPECT_EQ(device.calls.front(), "StartDoc t");
         EXPECT_EQ(device.calls.back(), "EndDoc");
     }
