@@ -84,10 +84,14 @@ void PreviewWindow::LoadCurrentPage() {
     if (m_pageManager == nullptr) {
         return;
     }
-    NVR_LOG_DEBUG("Loading page {}", m_model.Page());
     Widgets& w = *m_widgets;
+    const bool sheets = m_model.ShowsSheets();
+    NVR_LOG_DEBUG("Loading {} {}", sheets ? "sheet" : "page", m_model.Current());
     size_t index = m_model.Page() - 1;
     for (auto* held : {&m_nextImage, &m_previousImage}) {
+        if (sheets) {
+            break;
+        }
         if (*held && (*held)->pageIndex == index) {
             m_currentImage = std::move(*held);
             held->reset();
@@ -107,8 +111,10 @@ void PreviewWindow::LoadCurrentPage() {
 
 void PreviewWindow::FinishLoadingCurrentPage() {
     Widgets& w = *m_widgets;
+    const bool sheets = m_model.ShowsSheets();
     if (!m_currentImage) {
-        m_currentImage = m_pageManager->GetPageImage(m_model.Page(), docmgr::Screen);
+        m_currentImage = sheets ? DrawCurrentSheet()
+                                : m_pageManager->GetPageImage(m_model.Page(), docmgr::Screen);
     }
     m_loading = false;
     if (!m_currentImage) {
@@ -118,7 +124,11 @@ void PreviewWindow::FinishLoadingCurrentPage() {
         gtk_widget_queue_draw(w.mainView);
         return;
     }
-    NVR_LOG_DEBUG("Page {} loaded successfully", m_model.Page());
+    if (sheets) {
+        NVR_LOG_DEBUG("Sheet {} drawn", m_model.Current());
+    } else {
+        NVR_LOG_DEBUG("Page {} loaded successfully", m_model.Page());
+    }
     if (s_fitOnFirstLoad && m_model.Page() == 1) {
         m_model.AskFit();
         s_fitOnFirstLoad = false;
@@ -152,7 +162,8 @@ gboolean PreviewWindow::Handlers::OnPrefetchIdle(gpointer self) {
     PreviewWindow* preview = Self(self);
     preview->m_widgets->prefetchSource = 0;
     uint64_t next = preview->m_model.Page() + 1;
-    if (preview->m_pageManager != nullptr && next <= preview->m_pageManager->m_pageCount &&
+    if (!preview->m_model.ShowsSheets() && preview->m_pageManager != nullptr &&
+        next <= preview->m_pageManager->m_pageCount &&
         !(preview->m_nextImage && preview->m_nextImage->pageIndex == next - 1)) {
         preview->m_nextImage = preview->m_pageManager->GetPageImage(next, docmgr::Screen);
     }
@@ -475,7 +486,8 @@ void PreviewWindow::NavigateToPage(size_t page) {
     }
     NVR_LOG_DEBUG("Navigating to page {}", page);
     m_model.SetPageCount(m_pageManager->m_pageCount);
-    m_model.GoTo(page);
+    // In the sheets view, to the side that carries the page.
+    m_model.GoTo(m_model.ShowsSheets() ? SideOfPage(page) : page);
 }
 
 void PreviewWindow::StepPage(PageStep step) {
@@ -495,13 +507,23 @@ void PreviewWindow::OnModelChanged(unsigned changes) {
     if (changes & (preview::kPageChanged | preview::kZoomChanged | preview::kViewChanged)) {
         UpdateStatusBar();
     }
+    if (changes & preview::kViewChanged) {
+        // Pages and sheets share no pictures; each view starts fitted.
+        m_currentImage.reset();
+        m_previousImage.reset();
+        m_nextImage.reset();
+        m_model.AskFit();
+    }
     if (changes & preview::kPageChanged) {
         // The page left behind stays at hand for going back.
-        if (m_currentImage) {
+        if (m_currentImage && !m_model.ShowsSheets()) {
             m_previousImage = std::move(m_currentImage);
         }
+        m_currentImage.reset();
         gtk_widget_queue_draw(w.thumbnailPanel);
-        ScrollThumbnailsToPage(m_model.Page());
+        if (!m_model.ShowsSheets()) {
+            ScrollThumbnailsToPage(m_model.Page());
+        }
         LoadCurrentPage();
     }
     if (changes & (preview::kZoomChanged | preview::kScrollChanged | preview::kPageChanged)) {

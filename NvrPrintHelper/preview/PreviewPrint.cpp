@@ -12,101 +12,21 @@
 #include "NvrPrintHelper/preview/PreviewWidgets.h"
 #include "NvrPrintHelper/preview/PreviewWindow.h"
 #include "NvrPrintHelper/preview/PrintDialogControls.h"
+#include "NvrPrintHelper/preview/PrinterQuery.h"
 #include "NvrPrintUtils/DialogSettings.h"
 #include "SystemServices/PrinterServices.h"
 #include "logging/LogMacros.h"
 #include "platform/GObjectPtr.h"
-#include "platform/MainLoopTask.h"
 
 namespace nvrprint {
 namespace {
 
-// How long the printer's answer about its defaults may take before the dialog opens
-// without them.
-constexpr auto kPrinterQueryLimit = std::chrono::milliseconds(15000);
+using preview::OpenedPrinter;
+using preview::PrinterQuery;
+using preview::ShowBusy;
+
 // The code the log gives a query that did not answer in time.
 constexpr uint32_t kQueryTimedOut = 0x000005B4;  // a timeout, as the system numbers it
-
-// A printer opened for the dialog, with its defaults.
-struct OpenedPrinter {
-    std::unique_ptr<platform::Printer> printer;
-    DevModePtr defaults;
-};
-
-// A printer asked for its defaults on a thread of its own, its answer awaited by the main
-// loop: from the thread, or from the clock when the scheduler hangs, whichever comes first.
-// A scheduler that hangs costs the dialog its settings, never the window.
-class PrinterQuery {
-public:
-    using Answer = std::function<void(OpenedPrinter opened, bool timedOut)>;
-
-    static std::shared_ptr<PrinterQuery> Start(platform::PrintSystem& printers,
-                                               const std::string& name, Answer answer) {
-        auto query = std::make_shared<PrinterQuery>();
-        query->m_answer = std::move(answer);
-        query->m_timer = g_timeout_add_full(
-            G_PRIORITY_DEFAULT, static_cast<guint>(kPrinterQueryLimit.count()),
-            [](gpointer data) -> gboolean {
-                PrinterQuery& timed = **static_cast<std::shared_ptr<PrinterQuery>*>(data);
-                timed.m_timer = 0;
-                timed.Deliver(OpenedPrinter(), true);
-                return G_SOURCE_REMOVE;
-            },
-            std::make_unique<std::shared_ptr<PrinterQuery>>(query).release(),
-            [](gpointer data) {
-                std::unique_ptr<std::shared_ptr<PrinterQuery>>(
-                    static_cast<std::shared_ptr<PrinterQuery>*>(data));
-            });
-        // The thread owns its share of the query: left behind when it hangs, it ends on its own
-        // later and finds nobody waiting.
-        std::thread([&printers, name, query] {
-            auto opened = std::make_shared<OpenedPrinter>();
-            int error = 0;
-            opened->printer = printers.OpenPrinter(name, &error);
-            if (opened->printer) {
-                opened->defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*opened->printer);
-            }
-            platform::RunOnMainLoop([query, opened] { query->Deliver(std::move(*opened), false); });
-        }).detach();
-        return query;
-    }
-
-    ~PrinterQuery() { Abandon(); }
-
-    // Nobody waits for the answer any more.
-    void Abandon() {
-        m_answer = nullptr;
-        if (m_timer != 0) {
-            g_source_remove(m_timer);
-            m_timer = 0;
-        }
-    }
-
-private:
-    void Deliver(OpenedPrinter opened, bool timedOut) {
-        Answer answer = std::move(m_answer);
-        Abandon();
-        if (answer) {
-            answer(std::move(opened), timedOut);
-        }
-    }
-
-    Answer m_answer;
-    guint m_timer = 0;
-};
-
-// The frame waits for the printer: it takes no input and shows it is busy, and still paints
-// and hears a close.
-void ShowBusy(GtkWidget* window, bool busy) {
-    gtk_widget_set_sensitive(window, !busy);
-    GdkWindow* surface = gtk_widget_get_window(window);
-    if (surface == nullptr) {
-        return;
-    }
-    platform::GObjectPtr<GdkCursor> cursor(
-        busy ? gdk_cursor_new_from_name(gtk_widget_get_display(window), "wait") : nullptr);
-    gdk_window_set_cursor(surface, cursor.get());
-}
 
 // The printer's own check of the dialog's settings: what it cannot do is corrected.
 DevModePtr ValidatedByPrinter(PrinterSession& printer, const DEVMODEW* devMode) {

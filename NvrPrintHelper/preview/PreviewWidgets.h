@@ -41,7 +41,9 @@ struct PreviewWindow::Widgets {
     GtkWidget* vScrollbar = nullptr;
     GtkAdjustment* hAdjustment = nullptr;
     GtkAdjustment* vAdjustment = nullptr;
-    GtkWidget* toolButtons[6] = {};
+    GtkWidget* toolButtons[7] = {};
+    GtkWidget* sheetsButton = nullptr;
+    bool settingSheetsButton = false;  // the program, not the person, sets it
     // Work done from the main loop after pending redraws: rendering the current page, its
     // neighbours, and the thumbnails past the first few.
     guint pageSource = 0;

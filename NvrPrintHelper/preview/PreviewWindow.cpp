@@ -7,6 +7,7 @@
 
 #include "NvrPrintHelper/preview/PreviewGeometry.h"
 #include "NvrPrintHelper/preview/PreviewWidgets.h"
+#include "NvrPrintHelper/preview/SheetPicture.h"
 #include "NvrPrintHelper/preview/ToolbarIcons.h"
 #include "logging/LogMacros.h"
 
@@ -20,6 +21,7 @@ enum Command : int32_t {
     kZoomOut = 1004,
     kFitWindow = 1005,
     kPrint = 1006,
+    kSheets = 1007,
 };
 
 struct ToolbarButton {
@@ -27,14 +29,16 @@ struct ToolbarButton {
     const char* text;
     const char* tooltip;  // null: none
     preview::ToolbarIcon icon;
+    bool toggle = false;  // stays pressed while its view is on
 };
 
-constexpr std::array<ToolbarButton, 6> kToolbarButtons = {{
+constexpr std::array<ToolbarButton, 7> kToolbarButtons = {{
     {kPrevious, "Previous", "Previous Page (PgUp)", preview::ToolbarIcon::Previous},
     {kNext, "Next", "Next Page (PgDn)", preview::ToolbarIcon::Next},
     {kZoomIn, "Zoom In", "Zoom In (+)", preview::ToolbarIcon::ZoomIn},
     {kZoomOut, "Zoom Out", "Zoom Out (-)", preview::ToolbarIcon::ZoomOut},
     {kFitWindow, "Fit Window", nullptr, preview::ToolbarIcon::FitWindow},
+    {kSheets, "Sheets", "The sheets as they will print", preview::ToolbarIcon::Sheets, true},
     {kPrint, "Print", "Print Document", preview::ToolbarIcon::Print},
 }};
 
@@ -212,7 +216,14 @@ void PreviewWindow::CreateToolbar() {
         const ToolbarButton& button = kToolbarButtons[i];
         platform::CairoSurfacePtr icon = preview::DrawToolbarIcon(button.icon);
         GtkWidget* image = icon ? gtk_image_new_from_surface(icon.get()) : nullptr;
-        GtkToolItem* item = gtk_tool_button_new(image, button.text);
+        GtkToolItem* item = nullptr;
+        if (button.toggle) {
+            item = gtk_toggle_tool_button_new();
+            gtk_tool_button_set_icon_widget(GTK_TOOL_BUTTON(item), image);
+            gtk_tool_button_set_label(GTK_TOOL_BUTTON(item), button.text);
+        } else {
+            item = gtk_tool_button_new(image, button.text);
+        }
         gtk_tool_item_set_is_important(item, TRUE);
         // A click does not take the keys from the page: Enter and Space never press a button
         // the person did not choose.
@@ -224,6 +235,9 @@ void PreviewWindow::CreateToolbar() {
         g_signal_connect(item, "clicked", G_CALLBACK(Handlers::OnToolClicked), this);
         gtk_toolbar_insert(GTK_TOOLBAR(toolbar), item, -1);
         m_widgets->toolButtons[i] = GTK_WIDGET(item);
+        if (button.toggle) {
+            m_widgets->sheetsButton = GTK_WIDGET(item);
+        }
     }
     m_widgets->toolbar = toolbar;
 }
@@ -284,7 +298,9 @@ void PreviewWindow::UpdateStatusBar() {
         return;
     }
     Widgets& w = *m_widgets;
-    std::string pageText = preview::PageStatusText(m_model.Current(), m_model.Count());
+    std::string pageText = m_model.ShowsSheets()
+                               ? preview::SheetStatusText(m_model.Current(), m_model.Count())
+                               : preview::PageStatusText(m_model.Current(), m_model.Count());
     std::string zoomText = preview::ZoomStatusText(m_model.Zoom());
     preview::StatusParts parts = preview::StatusPartEdges(
         gtk_widget_get_allocated_width(w.statusBar), TextWidth(w.statusPage, pageText),
@@ -339,6 +355,12 @@ void PreviewWindow::OnCommand(int32_t id) {
             break;
         case kPrint:
             OnPrint();
+            break;
+        case kSheets:
+            if (!m_widgets->settingSheetsButton) {
+                ShowSheets(gtk_toggle_tool_button_get_active(
+                    GTK_TOGGLE_TOOL_BUTTON(m_widgets->sheetsButton)));
+            }
             break;
         default:
             break;

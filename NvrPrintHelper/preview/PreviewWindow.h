@@ -128,6 +128,15 @@ private:
     // page view and the strip all step this way.
     using PageStep = preview::PageStep;
     void StepPage(PageStep step);
+    // The sheets view (PreviewSheets.cpp): the job's sides of one copy, planned from the
+    // printer's sheet and the job's settings when first shown.
+    struct SheetPlan;
+    void ShowSheets(bool on);
+    void PlanSheets(platform::Printer* printer, const DEVMODEW* devMode);
+    void SetSheetsButton(bool on);
+    std::shared_ptr<docmgr::PageImage> DrawCurrentSheet();
+    // The side holding a page, 1-based; 0 when none does.
+    uint64_t SideOfPage(uint64_t page) const;
     // What each view does when the model changes.
     void OnModelChanged(unsigned changes);
     // Keys that need the page's picture wait for it.
@@ -147,6 +156,9 @@ private:
     PrintCallback m_printCallback;
     preview::PreviewModel m_model;
     std::vector<unsigned> m_waitingKeys;
+    std::shared_ptr<SheetPlan> m_sheetPlan;
+    // The printer asked for the sheets view, while it is.
+    std::shared_ptr<void> m_sheetQuery;
     // The print under way, from the Print command to the job's end; null when none is.
     std::shared_ptr<PrintFlow> m_print;
     // A close that came while a job was being sent: the window closes when it has ended.

@@ -61,6 +61,20 @@ void Draw(cairo_t* cr, ToolbarIcon icon) {
                    {{10, 28}, {10, 38}, {20, 38}},
                    {{38, 28}, {38, 38}, {28, 38}}});
             break;
+        case ToolbarIcon::Sheets:
+            // A sheet with two pages on it, a second sheet behind.
+            SetPen(cr, 2, 0, 0, 120);
+            cairo_rectangle(cr, 14, 8, 26, 20);
+            cairo_stroke(cr);
+            cairo_set_source_rgb(cr, 1, 1, 1);
+            cairo_rectangle(cr, 8, 16, 26, 20);
+            cairo_fill_preserve(cr);
+            SetPen(cr, 2, 0, 0, 120);
+            cairo_stroke(cr);
+            cairo_rectangle(cr, 11, 19, 9, 14);
+            cairo_rectangle(cr, 22, 19, 9, 14);
+            cairo_fill(cr);
+            break;
         case ToolbarIcon::Print:
             SetPen(cr, 2, 0, 0, 150);
             cairo_rectangle(cr, 10, 16, 28, 16);

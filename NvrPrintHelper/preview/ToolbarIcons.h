@@ -2,10 +2,10 @@
 
 #include "platform/CairoPtr.h"
 
-// The preview toolbar's six icons, drawn in code on a 48 by 48 field.
+// The preview toolbar's icons, drawn in code on a 48 by 48 field.
 namespace nvrprint::preview {
 
-enum class ToolbarIcon { Previous, Next, ZoomIn, ZoomOut, FitWindow, Print };
+enum class ToolbarIcon { Previous, Next, ZoomIn, ZoomOut, FitWindow, Sheets, Print };
 
 inline constexpr int kToolbarIconSize = 48;
 

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <regex>
+#include <sstream>
+
 #include "tests/gui/PreviewSession.h"
 #include "tests/print/PrintingTest.h"
 #include "tests/support/PageRender.h"
@@ -120,6 +123,52 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayoutAndNoD
         if (!closeWhileSending)
             ExpectPreviewAnswersAndCloses(session);
     }
+}
+
+// The sheets view shows one copy of the job as the printer gets it: five pages two to a side in
+// reverse on the two-sided queue, so three sides and the blank back that closes the copy.
+TEST_F(PreviewPrintTest, SheetsViewShowsTheSidesThePrinterReceives) {
+    PreviewSession s;
+    const std::string title = "sheets-view";
+    const std::string doc = s.Work().File("five.pdf");
+    MakePdfWithSettings(doc, std::vector<FixturePage>(5, kLetter),
+                        R"({"PagesPerSheet": 2, "bReversePages": true, "dmCopies": 2,
+                            "PrintJobTitle": ")" + title + R"("})");
+    s.SetEnv("CUPS_SERVER", s_stack->cupsServer);
+    ASSERT_TRUE(s.Open({"-interactive", doc, s_stack->defaultsQueue})) << s.Log();
+    s.ClickButton("Sheets");
+    ASSERT_TRUE(s.WaitForStatus("Sheet 1 of 4")) << s.Log();
+    WaitUntil([&] { return Has(s.Log(), "Sheet 1 drawn"); }, std::chrono::seconds(10));
+    Pause(300);
+    s.X().Screenshot("preview-sheets-side-1");
+    for (int side = 2; side <= 5; ++side) {
+        s.ClickButton("Next");
+        EXPECT_TRUE(s.WaitForStatus("Sheet " + std::to_string(std::min(side, 4)) + " of 4"))
+            << s.LatestStatus();
+    }
+    // What each side carries, as the view lists it, is what the printer gets.
+    Texts shown;
+    static const std::regex kSide(R"(Sheet (\d+): pages (.*))");
+    const std::string log = s.Log();
+    for (std::sregex_iterator it(log.begin(), log.end(), kSide), end; it != end; ++it) {
+        std::string texts;
+        std::stringstream pages((*it)[2].str());
+        for (std::string page; std::getline(pages, page, ',');)
+            if (page != "blank")
+                texts += (texts.empty() ? "Page " : " Page ") + std::to_string(std::stoi(page));
+        shown.push_back(texts);
+    }
+    EXPECT_EQ(shown, (Texts{"Page 5 Page 4", "Page 3 Page 2", "Page 1", ""}));
+    s.ClickButton("Sheets");
+    EXPECT_TRUE(s.WaitForStatus("Page 1 of 5")) << s.LatestStatus();
+
+    OpenPrintDialog(s);
+    PressDialogPrint(s);
+    ASSERT_TRUE(s.WaitForLog("Print callback returned, success=true")) << s.Log();
+    Texts printed = PageTexts(Received(title).documentPath);
+    ASSERT_GE(printed.size(), shown.size());
+    EXPECT_EQ(Texts(printed.begin(), printed.begin() + shown.size()), shown);
+    EXPECT_EQ(s.CloseAndWait(), 0);
 }
 
 // A print stack of the test's own, since the test stops or kills its scheduler, and the

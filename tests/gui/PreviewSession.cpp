@@ -82,7 +82,7 @@ bool PreviewSession::WaitForLog(const std::string& text, std::chrono::millisecon
 }
 
 std::string PreviewSession::LatestStatus() {
-    static const std::regex kStatus(R"(Status bar: .* \| (Page \d+ of \d+) \| (Zoom: \d+%))");
+    static const std::regex kStatus(R"(Status bar: .* \| ((?:Page|Sheet) \d+ of \d+) \| (Zoom: \d+%))");
     const auto match = LastMatch(Log(), kStatus);
     return match.empty() ? std::string() : match[0] + " | " + match[1];
 }

@@ -1,0 +1,140 @@
+// The preview's sheets view: the job as it comes out of the printer, one side of a sheet at a
+// time, drawn from the same sides and cells the print uses.
+#include "NvrPrintHelper/preview/PreviewWidgets.h"
+#include "NvrPrintHelper/preview/PreviewWindow.h"
+#include "NvrPrintHelper/preview/PrinterQuery.h"
+#include "NvrPrintHelper/preview/SheetPicture.h"
+#include "logging/LogMacros.h"
+
+namespace nvrprint {
+namespace {
+
+// Sheets are drawn at the resolution of the page view's pictures.
+constexpr double kPixelsPerPoint = 300.0 / 72.0;
+
+std::string PagesOf(const docmgr::PhysicalPage& side) {
+    if (side.logicalPages.empty()) {
+        return "blank";
+    }
+    std::string pages;
+    for (uint64_t index : side.logicalPages) {
+        pages += (pages.empty() ? "" : ", ") + std::to_string(index + 1);
+    }
+    return pages;
+}
+
+}  // namespace
+
+struct PreviewWindow::SheetPlan {
+    preview::SideLayout layout;
+    std::vector<docmgr::PhysicalPage> sides;
+};
+
+void PreviewWindow::SetSheetsButton(bool on) {
+    m_widgets->settingSheetsButton = true;
+    gtk_toggle_tool_button_set_active(GTK_TOGGLE_TOOL_BUTTON(m_widgets->sheetsButton), on);
+    m_widgets->settingSheetsButton = false;
+}
+
+void PreviewWindow::ShowSheets(bool on) {
+    NVR_LOG_INFO("Sheets view: {}", on ? "on" : "off");
+    if (!on) {
+        m_sheetQuery.reset();
+        m_model.ShowSheets(false);
+        return;
+    }
+    if (m_sheetPlan) {
+        m_model.ShowSheets(true);
+        return;
+    }
+    if (Printing() || m_pageManager == nullptr) {
+        // The job's settings are the print's while it runs.
+        NVR_LOG_INFO("The sheets view waits for the print to end");
+        SetSheetsButton(false);
+        return;
+    }
+    if (m_printerName.empty()) {
+        PlanSheets(nullptr, nullptr);
+        return;
+    }
+    preview::ShowBusy(m_widgets->frame, true);
+    m_sheetQuery = preview::PrinterQuery::Start(
+        m_printers, m_printerName, [this](preview::OpenedPrinter opened, bool) {
+            preview::ShowBusy(m_widgets->frame, false);
+            m_sheetQuery.reset();
+            if (opened.defaults && m_settings != nullptr) {
+                m_settings->ApplyToDevMode(opened.defaults.get(), opened.printer.get());
+            }
+            PlanSheets(opened.defaults ? opened.printer.get() : nullptr, opened.defaults.get());
+        });
+}
+
+void PreviewWindow::PlanSheets(platform::Printer* printer, const DEVMODEW* devMode) {
+    if (Printing()) {
+        NVR_LOG_INFO("The sheets view waits for the print to end");
+        SetSheetsButton(false);
+        return;
+    }
+    // The sides and cells the print would make, for the settings the print would send.
+    auto plan = std::make_shared<SheetPlan>();
+    m_pageManager->m_printJobSettings = m_settings != nullptr ? *m_settings : PrintJobSettings();
+    m_pageManager->m_printJobSettings.dmDuplex =
+        devMode != nullptr && (devMode->dmFields & DM_DUPLEX) ? devMode->dmDuplex : int16_t{-1};
+    std::optional<platform::SheetGeometry> sheet =
+        printer != nullptr ? printer->SheetFor(devMode) : std::nullopt;
+    if (!sheet) {
+        NVR_LOG_WARNING("No sheet from the printer; the sheets view shows Letter paper");
+        sheet = platform::MakeSheetGeometry(platform::MediaSize{}, false, 300, 300);
+    }
+    plan->layout = {*sheet, m_pageManager->m_printJobSettings.PagesPerSheet,
+                    m_pageManager->SideFit()};
+    plan->sides = m_pageManager->SheetSidesOfOneCopy(m_pageManager->m_pageCount);
+    NVR_LOG_INFO("Sheets view: {} side(s) of one copy on a {}x{} pt sheet", plan->sides.size(),
+                 sheet->widthPoints, sheet->heightPoints);
+    for (size_t i = 0; i < plan->sides.size(); ++i) {
+        NVR_LOG_DEBUG("Sheet {}: pages {}", i + 1, PagesOf(plan->sides[i]));
+    }
+    m_sheetPlan = std::move(plan);
+    m_model.SetSideCount(m_sheetPlan->sides.size());
+    if (gtk_toggle_tool_button_get_active(GTK_TOGGLE_TOOL_BUTTON(m_widgets->sheetsButton))) {
+        m_model.ShowSheets(true);
+    }
+}
+
+std::shared_ptr<docmgr::PageImage> PreviewWindow::DrawCurrentSheet() {
+    const uint64_t number = m_model.Current();
+    if (!m_sheetPlan || number == 0 || number > m_sheetPlan->sides.size()) {
+        return nullptr;
+    }
+    docmgr::DocFilePageMgr& pages = *m_pageManager;
+    auto pageFor = [&pages](uint64_t index) {
+        preview::SheetPage page{pages.GetPageImage(index + 1, docmgr::Screen)};
+        pages.GetPageSizePoints(index + 1, &page.widthPoints, &page.heightPoints);
+        return page;
+    };
+    docmgr::BitmapPtr bitmap = preview::DrawSheetSide(
+        m_sheetPlan->layout, m_sheetPlan->sides[number - 1], kPixelsPerPoint, pageFor);
+    if (!bitmap) {
+        return nullptr;
+    }
+    const int32_t width = bitmap->Width();
+    const int32_t height = bitmap->Height();
+    return std::make_shared<docmgr::PageImage>(number - 1, docmgr::Screen, std::move(bitmap), width,
+                                               height);
+}
+
+uint64_t PreviewWindow::SideOfPage(uint64_t page) const {
+    if (!m_sheetPlan) {
+        return 0;
+    }
+    for (size_t i = 0; i < m_sheetPlan->sides.size(); ++i) {
+        for (uint64_t index : m_sheetPlan->sides[i].logicalPages) {
+            if (index + 1 == page) {
+                return i + 1;
+            }
+        }
+    }
+    return 0;
+}
+
+}  // namespace nvrprint
