@@ -17,31 +17,6 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-// The print dialog stands centred over the preview: with the pointer there, keys go to it.
-void PointAtDialog(PreviewSession& s) {
-    Box view = s.Part("view");
-    s.X().MoveTo(s.Window(), view.CentreX() - 110, view.CentreY());
-}
-
-// Print in the preview's toolbar, clicked again if the window missed it; the dialog asks the
-// scheduler for its printer and then for its printers before it settles.
-void OpenPrintDialog(PreviewSession& s) {
-    s.ClickButton("Print");
-    if (!s.WaitForLog("User initiated print from preview", std::chrono::seconds(5)))
-        s.ClickButton("Print");
-    ASSERT_TRUE(s.WaitForLog("Calling PrintDlgW...", std::chrono::seconds(60))) << s.Log();
-    Pause(3000);
-    PointAtDialog(s);
-}
-
-// The dialog's Print button, at its bottom right.
-void PressDialogPrint(PreviewSession& s) {
-    std::optional<unsigned long> dialog = s.X().WaitForWindow("Print", std::chrono::seconds(10));
-    ASSERT_TRUE(dialog);
-    auto [width, height] = s.X().SizeOf(*dialog);
-    s.X().Click(*dialog, width - 100, height - 30);
-}
-
 // The preview still answers after the dialog: its next page, then closing it ends the run.
 void ExpectPreviewAnswersAndCloses(PreviewSession& s) {
     s.ClickButton("Next");
@@ -69,13 +44,13 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayoutAndNoD
         session.SetEnv("CUPS_SERVER", s_stack->cupsServer);
         ASSERT_TRUE(session.Open({"-interactive", doc, (*s_stack).*c.named})) << session.Log();
         // A dialog cancelled first prints nothing, and the preview goes on.
-        OpenPrintDialog(session);
+        session.OpenPrintDialog();
         session.X().Screenshot("print-dialog-over-preview");
         session.X().Key("Escape");
         ASSERT_TRUE(session.WaitForLog("PrintDlgW returned: 0")) << session.Log();
         // The person picks the queue by typing its name in the printer list, closes the list's
         // search field, gives the keys back to the tabs, and on Page Setup may ask two-sided.
-        OpenPrintDialog(session);
+        session.OpenPrintDialog();
         session.X().Key("Tab");
         session.X().Type((*s_stack).*c.chosen);
         Pause(700);
@@ -90,7 +65,7 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayoutAndNoD
             session.X().Key("Down");
             Pause(500);
         }
-        PressDialogPrint(session);
+        session.PressDialogPrint();
         // A close while the progress window shows waits for the job, then ends the run.
         const bool closeWhileSending = c.chosen == &PrinterStack::defaultsQueue;
         if (closeWhileSending) {
@@ -133,7 +108,8 @@ TEST_F(PreviewPrintTest, SheetsViewShowsTheSidesThePrinterReceives) {
     const std::string doc = s.Work().File("five.pdf");
     MakePdfWithSettings(doc, std::vector<FixturePage>(5, kLetter),
                         R"({"PagesPerSheet": 2, "bReversePages": true, "dmCopies": 2,
-                            "PrintJobTitle": ")" + title + R"("})");
+                            "PrintJobTitle": ")" +
+                            title + R"("})");
     s.SetEnv("CUPS_SERVER", s_stack->cupsServer);
     ASSERT_TRUE(s.Open({"-interactive", doc, s_stack->defaultsQueue})) << s.Log();
     s.ClickButton("Sheets");
@@ -162,8 +138,8 @@ TEST_F(PreviewPrintTest, SheetsViewShowsTheSidesThePrinterReceives) {
     s.ClickButton("Sheets");
     EXPECT_TRUE(s.WaitForStatus("Page 1 of 5")) << s.LatestStatus();
 
-    OpenPrintDialog(s);
-    PressDialogPrint(s);
+    s.OpenPrintDialog();
+    s.PressDialogPrint();
     ASSERT_TRUE(s.WaitForLog("Print callback returned, success=true")) << s.Log();
     Texts printed = PageTexts(Received(title).documentPath);
     ASSERT_GE(printed.size(), shown.size());
@@ -184,8 +160,8 @@ TEST(PreviewOnPrivateStackTest, SchedulerGoneOrHangingFailsThePrintAndNeverTheWi
         ASSERT_TRUE(s.Open({"-interactive", doc, own.Stack()->queue})) << s.Log();
         if (signal == SIGKILL) {
             // Gone mid-job: the print fails, and nothing half sent is printed.
-            OpenPrintDialog(s);
-            PressDialogPrint(s);
+            s.OpenPrintDialog();
+            s.PressDialogPrint();
             ASSERT_TRUE(SignalSchedulerOnceJobExists(*own.Stack(), SIGKILL, 1000));
             EXPECT_TRUE(
                 s.WaitForLog("Print callback returned, success=false", std::chrono::seconds(120)))
@@ -200,7 +176,7 @@ TEST(PreviewOnPrivateStackTest, SchedulerGoneOrHangingFailsThePrintAndNeverTheWi
             s.ClickButton("Print");
             EXPECT_TRUE(s.X().WaitForWindow("Print", std::chrono::seconds(80)));
             s.X().Screenshot("print-waiting-for-printer");
-            PointAtDialog(s);
+            s.PointAtDialog();
             Pause(1000);
             s.X().Key("Escape");
             EXPECT_TRUE(s.WaitForLog("PrintDlgW returned: 0", std::chrono::seconds(60)));

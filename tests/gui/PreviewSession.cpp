@@ -1,5 +1,7 @@
 #include "tests/gui/PreviewSession.h"
 
+#include <gtest/gtest.h>
+
 #include <signal.h>
 
 #include <cstdlib>
@@ -43,7 +45,11 @@ PreviewSession::~PreviewSession() {
 }
 
 bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdinFile) {
-    args.insert(args.begin(), {ProgramPath(), "-usePreviewApp=never", "-logLevel=6"});
+    const std::string program = ProgramPath();
+    args.insert(
+        args.begin(),
+        {m_program.empty() ? program : program.substr(0, program.rfind('/') + 1) + m_program,
+         "-usePreviewApp=never", "-logLevel=6"});
     // The log as the console gets it; the notices' text on standard error with it.
     ProcessOptions options = WindowProgramOptions(m_x.Name(), m_tmp.Path());
     options.outputFile = m_work.File("preview.log");
@@ -82,7 +88,8 @@ bool PreviewSession::WaitForLog(const std::string& text, std::chrono::millisecon
 }
 
 std::string PreviewSession::LatestStatus() {
-    static const std::regex kStatus(R"(Status bar: .* \| ((?:Page|Sheet) \d+ of \d+) \| (Zoom: \d+%))");
+    static const std::regex kStatus(
+        R"(Status bar: .* \| ((?:Page|Sheet) \d+ of \d+) \| (Zoom: \d+%))");
     const auto match = LastMatch(Log(), kStatus);
     return match.empty() ? std::string() : match[0] + " | " + match[1];
 }
@@ -112,6 +119,31 @@ void PreviewSession::Click(const Box& box, int dy, unsigned button) {
 
 void PreviewSession::ClickButton(const std::string& text) {
     Click(Part(text));
+}
+
+// The print dialog stands centred over the preview: with the pointer there, keys go to it.
+void PreviewSession::PointAtDialog() {
+    Box view = Part("view");
+    m_x.MoveTo(m_window, view.CentreX() - 110, view.CentreY());
+}
+
+// Print in the preview's toolbar, clicked again if the window missed it; the dialog asks the
+// scheduler for its printer and then for its printers before it settles.
+void PreviewSession::OpenPrintDialog() {
+    ClickButton("Print");
+    if (!WaitForLog("User initiated print from preview", std::chrono::seconds(5)))
+        ClickButton("Print");
+    ASSERT_TRUE(WaitForLog("Calling PrintDlgW...", std::chrono::seconds(60))) << Log();
+    Pause(3000);
+    PointAtDialog();
+}
+
+// The dialog's Print button, at its bottom right.
+void PreviewSession::PressDialogPrint() {
+    std::optional<unsigned long> dialog = m_x.WaitForWindow("Print", std::chrono::seconds(10));
+    ASSERT_TRUE(dialog);
+    auto [width, height] = m_x.SizeOf(*dialog);
+    m_x.Click(*dialog, width - 100, height - 30);
 }
 
 int PreviewSession::CloseAndWait() {

@@ -38,6 +38,8 @@ public:
     // Starts the program with the arguments and the document, standard input from a file
     // when one is given, and waits for its window and first page; false on timeout.
     bool Open(std::vector<std::string> args, const std::string& stdinFile = "");
+    // Another program than NvrPrintHelper, built beside the tests, set before Open.
+    void UseProgram(const std::string& name) { m_program = name; }
     // An environment variable for the program, set before Open.
     void SetEnv(const std::string& name, const std::string& value) { m_env[name] = value; }
     // Waits for a log line containing the text, after the lines already seen by earlier
@@ -53,6 +55,12 @@ public:
     Box Part(const std::string& name);
     void ClickButton(const std::string& text);
     void Click(const Box& box, int dy = 0, unsigned button = 1);
+    // Print in the toolbar, and the system print dialog once it has settled, with the pointer
+    // over it so that keys go there.
+    void OpenPrintDialog();
+    void PointAtDialog();
+    // The dialog's Print button.
+    void PressDialogPrint();
     // Closes the window and waits for the program; its exit code.
     int CloseAndWait();
 
@@ -68,6 +76,7 @@ private:
     unsigned long m_window = 0;
     size_t m_seen = 0;
     std::map<std::string, std::string> m_env;
+    std::string m_program;
 };
 
 }  // namespace testsupport

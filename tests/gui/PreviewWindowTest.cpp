@@ -147,6 +147,37 @@ TEST(PreviewWindowTest, EmbeddedPreviewSettingOrStandardInputOpensTheWindow) {
     }
 }
 
+// A print from the preview whose settings the printer refuses ends with the program's error
+// notice, shown by the main loop over a preview that goes on answering.
+TEST(PreviewWindowTest, RefusedPrintSettingsEndWithANoticeOverAnAnsweringPreview) {
+    PreviewSession s;
+    s.UseProgram("refusing_printer_program");
+    s.SetEnv("HOME", s.Work().Path());
+    s.SetEnv("CUPS_SERVER", "127.0.0.1:1");  // no queues: the dialog offers Print to File
+    const std::string doc = s.Work().File("three.pdf");
+    MakePdf(doc, {kLetter, kLetter, kLetter});
+    ASSERT_TRUE(s.Open({"-interactive", doc, "Refusing"})) << s.Log();
+    s.OpenPrintDialog();
+    s.X().Key("Tab");
+    s.X().Type("Print to File");
+    Pause(700);
+    s.X().Key("Escape");
+    Pause(1000);
+    s.X().Key("ISO_Left_Tab");
+    s.PressDialogPrint();
+    std::optional<unsigned long> notice =
+        s.X().WaitForWindow("NvrPrintHelper Error", std::chrono::seconds(60));
+    ASSERT_TRUE(notice) << s.Log();
+    EXPECT_TRUE(s.WaitForLog("Print callback returned, success=false")) << s.Log();
+    s.ClickButton("Next");
+    EXPECT_TRUE(s.WaitForStatus("Page 2 of 3")) << s.LatestStatus();
+    Pause(300);
+    s.X().Screenshot("notice-over-preview");
+    s.X().Focus(*notice);
+    s.X().Key("Return");
+    EXPECT_EQ(s.CloseAndWait(), 0);
+}
+
 // A notice with a display is a dialog a person answers; the program waits for it.
 TEST(PreviewWindowTest, ErrorDialogWaitsForThePersonAndTheRunFails) {
     XSession x;

@@ -1,0 +1,25 @@
+// The program with one printer, "Refusing", whose driver refuses every setting it is asked to
+// check; everything else is the system's own. Window tests reach with it what no working
+// scheduler does: a print whose settings cannot be applied.
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "SystemServices/Platform.h"
+#include "logging/Logger.h"
+#include "tests/support/FakePrintSystem.h"
+
+int main(int argc, char** argv) {
+    using namespace nvrprint;
+    Logger& logger = Logger::Instance();
+    logger.Initialize("");
+    logger.SetModeFlags(LogToTrace | LogToStdout);
+    platform::Platform os = platform::CreateSystemPlatform();
+    auto printers = std::make_unique<testsupport::FakePrintSystem>();
+    printers->printerName = "Refusing";
+    printers->validateResult = -1;
+    os.printers = std::move(printers);
+    NvrPrintHelper app(os);
+    if (!app.ParseCommandLine(argc, argv)) {
+        return 1;
+    }
+    logger.ReleaseConsoleOutput();
+    return app.Run();
+}
