@@ -22,6 +22,12 @@ public:
     virtual std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW* devMode,
                                                                    SheetLayout layout,
                                                                    int* error) = 0;
+    // A device that writes the PDF this printer would be sent for the DEVMODE (its sheets on
+    // the printer's paper, with its margins) to the file at path, in place only once whole.
+    // Null, with an error number, on failure.
+    virtual std::unique_ptr<docmgr::PrintDevice> CreateFileDevice(const DEVMODEW* devMode,
+                                                                  const std::string& path,
+                                                                  int* error) = 0;
 };
 
 class PrintSystem {

@@ -1,9 +1,11 @@
 // Making a print device: the sheet from the DEVMODE and the printer's media, the job's
-// options from the DEVMODE's attributes.
+// options from the DEVMODE's attributes. A device that writes the job to a file makes the
+// same sheet.
 #include "SystemServices/linux/CupsPrintDeviceFactory.h"
 #include "NvrPrintUtils/IppDevMode.h"
 #include "NvrPrintUtils/PrintJobSettingsHelper.h"
 #include "SystemServices/linux/CupsPrintDevice.h"
+#include "SystemServices/linux/FilePrintDevice.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint::platform {
@@ -60,12 +62,11 @@ nlohmann::json JobAttributes(const CupsDestination& destination, const PrinterCa
     return attributes;
 }
 
-}  // namespace
-
-std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
-    std::shared_ptr<CupsDestination> destination, const PrinterCapabilities& caps,
-    const nlohmann::json& ppdOptions, const DEVMODEW& devMode, SheetLayout layout) {
-    const MediaSize media = SheetMedia(*destination, devMode);
+// The sheet the printer prints the DEVMODE's pages on: its medium with the printer's margins,
+// orientation, resolution and scale.
+SheetGeometry SheetForDevMode(const CupsDestination& destination, const DEVMODEW& devMode,
+                              MediaSize* media) {
+    *media = SheetMedia(destination, devMode);
     const bool landscape =
         (devMode.dmFields & DM_ORIENTATION) && devMode.dmOrientation == DMORIENT_LANDSCAPE;
     const int dpiX = (devMode.dmFields & DM_PRINTQUALITY) && devMode.dmPrintQuality > 0
@@ -74,19 +75,36 @@ std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
     const int dpiY = (devMode.dmFields & DM_YRESOLUTION) && devMode.dmYResolution > 0
                          ? devMode.dmYResolution
                          : dpiX;
-    SheetGeometry sheet = MakeSheetGeometry(media, landscape, dpiX, dpiY);
+    SheetGeometry sheet = MakeSheetGeometry(*media, landscape, dpiX, dpiY);
     if ((devMode.dmFields & DM_SCALE) && devMode.dmScale >= kMinScale &&
         devMode.dmScale <= kMaxScale) {
         sheet.scale = devMode.dmScale / 100.0;
     }
-    NVR_LOG_DEBUG("Sheet {} {}: {}x{} pts, printable {}x{} px at {}x{} DPI, scale {}", media.name,
+    NVR_LOG_DEBUG("Sheet {} {}: {}x{} pts, printable {}x{} px at {}x{} DPI, scale {}", media->name,
                   landscape ? "landscape" : "portrait", sheet.widthPoints, sheet.heightPoints,
                   sheet.printableWidth, sheet.printableHeight, dpiX, dpiY, sheet.scale);
+    return sheet;
+}
 
+}  // namespace
+
+std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
+    std::shared_ptr<CupsDestination> destination, const PrinterCapabilities& caps,
+    const nlohmann::json& ppdOptions, const DEVMODEW& devMode, SheetLayout layout) {
+    MediaSize media;
+    const SheetGeometry sheet = SheetForDevMode(*destination, devMode, &media);
     CupsPrintDevice::JobOptions options =
         JobOptionsFromAttributes(JobAttributes(*destination, caps, ppdOptions, devMode, media),
                                  ReadDriverOptions(&devMode), layout);
     return std::make_unique<CupsPrintDevice>(std::move(destination), sheet, std::move(options));
+}
+
+std::unique_ptr<docmgr::PrintDevice> CreateCupsFileDevice(const CupsDestination& destination,
+                                                          const DEVMODEW& devMode,
+                                                          const std::string& path) {
+    MediaSize media;
+    const SheetGeometry sheet = SheetForDevMode(destination, devMode, &media);
+    return std::make_unique<FilePrintDevice>(path, sheet);
 }
 
 }  // namespace nvrprint::platform

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <memory>
+#include <string>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "NvrPrintUtils/IppDevMode.h"
@@ -15,5 +16,11 @@ namespace nvrprint::platform {
 std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
     std::shared_ptr<CupsDestination> destination, const PrinterCapabilities& caps,
     const nlohmann::json& ppdOptions, const DEVMODEW& devMode, SheetLayout layout);
+
+// A device that writes the job's PDF to the file at path: the sheets the destination would
+// be sent for the DEVMODE, on its paper with its margins.
+std::unique_ptr<docmgr::PrintDevice> CreateCupsFileDevice(const CupsDestination& destination,
+                                                          const DEVMODEW& devMode,
+                                                          const std::string& path);
 
 }  // namespace nvrprint::platform

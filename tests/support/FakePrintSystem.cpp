@@ -38,6 +38,10 @@ public:
         }
         return device;
     }
+    std::unique_ptr<docmgr::PrintDevice> CreateFileDevice(const DEVMODEW* devMode,
+                                                          const std::string&, int* error) override {
+        return CreatePrintDevice(devMode, SheetLayout::ByProgram, error);
+    }
 
 private:
     FakePrintSystem* m_system;

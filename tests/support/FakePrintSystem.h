@@ -18,7 +18,7 @@ public:
     std::string defaultPrinter;  // empty: none
     std::function<void(nvrprint::DEVMODEW&)> correct = [](nvrprint::DEVMODEW&) {};
     int32_t validateResult = nvrprint::kIdOk;
-    // Makes the print device of a job; none by default.
+    // Makes the print device of a job, for a printer or a file; none by default.
     std::function<std::unique_ptr<docmgr::PrintDevice>()> makeDevice;
     int opens = 0;        // OpenPrinter, found or not
     int validations = 0;  // ValidateDevMode
