@@ -32,8 +32,8 @@ std::map<std::string, std::string> Listing(const std::string& dir) {
 
 class PrintToFileTest : public PrintingTest {
 protected:
-    // Prints the document silently on the printer with the job's PDF going to outputFile;
-    // whether the run succeeded.
+    // Prints the document silently on the printer, with the application in this process, the
+    // job's PDF going to outputFile; whether the run succeeded. The application stays for more.
     bool PrintToFile(const std::string& doc, const std::string& printer,
                      const std::string& outputFile) {
         ::setenv("CUPS_SERVER", s_stack->cupsServer.c_str(), 1);
@@ -48,16 +48,19 @@ protected:
         std::vector<const char*> argv;
         for (const std::string& a : args)
             argv.push_back(a.c_str());
-        std::vector<RecordedNotice> notices;
-        nvrprint::platform::Platform os = TestPlatform(&notices);
-        nvrprint::NvrPrintHelper app(os);
-        EXPECT_TRUE(app.ParseCommandLine(static_cast<int>(argv.size()), argv.data()));
-        app.SetOutputFile(outputFile);
-        return app.Run() == 0;
+        app.reset();
+        os = TestPlatform(&notices);
+        app = std::make_unique<nvrprint::NvrPrintHelper>(os);
+        EXPECT_TRUE(app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()));
+        app->SetOutputFile(outputFile);
+        return app->Run() == 0;
     }
 
     LogCapture log;
     ScratchDir out;
+    std::vector<RecordedNotice> notices;
+    nvrprint::platform::Platform os;
+    std::unique_ptr<nvrprint::NvrPrintHelper> app;
 };
 
 struct FileCase {
@@ -98,8 +101,9 @@ TEST_P(PrintToFileJobs, FileHoldsTheSheetsThePrinterReceives) {
     EXPECT_EQ(Listing(out.Path()).size(), 1u) << "a temporary file was left";
     EXPECT_EQ(PageTexts(target), c.sides);
 
-    // The same job on the printer itself, with no scheduler between to change it.
-    ASSERT_EQ(Print({doc, s_stack->printerUri}).exitCode, 0);
+    // The next print of the run goes to the printer itself, with no scheduler between to
+    // change what it gets.
+    ASSERT_TRUE(app->PrintDocument()) << log.Text();
     const std::string received = Received(c.name).documentPath;
     EXPECT_EQ(PageTexts(received), PageTexts(target));
     for (int sheet = 0; sheet < static_cast<int>(c.sides.size()); ++sheet)
