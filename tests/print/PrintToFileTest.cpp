@@ -104,6 +104,7 @@ TEST_P(PrintToFileJobs, FileHoldsTheSheetsThePrinterReceives) {
     // The next print of the run goes to the printer itself, with no scheduler between to
     // change what it gets.
     ASSERT_TRUE(app->PrintDocument()) << log.Text();
+    ASSERT_TRUE(log.Contains("Created job")) << "the file was chosen again";
     const std::string received = Received(c.name).documentPath;
     EXPECT_EQ(PageTexts(received), PageTexts(target));
     for (int sheet = 0; sheet < static_cast<int>(c.sides.size()); ++sheet)
