@@ -53,7 +53,7 @@ int PdfSheetDevice::StartPageOfSize(double widthPoints, double heightPoints) {
 }
 
 int PdfSheetDevice::EndPage() {
-    if (!m_pageOpen) {
+    if (!m_pageOpen || !m_writer) {
         return Fail(EINVAL, "No sheet is started");
     }
     m_pageOpen = false;

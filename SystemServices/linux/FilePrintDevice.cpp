@@ -77,12 +77,18 @@ int FilePrintDevice::SinkFailed(const std::string& reason) {
                    m_writeError != 0 ? std::strerror(m_writeError) : reason);
 }
 
-int FilePrintDevice::Discard(int error, const std::string& why) {
+void FilePrintDevice::RemoveTemporary() {
+    m_writer.reset();
+    m_pageOpen = false;
     m_file.Reset();
     if (!m_temporary.empty()) {
         ::unlink(m_temporary.c_str());
         m_temporary.clear();
     }
+}
+
+int FilePrintDevice::Discard(int error, const std::string& why) {
+    RemoveTemporary();
     return Fail(error, fmt::format("Cannot write the job's PDF to {}: {}", m_path, why));
 }
 
@@ -116,9 +122,7 @@ int FilePrintDevice::AbortDoc() {
                                 ? fmt::format("The job's PDF is already written to {}", m_path)
                                 : std::string("No job is open"));
     }
-    m_file.Reset();
-    ::unlink(m_temporary.c_str());
-    m_temporary.clear();
+    RemoveTemporary();
     NVR_LOG_INFO("Job abandoned: {} left as it was", m_path);
     return 1;
 }

@@ -24,6 +24,8 @@ public:
 
 private:
     int SinkFailed(const std::string& reason) override;
+    // Ends the job's writer and removes its file, if any.
+    void RemoveTemporary();
     // Fails the job with the cause, after removing the temporary file.
     int Discard(int error, const std::string& why);
 
