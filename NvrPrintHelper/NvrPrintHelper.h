@@ -9,6 +9,7 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "NvrPrintHelper/CommandLine.h"
@@ -62,6 +63,11 @@ public:
 
     // The usage text shown by -help and appended to option errors.
     static const std::string& UsageText();
+
+    // The next print writes the job's PDF to this file (a local path) instead of sending it
+    // to the printer: the same sheets, on the printer's paper. Applies to one print only;
+    // empty prints to the printer.
+    void SetOutputFile(std::string path) { m_outputFile = std::move(path); }
 
     // How long a load may take; tests shorten it.
     void SetLoadTimeout(std::chrono::milliseconds timeout) { m_loadTimeout = timeout; }
@@ -140,7 +146,7 @@ private:
     bool m_settingsReceived = false;
     bool m_loadError = false;
     DevModePtr m_validatedDevMode;
-    // A file the next print writes the job's PDF to instead of the printer; empty: the printer.
+    // Where the next print writes the job's PDF; empty: to the printer.
     std::string m_outputFile;
     std::mutex m_modeMutex;
     std::condition_variable m_modeCondition;

@@ -36,6 +36,16 @@ struct PrintProgressDialog::Job {
             NVR_LOG_DEBUG("Re-enabling and focusing parent window");
             gtk_widget_set_sensitive(parent, TRUE);
             gtk_window_present(GTK_WINDOW(parent));
+            // A notice the job raised over the parent stays in front of it.
+            GList* toplevels = gtk_window_list_toplevels();
+            for (GList* item = toplevels; item != nullptr; item = item->next) {
+                GtkWindow* window = GTK_WINDOW(item->data);
+                if (GTK_WIDGET(window) != dialog && gtk_widget_get_visible(GTK_WIDGET(window)) &&
+                    gtk_window_get_transient_for(window) == GTK_WINDOW(parent)) {
+                    gtk_window_present(window);
+                }
+            }
+            g_list_free(toplevels);
         }
         NVR_LOG_DEBUG("Calling DestroyWindow");
         gtk_widget_destroy(dialog);

@@ -1,6 +1,7 @@
 // Silent printing: settling the printer, stacking the settings layers, and sending the
 // job through a print device.
 #include <memory>
+#include <utility>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "logging/LogMacros.h"
@@ -84,6 +85,8 @@ std::string NvrPrintHelper::DetermineJobTitle() {
 bool NvrPrintHelper::PrintDocument() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Starting print operation to: {}", m_printerName);
+    // A file chosen for this print serves it alone, whatever becomes of it.
+    const std::string outputFile = std::exchange(m_outputFile, {});
     // The printer validated for this job; one chosen since is opened now.
     if ((!m_printer || m_printer->Name() != m_printerName) && !ValidatePrinter(m_printerName)) {
         return false;
@@ -131,9 +134,16 @@ bool NvrPrintHelper::PrintDocument() {
     }
 
     int error = 0;
-    std::unique_ptr<docmgr::PrintDevice> device = m_printer->CreatePrintDevice(
-        devMode, m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter,
-        &error);
+    std::unique_ptr<docmgr::PrintDevice> device;
+    if (outputFile.empty()) {
+        device = m_printer->CreatePrintDevice(
+            devMode, m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter,
+            &error);
+    } else {
+        // The sheets the printer would get, on its paper, written to the file instead.
+        NVR_LOG_INFO("Printing the job's PDF to file: {}", outputFile);
+        device = m_printer->CreateFileDevice(devMode, outputFile, &error);
+    }
     if (!device) {
         NVR_LOG_ERROR("Failed to create printer DC (Error: {})", error);
         return false;
@@ -156,7 +166,9 @@ bool NvrPrintHelper::PrintDocument() {
     } else {
         NVR_LOG_DEBUG("Printer DC will be automatically cleaned up");
     }
-    if (printed) {
+    if (printed && !outputFile.empty()) {
+        NVR_LOG_INFO("Wrote the job's PDF to {}", outputFile);
+    } else if (printed) {
         NVR_LOG_INFO("Document printed successfully");
     } else {
         NVR_LOG_ERROR("Document printing failed");

@@ -27,6 +27,12 @@ public:
     // The sheet CreatePrintDevice would make for the DEVMODE, the same way: what the job's
     // pages are placed on. None when the DEVMODE is null or the printer does not answer.
     virtual std::optional<SheetGeometry> SheetFor(const DEVMODEW* devMode) = 0;
+    // A device that writes the PDF this printer would be sent for the DEVMODE (its sheets on
+    // the printer's paper, with its margins) to the file at path, in place only once whole.
+    // Null, with an error number, on failure.
+    virtual std::unique_ptr<docmgr::PrintDevice> CreateFileDevice(const DEVMODEW* devMode,
+                                                                  const std::string& path,
+                                                                  int* error) = 0;
 };
 
 class PrintSystem {

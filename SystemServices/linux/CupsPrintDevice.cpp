@@ -48,22 +48,12 @@ std::string RefusalReason(http_t* http) {
 
 CupsPrintDevice::CupsPrintDevice(std::shared_ptr<CupsDestination> destination,
                                  const SheetGeometry& sheet, JobOptions options)
-    : m_destination(std::move(destination)), m_sheet(sheet), m_options(std::move(options)) {}
+    : PdfSheetDevice(sheet), m_destination(std::move(destination)), m_options(std::move(options)) {}
 
 CupsPrintDevice::~CupsPrintDevice() {
     if (m_jobId > 0 && !m_finished) {
         AbortDoc();
     }
-}
-
-int CupsPrintDevice::GetDeviceCaps(int index) const {
-    return SheetDeviceCaps(m_sheet, index);
-}
-
-int CupsPrintDevice::Fail(int error, const std::string& what) {
-    m_lastError = error;
-    NVR_LOG_ERROR("{}", what);
-    return 0;
 }
 
 int CupsPrintDevice::StartDoc(const std::string& documentName) {
@@ -116,55 +106,12 @@ int CupsPrintDevice::StartDoc(const std::string& documentName) {
     return jobId;
 }
 
-int CupsPrintDevice::StreamFailed(const std::string& reason) {
+int CupsPrintDevice::SinkFailed(const std::string& reason) {
     const int cause = httpError(m_destination->Http());
     return Fail(cause != 0 ? cause : EIO,
                 fmt::format("Job {} on {} failed: the document could not be sent: {}{}", m_jobId,
                             m_destination->Name(), reason,
                             cause != 0 ? fmt::format(" ({})", std::strerror(cause)) : ""));
-}
-
-int CupsPrintDevice::StartPage() {
-    return StartPageOfSize(m_sheet.widthPoints, m_sheet.heightPoints);
-}
-
-int CupsPrintDevice::StartPageOfSize(double widthPoints, double heightPoints) {
-    if (!m_writer || m_pageOpen) {
-        return Fail(EINVAL, "No job is open, or a sheet is already started");
-    }
-    m_writer->BeginSheet(widthPoints, heightPoints);
-    m_pageWidth = widthPoints;
-    m_pageHeight = heightPoints;
-    m_pageOpen = true;
-    return 1;
-}
-
-int CupsPrintDevice::EndPage() {
-    if (!m_pageOpen) {
-        return Fail(EINVAL, "No sheet is started");
-    }
-    m_pageOpen = false;
-    std::string reason;
-    if (!m_writer->EndSheet(&reason)) {
-        return StreamFailed(reason);
-    }
-    return 1;
-}
-
-bool CupsPrintDevice::PlacePage(const VectorPage& page, const PageCell& cell) {
-    if (!m_pageOpen) {
-        Fail(EINVAL, "No sheet is started");
-        return false;
-    }
-    std::string reason;
-    const bool placed =
-        PlaceInCell(*m_writer, m_sheet, m_pageWidth, m_pageHeight, page, cell, &reason);
-    if (!placed) {
-        Fail(EIO, fmt::format("Cannot place page {} of {}: {}", page.pageIndex + 1, page.pdfPath,
-                              reason));
-        return false;
-    }
-    return true;
 }
 
 bool CupsPrintDevice::GetJobStatus(PrintJobStatus* status) {
@@ -220,7 +167,7 @@ int CupsPrintDevice::EndDoc() {
     }
     std::string reason;
     if (!m_writer->Finish(&reason)) {
-        return StreamFailed(reason);
+        return SinkFailed(reason);
     }
     if (cupsFinishDestDocument(m_destination->Http(), m_destination->Dest(),
                                m_destination->Info()) > IPP_STATUS_OK_CONFLICTING) {

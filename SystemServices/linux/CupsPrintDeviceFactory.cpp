@@ -1,9 +1,11 @@
 // Making a print device: the sheet from the DEVMODE and the printer's media, the job's
-// options from the DEVMODE's attributes.
+// options from the DEVMODE's attributes. A device that writes the job to a file makes the
+// same sheet.
 #include "SystemServices/linux/CupsPrintDeviceFactory.h"
 #include "NvrPrintUtils/IppDevMode.h"
 #include "NvrPrintUtils/PrintJobSettingsHelper.h"
 #include "SystemServices/linux/CupsPrintDevice.h"
+#include "SystemServices/linux/FilePrintDevice.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint::platform {
@@ -96,6 +98,12 @@ std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
         JobOptionsFromAttributes(JobAttributes(*destination, caps, ppdOptions, devMode, media),
                                  ReadDriverOptions(&devMode), layout);
     return std::make_unique<CupsPrintDevice>(std::move(destination), sheet, std::move(options));
+}
+
+std::unique_ptr<docmgr::PrintDevice> CreateCupsFileDevice(const CupsDestination& destination,
+                                                          const DEVMODEW& devMode,
+                                                          const std::string& path) {
+    return std::make_unique<FilePrintDevice>(path, SheetForDevMode(destination, devMode));
 }
 
 }  // namespace nvrprint::platform

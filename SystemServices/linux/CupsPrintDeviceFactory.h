@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <memory>
+#include <string>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "NvrPrintUtils/IppDevMode.h"
@@ -21,5 +22,11 @@ SheetGeometry SheetForDevMode(const CupsDestination& destination, const DEVMODEW
 std::unique_ptr<docmgr::PrintDevice> CreateCupsPrintDevice(
     std::shared_ptr<CupsDestination> destination, const PrinterCapabilities& caps,
     const nlohmann::json& ppdOptions, const DEVMODEW& devMode, SheetLayout layout);
+
+// A device that writes the job's PDF to the file at path: the sheets the destination would
+// be sent for the DEVMODE, on its paper with its margins.
+std::unique_ptr<docmgr::PrintDevice> CreateCupsFileDevice(const CupsDestination& destination,
+                                                          const DEVMODEW& devMode,
+                                                          const std::string& path);
 
 }  // namespace nvrprint::platform

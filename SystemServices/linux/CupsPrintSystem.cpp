@@ -111,6 +111,22 @@ public:
         return SheetForDevMode(*m_destination, *devMode);
     }
 
+    std::unique_ptr<docmgr::PrintDevice> CreateFileDevice(const DEVMODEW* devMode,
+                                                          const std::string& path,
+                                                          int* error) override {
+        if (devMode == nullptr || path.empty()) {
+            *error = EINVAL;
+            return nullptr;
+        }
+        // The printer's media and their margins make the sheet.
+        if (Destination() == nullptr) {
+            NVR_LOG_ERROR("Cannot open printer {}: {}", m_name, m_connectReason);
+            *error = m_connectError;
+            return nullptr;
+        }
+        return CreateCupsFileDevice(*m_destination, *devMode, path);
+    }
+
 private:
     // The destination with its capabilities read; null, with the cause kept, when it does
     // not answer.

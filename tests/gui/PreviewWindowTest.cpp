@@ -155,15 +155,15 @@ TEST(PreviewWindowTest, RefusedPrintSettingsEndWithANoticeOverAnAnsweringPreview
     s.SetEnv("HOME", s.Work().Path());
     s.SetEnv("CUPS_SERVER", "127.0.0.1:1");  // no queues: the dialog offers Print to File
     const std::string doc = s.Work().File("three.pdf");
-    MakePdf(doc, {kLetter, kLetter, kLetter});
+    MakePdfWithSettings(doc, {kLetter, kLetter, kLetter}, R"({"dmCopies": 2})");
     ASSERT_TRUE(s.Open({"-interactive", doc, "Refusing"})) << s.Log();
     s.OpenPrintDialog();
-    s.X().Key("Tab");
-    s.X().Type("Print to File");
+    // Print to File heads the dialog's list of printers, right under the list's header.
+    std::optional<unsigned long> dialog = s.X().WaitForWindow("Print", std::chrono::seconds(10));
+    ASSERT_TRUE(dialog);
+    s.X().Click(*dialog, 120, 85);
     Pause(700);
-    s.X().Key("Escape");
-    Pause(1000);
-    s.X().Key("ISO_Left_Tab");
+    s.X().Screenshot("print-dialog-to-file");
     s.PressDialogPrint();
     std::optional<unsigned long> notice =
         s.X().WaitForWindow("NvrPrintHelper Error", std::chrono::seconds(60));

@@ -23,7 +23,7 @@ public:
         std::memcpy(static_cast<void*>(out), in, sizeof(DEVMODEW));
         out->dmDriverExtra = 0;
         m_system->correct(*out);
-        return m_system->validateResult;
+        return m_system->refuses(*in) ? -1 : m_system->validateResult;
     }
     std::unique_ptr<PrintTicketProvider> OpenPrintTicketProvider(int32_t* result) override {
         *result = static_cast<int32_t>(0x80004001);
@@ -40,6 +40,10 @@ public:
     }
     std::optional<platform::SheetGeometry> SheetFor(const DEVMODEW*) override {
         return m_system->sheet;
+    }
+    std::unique_ptr<docmgr::PrintDevice> CreateFileDevice(const DEVMODEW* devMode,
+                                                          const std::string&, int* error) override {
+        return CreatePrintDevice(devMode, SheetLayout::ByProgram, error);
     }
 
 private:

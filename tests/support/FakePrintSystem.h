@@ -19,7 +19,11 @@ public:
     std::string defaultPrinter;  // empty: none
     std::function<void(nvrprint::DEVMODEW&)> correct = [](nvrprint::DEVMODEW&) {};
     int32_t validateResult = nvrprint::kIdOk;
-    // Makes the print device of a job; none by default.
+    // Settings the driver refuses whatever validateResult says.
+    std::function<bool(const nvrprint::DEVMODEW&)> refuses = [](const nvrprint::DEVMODEW&) {
+        return false;
+    };
+    // Makes the print device of a job, for a printer or a file; none by default.
     std::function<std::unique_ptr<docmgr::PrintDevice>()> makeDevice;
     // The printer's sheet for any DEVMODE; none by default.
     std::optional<nvrprint::platform::SheetGeometry> sheet;

@@ -15,6 +15,8 @@ namespace {
 bool WithPages(const std::string& pdfPath, int pageIndex,
                const std::function<void(PopplerPage*)>& look) {
     gchar* uri = g_filename_to_uri(pdfPath.c_str(), nullptr, nullptr);
+    if (uri == nullptr)  // not an absolute path: nothing to read
+        return false;
     PopplerDocument* doc = poppler_document_new_from_file(uri, nullptr, nullptr);
     g_free(uri);
     if (doc == nullptr)

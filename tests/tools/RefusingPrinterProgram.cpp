@@ -1,6 +1,6 @@
-// The program with one printer, "Refusing", whose driver refuses every setting it is asked to
-// check; everything else is the system's own. Window tests reach with it what no working
-// scheduler does: a print whose settings cannot be applied.
+// The program with one printer, "Refusing", whose driver refuses more than one copy; everything
+// else is the system's own. Window tests reach with it what no working scheduler does: a print
+// whose settings cannot be applied.
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "SystemServices/Platform.h"
 #include "logging/Logger.h"
@@ -14,7 +14,7 @@ int main(int argc, char** argv) {
     platform::Platform os = platform::CreateSystemPlatform();
     auto printers = std::make_unique<testsupport::FakePrintSystem>();
     printers->printerName = "Refusing";
-    printers->validateResult = -1;
+    printers->refuses = [](const DEVMODEW& devMode) { return devMode.dmCopies > 1; };
     os.printers = std::move(printers);
     NvrPrintHelper app(os);
     if (!app.ParseCommandLine(argc, argv)) {

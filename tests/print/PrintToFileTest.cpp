@@ -1,0 +1,156 @@
+// Print to File: the application, run in this process on a printer of the private stack,
+// writes the job's PDF to a file instead of sending it. The file must hold exactly the sheets
+// the printer receives for the same job, and a job that fails leaves nothing behind.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+
+#include "NvrPrintHelper/NvrPrintHelper.h"
+#include "NvrPrintUtils/IppDevMode.h"
+#include "tests/print/PrintingTest.h"
+#include "tests/support/PageRender.h"
+#include "tests/support/PdfFixtures.h"
+#include "tests/support/TestPlatform.h"
+#include "tests/support/XpsFixtures.h"
+
+using namespace testsupport;
+namespace fs = std::filesystem;
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+// What lies in a directory, names and contents, links not followed.
+std::map<std::string, std::string> Listing(const std::string& dir) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(dir))
+        files[entry.path().string()] = entry.is_regular_file() ? ReadFile(entry.path()) : "/";
+    return files;
+}
+
+class PrintToFileTest : public PrintingTest {
+protected:
+    // Prints the document silently on the printer, with the application in this process, the
+    // job's PDF going to outputFile; whether the run succeeded. The application stays for more.
+    bool PrintToFile(const std::string& doc, const std::string& printer,
+                     const std::string& outputFile) {
+        ::setenv("CUPS_SERVER", s_stack->cupsServer.c_str(), 1);
+        std::vector<std::string> args = {"NvrPrintHelper", "-silent", "-usePreviewApp=never",
+                                         "-logLevel=6"};
+        args.insert(args.end(), {"-tempDir=" + tmp.Path(), "-logFile=" + log.Path(), doc, printer});
+        std::vector<const char*> argv;
+        for (const std::string& a : args)
+            argv.push_back(a.c_str());
+        app.reset();
+        os = TestPlatform(&notices);
+        app = std::make_unique<nvrprint::NvrPrintHelper>(os);
+        EXPECT_TRUE(app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()));
+        app->SetOutputFile(outputFile);
+        return app->Run() == 0;
+    }
+
+    LogCapture log;
+    ScratchDir out;
+    std::vector<RecordedNotice> notices;
+    nvrprint::platform::Platform os;
+    std::unique_ptr<nvrprint::NvrPrintHelper> app;
+};
+
+struct FileCase {
+    std::string name;  // the document's file name
+    std::string settings;
+    size_t pages;
+    Texts sides;
+    friend void PrintTo(const FileCase& c, std::ostream* os) { *os << c.name; }
+};
+
+// clang-format off
+const std::vector<FileCase> kFileCases = {
+    {"nup-reverse.pdf", R"({"PagesPerSheet": 2, "bReversePages": true, "dmCopies": 2,
+                            "dmCollate": 0})", 5,
+     {"Page 5 Page 4", "Page 5 Page 4", "Page 3 Page 2", "Page 3 Page 2", "Page 1", "Page 1"}},
+    {"plain-a4.pdf", R"({"dmPaperSize": 9})", 2, {"Page 1", "Page 2"}},
+    // XPS pages are drawn first and go each on a sheet of its own size.
+    {"pages.xps", "", 2, {"Page 1", "Page 2"}},
+};
+// clang-format on
+
+class PrintToFileJobs : public PrintToFileTest, public ::testing::WithParamInterface<FileCase> {};
+
+TEST_P(PrintToFileJobs, FileHoldsTheSheetsThePrinterReceives) {
+    const FileCase& c = GetParam();
+    const std::string doc = work.File(c.name);
+    if (c.settings.empty())
+        MakeXps(doc, {{kXpsLetter, kXpsLetterLandscape}});
+    else
+        MakePdfWithSettings(doc, std::vector<FixturePage>(c.pages, kLetter), c.settings);
+    // A file already there is replaced whole.
+    const std::string target = out.File("job.pdf");
+    WriteFile(target, "an older job");
+    ASSERT_TRUE(PrintToFile(doc, s_stack->printerUri, target)) << log.Text();
+    EXPECT_TRUE(log.Contains("Printing the job's PDF to file: " + target)) << log.Text();
+    EXPECT_TRUE(log.Contains("Wrote the job's PDF to " + target));
+    EXPECT_FALSE(log.Contains("Created job")) << "the printer got the job too";
+    EXPECT_EQ(Listing(out.Path()).size(), 1u) << "a temporary file was left";
+    EXPECT_EQ(PageTexts(target), c.sides);
+
+    // The next print of the run goes to the printer itself, with no scheduler between to
+    // change what it gets.
+    ASSERT_TRUE(app->PrintDocument()) << log.Text();
+    ASSERT_TRUE(log.Contains("Created job")) << "the file was chosen again";
+    const std::string received = Received(c.name).documentPath;
+    EXPECT_EQ(PageTexts(received), PageTexts(target));
+    for (int sheet = 0; sheet < static_cast<int>(c.sides.size()); ++sheet)
+        EXPECT_EQ(PageSize(received, sheet), PageSize(target, sheet)) << "sheet " << sheet + 1;
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, PrintToFileJobs, ::testing::ValuesIn(kFileCases),
+                         [](const auto& info) {
+                             std::string name = info.param.name;
+                             std::erase(name, '-');
+                             return name.substr(0, name.size() - 4);
+                         });
+
+TEST_F(PrintToFileTest, FailedJobLeavesNothingBehindAndTheTargetAsItWas) {
+    const std::string doc = work.File("doc.pdf");
+    MakePdf(doc, {kLetter, kLetter});
+    WriteFile(out.File("plain-file"), "a file");
+    fs::create_directory(out.File("a-directory"));
+    WriteFile(out.File("a-directory/inside"), "kept");
+    // A directory that does not exist, a parent that is a file, a target that is a directory
+    // (written whole, then refused the name), a directory nobody may write in.
+    for (const std::string& target : {out.File("missing/job.pdf"), out.File("plain-file/job.pdf"),
+                                      out.File("a-directory"), std::string("/proc/nvr-job.pdf")}) {
+        const auto before = Listing(out.Path());
+        EXPECT_FALSE(PrintToFile(doc, s_stack->queue, target)) << target;
+        EXPECT_TRUE(log.Contains("Cannot write the job's PDF to " + target)) << log.Text();
+        EXPECT_FALSE(log.Contains("Wrote the job's PDF")) << target;
+        EXPECT_EQ(Listing(out.Path()), before) << target;
+        EXPECT_FALSE(fs::exists("/proc/nvr-job.pdf"));
+    }
+
+    // A job given up, or dropped, half way: the file there before stays as it was.
+    int error = 0;
+    std::unique_ptr<nvrprint::platform::Printer> printer =
+        nvrprint::platform::CreateSystemPrintSystem()->OpenPrinter(s_stack->queue, &error);
+    ASSERT_TRUE(printer) << error;
+    nvrprint::DevModePtr devMode = nvrprint::AllocateDevMode(nvrprint::kDriverExtraBytes);
+    ASSERT_EQ(printer->DefaultDevMode(devMode.get()), nvrprint::kIdOk);
+    const std::string target = out.File("plain-file");
+    for (bool abort : {true, false}) {
+        auto device = printer->CreateFileDevice(devMode.get(), target, &error);
+        ASSERT_TRUE(device) << error;
+        ASSERT_GT(device->StartDoc("half"), 0);
+        ASSERT_GT(device->StartPage(), 0);
+        ASSERT_TRUE(device->PlacePage({doc, 0}, {docmgr::PageCell::NaturalSize}));
+        ASSERT_GT(device->EndPage(), 0);
+        EXPECT_EQ(Listing(out.Path()).size(), 4u) << "the job grows beside the target";
+        EXPECT_TRUE(!abort || device->AbortDoc() > 0);
+        device.reset();
+        EXPECT_EQ(Listing(out.Path()).size(), 3u) << (abort ? "aborted" : "dropped");
+        EXPECT_EQ(ReadFile(target), "a file");
+    }
+}
+
+}  // namespace
