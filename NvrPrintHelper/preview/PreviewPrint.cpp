@@ -200,6 +200,15 @@ void PreviewWindow::ShowPrintDialog() {
     } else if (!m_printerName.empty()) {
         gtk_print_settings_set_printer(gtkSettings.get(), m_printerName.c_str());
     }
+    // Print to File offers the document's name, in the person's documents folder.
+    const char* folder = g_get_user_special_dir(G_USER_DIRECTORY_DOCUMENTS);
+    const std::string stem = m_documentName.substr(0, m_documentName.rfind('.'));
+    platform::GCharPtr target(g_build_filename(folder != nullptr ? folder : g_get_home_dir(),
+                                               (stem + " (print).pdf").c_str(), nullptr));
+    platform::GCharPtr uri(g_filename_to_uri(target.get(), nullptr, nullptr));
+    if (uri) {
+        gtk_print_settings_set(gtkSettings.get(), GTK_PRINT_SETTINGS_OUTPUT_URI, uri.get());
+    }
     gtk_print_unix_dialog_set_settings(printDialog, gtkSettings.get());
     gtk_print_unix_dialog_set_page_setup(printDialog, pageSetup.get());
 
@@ -241,6 +250,12 @@ void PreviewWindow::OnPrintDialogResponse(int response) {
         flow.outputFile = path ? path.get() : "";
         NVR_LOG_INFO("User chose to print to file: {}", flow.outputFile);
         chosenPrinter = m_printerName;
+        // The file has no sides or colours of its own to offer: those stay the printer's.
+        if (flow.prepared) {
+            const DialogSettings printer = DialogSettingsFromDevMode(*flow.prepared);
+            flow.chosen.duplex = printer.duplex;
+            flow.chosen.color = printer.color;
+        }
     } else if (printer != nullptr) {
         chosenPrinter = gtk_printer_get_name(printer);
     }

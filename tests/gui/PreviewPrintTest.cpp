@@ -101,8 +101,9 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayoutAndNoD
 }
 
 // The sheets view shows one copy of the job as the printer gets it: five pages two to a side in
-// reverse on the two-sided queue, so three sides and the blank back that closes the copy.
-TEST_F(PreviewPrintTest, SheetsViewShowsTheSidesThePrinterReceives) {
+// reverse on the two-sided queue, so three sides and the blank back that closes the copy. Print
+// to File writes what the printer gets.
+TEST_F(PreviewPrintTest, SheetsViewAndPrintToFileShowTheSidesThePrinterReceives) {
     PreviewSession s;
     const std::string title = "sheets-view";
     const std::string doc = s.Work().File("five.pdf");
@@ -111,6 +112,7 @@ TEST_F(PreviewPrintTest, SheetsViewShowsTheSidesThePrinterReceives) {
                             "PrintJobTitle": ")" +
                             title + R"("})");
     s.SetEnv("CUPS_SERVER", s_stack->cupsServer);
+    s.SetEnv("HOME", s.Work().Path());  // where the dialog's Print to File writes by default
     ASSERT_TRUE(s.Open({"-interactive", doc, s_stack->defaultsQueue})) << s.Log();
     s.ClickButton("Sheets");
     ASSERT_TRUE(s.WaitForStatus("Sheet 1 of 4")) << s.Log();
@@ -144,6 +146,21 @@ TEST_F(PreviewPrintTest, SheetsViewShowsTheSidesThePrinterReceives) {
     Texts printed = PageTexts(Received(title).documentPath);
     ASSERT_GE(printed.size(), shown.size());
     EXPECT_EQ(Texts(printed.begin(), printed.begin() + shown.size()), shown);
+
+    // Print to File, at the head of the dialog's list, writes the same sheets to the file.
+    s.OpenPrintDialog();
+    std::optional<unsigned long> dialog = s.X().WaitForWindow("Print", std::chrono::seconds(10));
+    ASSERT_TRUE(dialog);
+    s.X().Click(*dialog, 120, 85);
+    Pause(700);
+    s.X().Screenshot("print-dialog-print-to-file");
+    s.PressDialogPrint();
+    ASSERT_TRUE(s.WaitForLog("Print callback returned, success=true")) << s.Log();
+    static const std::regex kFile(R"(User chose to print to file: (.+))");
+    std::smatch file;
+    const std::string afterFile = s.Log();
+    ASSERT_TRUE(std::regex_search(afterFile, file, kFile)) << afterFile;
+    EXPECT_EQ(PageTexts(file[1].str()), printed) << file[1].str();
     EXPECT_EQ(s.CloseAndWait(), 0);
 }
 
