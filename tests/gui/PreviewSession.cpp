@@ -146,6 +146,16 @@ void PreviewSession::PressDialogPrint() {
     m_x.Click(*dialog, width - 100, height - 30);
 }
 
+// Print to File heads the dialog's list of printers, right under the list's header.
+void PreviewSession::PrintToFileInDialog() {
+    std::optional<unsigned long> dialog = m_x.WaitForWindow("Print", std::chrono::seconds(10));
+    ASSERT_TRUE(dialog);
+    m_x.Click(*dialog, 120, 85);
+    Pause(700);
+    m_x.Screenshot("print-dialog-print-to-file");
+    PressDialogPrint();
+}
+
 int PreviewSession::CloseAndWait() {
     m_x.Close(m_window);
     // A program that does not end is killed, and the test sees the signal in the code.

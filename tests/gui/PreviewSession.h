@@ -61,6 +61,8 @@ public:
     void PointAtDialog();
     // The dialog's Print button.
     void PressDialogPrint();
+    // Print to File picked in the dialog, and its Print button.
+    void PrintToFileInDialog();
     // Closes the window and waits for the program; its exit code.
     int CloseAndWait();
 

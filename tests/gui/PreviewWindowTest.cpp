@@ -158,13 +158,7 @@ TEST(PreviewWindowTest, RefusedPrintSettingsEndWithANoticeOverAnAnsweringPreview
     MakePdfWithSettings(doc, {kLetter, kLetter, kLetter}, R"({"dmCopies": 2})");
     ASSERT_TRUE(s.Open({"-interactive", doc, "Refusing"})) << s.Log();
     s.OpenPrintDialog();
-    // Print to File heads the dialog's list of printers, right under the list's header.
-    std::optional<unsigned long> dialog = s.X().WaitForWindow("Print", std::chrono::seconds(10));
-    ASSERT_TRUE(dialog);
-    s.X().Click(*dialog, 120, 85);
-    Pause(700);
-    s.X().Screenshot("print-dialog-to-file");
-    s.PressDialogPrint();
+    s.PrintToFileInDialog();
     std::optional<unsigned long> notice =
         s.X().WaitForWindow("NvrPrintHelper Error", std::chrono::seconds(60));
     ASSERT_TRUE(notice) << s.Log();
