@@ -109,7 +109,7 @@ DialogSettings ChosenInDialog(GtkPrintSettings* gtk, GtkPageSetup* page) {
 // A print from the Print command to the job's end. One at a time.
 struct PreviewWindow::PrintFlow {
     // The printer being asked, while it is.
-    std::shared_ptr<PrinterQuery> query;
+    std::unique_ptr<PrinterQuery> query;
     // The job's printer and the settings the dialog starts from.
     OpenedPrinter opened;
     DevModePtr prepared;

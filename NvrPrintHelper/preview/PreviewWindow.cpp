@@ -139,6 +139,7 @@ int32_t PreviewWindow::ShowPreview(docmgr::DocFilePageMgr* pageManager,
     }
     NVR_LOG_DEBUG("Message loop exited, destroying window (result={})", m_result);
     m_print.reset();
+    m_sheetQuery.reset();
     m_closeAfterPrint = false;
     m_widgets.reset();
     m_currentImage.reset();

@@ -9,6 +9,7 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
 #include "NvrPrintHelper/preview/PreviewModel.h"
+#include "NvrPrintHelper/preview/PrinterQuery.h"
 #include "NvrPrintHelper/preview/ThumbnailLayout.h"
 #include "NvrPrintHelper/preview/ZoomMath.h"
 #include "NvrPrintUtils/DevMode.h"
@@ -158,7 +159,7 @@ private:
     std::vector<unsigned> m_waitingKeys;
     std::shared_ptr<SheetPlan> m_sheetPlan;
     // The printer asked for the sheets view, while it is.
-    std::shared_ptr<void> m_sheetQuery;
+    std::unique_ptr<preview::PrinterQuery> m_sheetQuery;
     // The print under way, from the Print command to the job's end; null when none is.
     std::shared_ptr<PrintFlow> m_print;
     // A close that came while a job was being sent: the window closes when it has ended.

@@ -16,55 +16,62 @@ constexpr guint kPrinterQueryLimitMs = 15000;
 
 }  // namespace
 
-std::shared_ptr<PrinterQuery> PrinterQuery::Start(platform::PrintSystem& printers,
+struct PrinterQuery::Pending {
+    Answer answer;
+    guint timer = 0;
+
+    // Nobody waits for the answer any more.
+    void Abandon() {
+        answer = nullptr;
+        if (timer != 0) {
+            g_source_remove(timer);
+            timer = 0;
+        }
+    }
+
+    void Deliver(OpenedPrinter opened, bool timedOut) {
+        Answer waiting = std::move(answer);
+        Abandon();
+        if (waiting) {
+            waiting(std::move(opened), timedOut);
+        }
+    }
+};
+
+std::unique_ptr<PrinterQuery> PrinterQuery::Start(platform::PrintSystem& printers,
                                                   const std::string& name, Answer answer) {
-    auto query = std::make_shared<PrinterQuery>();
-    query->m_answer = std::move(answer);
-    query->m_timer = g_timeout_add_full(
+    auto pending = std::make_shared<Pending>();
+    pending->answer = std::move(answer);
+    pending->timer = g_timeout_add_full(
         G_PRIORITY_DEFAULT, kPrinterQueryLimitMs,
         [](gpointer data) -> gboolean {
-            PrinterQuery& timed = **static_cast<std::shared_ptr<PrinterQuery>*>(data);
-            timed.m_timer = 0;
+            Pending& timed = **static_cast<std::shared_ptr<Pending>*>(data);
+            timed.timer = 0;
             timed.Deliver(OpenedPrinter(), true);
             return G_SOURCE_REMOVE;
         },
-        std::make_unique<std::shared_ptr<PrinterQuery>>(query).release(),
+        std::make_unique<std::shared_ptr<Pending>>(pending).release(),
         [](gpointer data) {
-            std::unique_ptr<std::shared_ptr<PrinterQuery>>(
-                static_cast<std::shared_ptr<PrinterQuery>*>(data));
+            std::unique_ptr<std::shared_ptr<Pending>>(static_cast<std::shared_ptr<Pending>*>(data));
         });
-    // The thread owns its share of the query: left behind when it hangs, it ends on its own
-    // later and finds nobody waiting.
-    std::thread([&printers, name, query] {
+    // The thread owns its share: left behind when it hangs, it ends on its own later and
+    // finds nobody waiting.
+    std::thread([&printers, name, pending] {
         auto opened = std::make_shared<OpenedPrinter>();
         int error = 0;
         opened->printer = printers.OpenPrinter(name, &error);
         if (opened->printer) {
             opened->defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*opened->printer);
         }
-        platform::RunOnMainLoop([query, opened] { query->Deliver(std::move(*opened), false); });
+        platform::RunOnMainLoop([pending, opened] { pending->Deliver(std::move(*opened), false); });
     }).detach();
+    auto query = std::make_unique<PrinterQuery>();
+    query->m_pending = std::move(pending);
     return query;
 }
 
 PrinterQuery::~PrinterQuery() {
-    Abandon();
-}
-
-void PrinterQuery::Abandon() {
-    m_answer = nullptr;
-    if (m_timer != 0) {
-        g_source_remove(m_timer);
-        m_timer = 0;
-    }
-}
-
-void PrinterQuery::Deliver(OpenedPrinter opened, bool timedOut) {
-    Answer answer = std::move(m_answer);
-    Abandon();
-    if (answer) {
-        answer(std::move(opened), timedOut);
-    }
+    m_pending->Abandon();
 }
 
 void ShowBusy(GtkWidget* window, bool busy) {

@@ -19,24 +19,22 @@ struct OpenedPrinter {
 
 // A printer asked for its defaults on a thread of its own, its answer awaited by the main
 // loop: from the thread, or from the clock when the scheduler hangs, whichever comes first.
-// A scheduler that hangs costs the answer, never the window.
+// A scheduler that hangs costs the answer, never the window. Whoever holds the query hears
+// the answer; once the query is gone, nobody does.
 class PrinterQuery {
 public:
     using Answer = std::function<void(OpenedPrinter opened, bool timedOut)>;
 
     // Asks on the main thread; the answer comes there too.
-    static std::shared_ptr<PrinterQuery> Start(platform::PrintSystem& printers,
+    static std::unique_ptr<PrinterQuery> Start(platform::PrintSystem& printers,
                                                const std::string& name, Answer answer);
     ~PrinterQuery();
 
-    // Nobody waits for the answer any more.
-    void Abandon();
+    // What the thread and the clock share with the query.
+    struct Pending;
 
 private:
-    void Deliver(OpenedPrinter opened, bool timedOut);
-
-    Answer m_answer;
-    unsigned m_timer = 0;
+    std::shared_ptr<Pending> m_pending;
 };
 
 // The window waits for a printer: it takes no input and shows it is busy, and still paints
