@@ -1,5 +1,7 @@
 #include "tests/support/XSession.h"
 
+#include <cstdio>
+
 #include <X11/XKBlib.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -53,6 +55,16 @@ XSession::XSession(int width, int height) {
         m_name = ":" + number[1].str();
         m_display = XOpenDisplay(m_name.c_str());
     }
+    // Windows come and go while the test looks at them: asking about one that has just gone
+    // is no error of the test's.
+    XSetErrorHandler([](::Display* display, XErrorEvent* error) {
+        if (error->error_code != BadWindow && error->error_code != BadDrawable) {
+            char text[256] = {};
+            XGetErrorText(display, error->error_code, text, sizeof text);
+            std::fprintf(stderr, "X error: %s\n", text);
+        }
+        return 0;
+    });
 }
 
 XSession::~XSession() {
