@@ -60,9 +60,10 @@ bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdi
         return false;
     }
     std::optional<unsigned long> window =
-        m_x.WaitForWindow("Print Preview - ", std::chrono::seconds(30), true);
+        m_x.WaitForWindow("Print Preview - ", std::chrono::seconds(60), true);
     m_window = window.value_or(0);
-    // The toolbar is laid out and the first page loaded, in either order.
+    // The toolbar is laid out and the first page loaded, in either order; a sanitizer on a busy
+    // machine may take its time over both.
     size_t laidOut = 0, loaded = 0;
     const bool ready = WaitUntil(
         [&] {
@@ -71,7 +72,7 @@ bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdi
             loaded = log.find("Page 1 loaded successfully");
             return laidOut != std::string::npos && loaded != std::string::npos;
         },
-        std::chrono::seconds(20));
+        std::chrono::seconds(60));
     m_seen = ready ? std::max(laidOut, loaded) : 0;
     return window && ready;
 }
