@@ -1,11 +1,8 @@
 // The preview's Print command: the system print dialog, opened on the job's printer with
 // the job's settings, and the print through the application's callback.
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <thread>
 
 #include <gtk/gtkunixprint.h>
 
@@ -120,6 +117,13 @@ struct PreviewWindow::PrintFlow {
     // The job is being sent.
     bool sending = false;
 
+    // The printer has answered, or the clock for it.
+    void Answered(OpenedPrinter answer) {
+        query.reset();
+        opened = std::move(answer);
+        prepared = std::move(opened.defaults);
+    }
+
     ~PrintFlow() {
         if (dialog != nullptr) {
             gtk_widget_destroy(dialog);
@@ -150,9 +154,7 @@ void PreviewWindow::OnPrint() {
         PrinterQuery::Start(m_printers, m_printerName, [this](OpenedPrinter opened, bool timedOut) {
             ShowBusy(m_widgets->frame, false);
             PrintFlow& flow = *m_print;
-            flow.query.reset();
-            flow.opened = std::move(opened);
-            flow.prepared = std::move(flow.opened.defaults);
+            flow.Answered(std::move(opened));
             if (timedOut) {
                 NVR_LOG_WARNING(
                     "Exception caught in DocumentPropertiesW size query (buggy printer driver). "
@@ -280,9 +282,7 @@ void PreviewWindow::OnPrintDialogResponse(int response) {
     flow.query = PrinterQuery::Start(m_printers, m_printerName, [this](OpenedPrinter opened, bool) {
         ShowBusy(m_widgets->frame, false);
         PrintFlow& asked = *m_print;
-        asked.query.reset();
-        asked.opened = std::move(opened);
-        asked.prepared = std::move(asked.opened.defaults);
+        asked.Answered(std::move(opened));
         if (asked.prepared && m_settings != nullptr) {
             m_settings->ApplyToDevMode(asked.prepared.get(), asked.opened.printer.get());
         }
