@@ -62,8 +62,7 @@ bool PreviewSession::Open(std::vector<std::string> args, const std::string& stdi
     std::optional<unsigned long> window =
         m_x.WaitForWindow("Print Preview - ", std::chrono::seconds(60), true);
     m_window = window.value_or(0);
-    // The toolbar is laid out and the first page loaded, in either order; a sanitizer on a busy
-    // machine may take its time over both.
+    // The toolbar is laid out and the first page loaded, in either order, however slowly.
     size_t laidOut = 0, loaded = 0;
     const bool ready = WaitUntil(
         [&] {

@@ -108,6 +108,7 @@ TEST(PreviewWindowTest, KeysWorkAtOnceAndTheStripReachesItsEndWhileFilling) {
     EXPECT_TRUE(s.WaitForStatus("Page 350 of 350")) << s.LatestStatus();
     EXPECT_TRUE(s.WaitForLog("Scrolled to page 350 at y=" + std::to_string(15 + 349 * (207 + 45))))
         << s.Log().substr(s.Log().rfind("Scrolled to page"), 80);
+    s.X().Screenshot("preview-strip-end");
     s.X().Key("Home");
     s.X().Key("Next");
     EXPECT_TRUE(s.WaitForStatus("Page 2 of 350")) << s.LatestStatus();
@@ -117,8 +118,6 @@ TEST(PreviewWindowTest, KeysWorkAtOnceAndTheStripReachesItsEndWhileFilling) {
     for (const char* key : {"space", "Return", "Prior"})
         s.X().Key(key);
     EXPECT_TRUE(s.WaitForStatus("Page 2 of 350")) << s.LatestStatus();
-    s.X().Key("End");
-    s.X().Screenshot("preview-strip-end");
     EXPECT_EQ(s.CloseAndWait(), 0);
 }
 
