@@ -55,19 +55,25 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
         m_finalSettings.dmCopies < 1 ? 1 : m_finalSettings.dmCopies);
 
     NVR_LOG_INFO("Showing preview window");
-    PreviewWindow preview(*m_os.printers, *m_os.display);
-    auto print = [this](void* owner, const PrintChoice& choice, PrintFinished finished) {
+    // The dialog starts from the job's print for its printer, the sheets view shows it, and
+    // the dialog's choices make the print for the printer chosen.
+    auto makeJob = [this](platform::Printer& printer, const DialogSettings* dialog) {
+        return MakeJob(printer, dialog, {});
+    };
+    PreviewWindow preview(*m_os.printers, *m_os.display, makeJob);
+    auto print = [this](void* owner, PrintChoice choice, PrintFinished finished) {
         if (!choice.printerName.empty()) {
             m_printerName = choice.printerName;
             NVR_LOG_INFO("Updated printer to: {}", m_printerName);
         }
-        if (choice.devMode != nullptr) {
-            size_t size =
-                static_cast<size_t>(choice.devMode->dmSize) + choice.devMode->dmDriverExtra;
-            m_validatedDevMode = CopyDevMode(choice.devMode);
-            NVR_LOG_INFO("Stored validated DEVMODE from print dialog (size: {})", size);
+        if (choice.job) {
+            NVR_LOG_INFO("Stored validated DEVMODE from print dialog (size: {})",
+                         choice.job->devMode->dmSize + choice.job->devMode->dmDriverExtra);
+            m_chosenJob = std::move(choice.job);
+        } else {
+            SetDialogChoices(choice.dialog);
         }
-        m_outputFile = choice.outputFile;
+        SetOutputFile(choice.outputFile);
         return PrintDocumentWithProgress(owner, std::move(finished));
     };
     int32_t result = preview.ShowPreview(m_docMgr.get(), FileNameOf(ActualInputFile()), printerName,

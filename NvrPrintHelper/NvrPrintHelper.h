@@ -7,6 +7,7 @@
 #include <istream>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -16,6 +17,8 @@
 #include "NvrPrintHelper/OperationMode.h"
 #include "NvrPrintHelper/PrintProgressDialog.h"
 #include "NvrPrintUtils/DevMode.h"
+#include "NvrPrintUtils/DialogSettings.h"
+#include "NvrPrintUtils/PrintJob.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
 #include "NvrPrintUtils/TempFileManager.h"
 #include "SystemServices/Platform.h"
@@ -58,6 +61,12 @@ public:
     bool LaunchWithExplicitApp(const std::string& appPath, const std::string& filePath);
     bool LaunchWithSystemHandler(const std::string& filePath);
     std::string DetermineJobTitle();
+    // The print for the printer: the layers over its defaults and the dialog's choices, when
+    // there was a dialog, over them, as the printer accepts them. None, logged, when the
+    // printer has no defaults or refuses the settings. Reads only what the load settled, so
+    // any thread may ask.
+    std::optional<PrintJob> MakeJob(PrinterSession& printer, const DialogSettings* dialog,
+                                    std::string outputFile);
     void ShowHelp();
     void ShowError(const std::string& message, bool showUsage);
 
@@ -68,6 +77,10 @@ public:
     // to the printer: the same sheets, on the printer's paper. Applies to one print only;
     // empty prints to the printer.
     void SetOutputFile(std::string path) { m_outputFile = std::move(path); }
+
+    // The next print takes what the person chose in a print dialog over the job's settings.
+    // Applies to one print only.
+    void SetDialogChoices(DialogSettings choices) { m_dialogChoices = std::move(choices); }
 
     // How long a load may take; tests shorten it.
     void SetLoadTimeout(std::chrono::milliseconds timeout) { m_loadTimeout = timeout; }
@@ -103,6 +116,10 @@ private:
     bool ApplyModeFlags();
     // The facts the mode is decided from, as they stand.
     ModeInputs CurrentModeInputs() const;
+    // The title of a job whose settings name none: the document's file name.
+    std::string DocumentTitle();
+    // The job through a print device of the job's printer, or into its file.
+    bool SendJob(const PrintJob& job);
 
     // The load events that change the run's state, one handler per record; the others are
     // only logged.
@@ -145,7 +162,10 @@ private:
     bool m_documentLoaded = false;
     bool m_settingsReceived = false;
     bool m_loadError = false;
-    DevModePtr m_validatedDevMode;
+    // What the person chose in the print dialog, for the next print only: the print made of
+    // it for the chosen printer, or the choices when the printer could not make it then.
+    std::optional<PrintJob> m_chosenJob;
+    std::optional<DialogSettings> m_dialogChoices;
     // Where the next print writes the job's PDF; empty: to the printer.
     std::string m_outputFile;
     std::mutex m_modeMutex;

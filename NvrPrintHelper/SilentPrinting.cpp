@@ -74,75 +74,95 @@ std::string NvrPrintHelper::DetermineJobTitle() {
         NVR_LOG_ENTRY("Returning title from settings");
         return m_finalSettings.PrintJobTitle;
     }
+    NVR_LOG_ENTRY("Returning the document's title");
+    return DocumentTitle();
+}
+
+std::string NvrPrintHelper::DocumentTitle() {
     if (m_inputFile == "-") {
-        NVR_LOG_ENTRY("Returning default title");
         return "Norvan print job";
     }
-    NVR_LOG_ENTRY("Returning filename");
     return std::string(text::LastPathComponent(ActualInputFile()));
+}
+
+std::optional<PrintJob> NvrPrintHelper::MakeJob(PrinterSession& printer,
+                                                const DialogSettings* dialog,
+                                                std::string outputFile) {
+    if (dialog == nullptr) {
+        NVR_LOG_DEBUG("Getting printer settings (silent mode path)");
+    }
+    DevModePtr defaults = docmgr::DocFilePageMgr::GetPrinterSettings(printer);
+    if (!defaults) {
+        NVR_LOG_ERROR("Failed to get printer settings");
+        return std::nullopt;
+    }
+    NVR_LOG_DEBUG("Printer settings obtained successfully");
+    PrintJobSources sources;
+    sources.printerDefaults = defaults.get();
+    sources.document = m_settingsReceived ? &m_documentSettings : nullptr;
+    sources.overrides = &m_overrideSettings;
+    sources.dialog = dialog;
+    sources.fallbackTitle = DocumentTitle();
+    sources.outputFile = std::move(outputFile);
+    return MakePrintJob(sources, printer);
 }
 
 bool NvrPrintHelper::PrintDocument() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Starting print operation to: {}", m_printerName);
-    // A file chosen for this print serves it alone, whatever becomes of it.
-    const std::string outputFile = std::exchange(m_outputFile, {});
+    // The dialog's choices and a file chosen for this print serve it alone, whatever becomes
+    // of it: every print from the preview comes with its own.
+    std::optional<PrintJob> job = std::exchange(m_chosenJob, std::nullopt);
+    const std::optional<DialogSettings> dialog = std::exchange(m_dialogChoices, std::nullopt);
+    std::string outputFile = std::exchange(m_outputFile, {});
     // The printer validated for this job; one chosen since is opened now.
     if ((!m_printer || m_printer->Name() != m_printerName) && !ValidatePrinter(m_printerName)) {
         return false;
     }
-
-    DevModePtr silentDevMode;
-    const DEVMODEW* devMode = nullptr;
-    std::string title;
-    const bool validated = static_cast<bool>(m_validatedDevMode);
-    if (validated) {
+    if (job || dialog) {
         NVR_LOG_INFO(
             "Using validated DEVMODE from print dialog (user-approved settings, no "
             "modification)");
-        title = DetermineJobTitle();
-        NVR_LOG_INFO("Print job title: {}", title);
-        NVR_LOG_DEBUG("Creating printer DC with validated DEVMODE");
-        devMode = m_validatedDevMode.get();
-    } else {
-        NVR_LOG_DEBUG("Getting printer settings (silent mode path)");
-        silentDevMode = m_docMgr->GetPrinterSettings(*m_printer);
-        if (!silentDevMode) {
-            NVR_LOG_ERROR("Failed to get printer settings");
-            return false;
-        }
-        NVR_LOG_DEBUG("Printer settings obtained successfully");
-        m_finalSettings =
-            LayerSettings(silentDevMode.get(), m_settingsReceived ? &m_documentSettings : nullptr,
-                          m_overrideSettings);
-        NVR_LOG_INFO("Layer 2: Final merged settings (PagesPerSheet={}, Reverse={}, Copies={})",
-                     m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages,
-                     m_finalSettings.dmCopies < 1 ? 1 : m_finalSettings.dmCopies);
-        NVR_LOG_DEBUG("Applying and validating effective settings");
-        if (!m_finalSettings.ApplyToDevMode(silentDevMode.get(), m_printer.get())) {
-            NVR_LOG_ERROR("Failed to apply or validate print settings");
-            ShowError("Failed to apply print settings to printer: " + m_printerName +
-                          "\n\nThe printer may not support the requested settings.",
-                      false);
-            return false;
-        }
-        NVR_LOG_DEBUG("Effective settings applied and validated successfully");
-        title = DetermineJobTitle();
-        NVR_LOG_INFO("Print job title: {}", title);
-        NVR_LOG_DEBUG("Creating printer DC");
-        devMode = silentDevMode.get();
     }
+    if (job) {
+        job->outputFile = std::move(outputFile);
+    } else {
+        job = MakeJob(*m_printer, dialog ? &*dialog : nullptr, std::move(outputFile));
+    }
+    if (!job) {
+        NVR_LOG_ERROR("Failed to apply or validate print settings");
+        ShowError("Failed to apply print settings to printer: " + m_printerName +
+                      "\n\nThe printer may not support the requested settings.",
+                  false);
+        return false;
+    }
+    NVR_LOG_DEBUG("Effective settings applied and validated successfully");
+    m_finalSettings = job->settings;
+    NVR_LOG_INFO("Print job title: {}", job->title);
+    const bool printed = SendJob(*job);
+    if (printed && !job->outputFile.empty()) {
+        NVR_LOG_INFO("Wrote the job's PDF to {}", job->outputFile);
+    } else if (printed) {
+        NVR_LOG_INFO("Document printed successfully");
+    } else {
+        NVR_LOG_ERROR("Document printing failed");
+    }
+    NVR_LOG_ENTRY("Returning {}", printed);
+    return printed;
+}
 
+bool NvrPrintHelper::SendJob(const PrintJob& job) {
     int error = 0;
     std::unique_ptr<docmgr::PrintDevice> device;
-    if (outputFile.empty()) {
+    if (job.outputFile.empty()) {
+        NVR_LOG_DEBUG("Creating printer DC");
         device = m_printer->CreatePrintDevice(
-            devMode, m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter,
-            &error);
+            job.devMode.get(),
+            m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter, &error);
     } else {
         // The sheets the printer would get, on its paper, written to the file instead.
-        NVR_LOG_INFO("Printing the job's PDF to file: {}", outputFile);
-        device = m_printer->CreateFileDevice(devMode, outputFile, &error);
+        NVR_LOG_INFO("Printing the job's PDF to file: {}", job.outputFile);
+        device = m_printer->CreateFileDevice(job.devMode.get(), job.outputFile, &error);
     }
     if (!device) {
         NVR_LOG_ERROR("Failed to create printer DC (Error: {})", error);
@@ -150,30 +170,13 @@ bool NvrPrintHelper::PrintDocument() {
     }
     NVR_LOG_DEBUG("Printer DC created successfully");
     NVR_LOG_DEBUG("Setting print job settings for hybrid printing (N-up: {}, Reverse: {})",
-                  m_finalSettings.PagesPerSheet, m_finalSettings.bReversePages);
-    m_docMgr->m_printJobSettings = m_finalSettings;
+                  job.settings.PagesPerSheet, job.settings.bReversePages);
+    m_docMgr->m_printJobSettings = job.settings;
     m_docMgr->m_printer = m_printer.get();
-    // Copies keep to sheets of their own where the printer prints both sides: the validated
-    // DEVMODE says whether it does, as a one-sided printer must not get blank backs.
-    m_docMgr->m_printJobSettings.dmDuplex =
-        (devMode->dmFields & DM_DUPLEX) ? devMode->dmDuplex : int16_t{-1};
     NVR_LOG_INFO("Rendering document to printer");
     const bool printed =
-        m_docMgr->RenderDocToPrinter(m_printerName, title, device.get(), m_progressWindow);
-    if (validated) {
-        // Every print from the preview comes with its own approved settings.
-        m_validatedDevMode.reset();
-    } else {
-        NVR_LOG_DEBUG("Printer DC will be automatically cleaned up");
-    }
-    if (printed && !outputFile.empty()) {
-        NVR_LOG_INFO("Wrote the job's PDF to {}", outputFile);
-    } else if (printed) {
-        NVR_LOG_INFO("Document printed successfully");
-    } else {
-        NVR_LOG_ERROR("Document printing failed");
-    }
-    NVR_LOG_ENTRY("Returning {}", printed);
+        m_docMgr->RenderDocToPrinter(job.printerName, job.title, device.get(), m_progressWindow);
+    NVR_LOG_DEBUG("Printer DC will be automatically cleaned up");
     return printed;
 }
 

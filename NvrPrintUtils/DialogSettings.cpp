@@ -1,9 +1,11 @@
 #include "NvrPrintUtils/DialogSettings.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 
 #include "NvrPrintUtils/IppDevMode.h"
-#include "logging/TextCodec.h"
+#include "NvrPrintUtils/PrintJobSettingsHelper.h"
 
 namespace nvrprint {
 
@@ -30,39 +32,28 @@ DialogSettings DialogSettingsFromDevMode(const DEVMODEW& devMode) {
     return settings;
 }
 
-void ApplyDialogSettings(const DialogSettings& settings, DEVMODEW* devMode) {
-    devMode->dmCopies = static_cast<int16_t>(std::clamp<int32_t>(settings.copies, 1, 9999));
-    devMode->dmCollate = settings.collate ? DMCOLLATE_TRUE : DMCOLLATE_FALSE;
-    devMode->dmDuplex = settings.duplex == DialogDuplex::LongEdge    ? DMDUP_VERTICAL
-                        : settings.duplex == DialogDuplex::ShortEdge ? DMDUP_HORIZONTAL
-                                                                     : DMDUP_SIMPLEX;
-    devMode->dmColor = settings.color ? DMCOLOR_COLOR : DMCOLOR_MONOCHROME;
-    devMode->dmOrientation = settings.landscape ? DMORIENT_LANDSCAPE : DMORIENT_PORTRAIT;
-    devMode->dmFields |= DM_COPIES | DM_COLLATE | DM_DUPLEX | DM_COLOR | DM_ORIENTATION;
-    if (settings.media.empty()) {
-        return;
-    }
-    int16_t paper = PaperSizeForMedia(settings.media);
+std::string MediaForPaper(const std::string& name, double widthMm, double heightMm) {
     int width = 0;
     int length = 0;
-    if (paper > 0) {
-        devMode->dmPaperSize = paper;
-        devMode->dmPaperWidth = 0;
-        devMode->dmPaperLength = 0;
-        devMode->dmFields = (devMode->dmFields | DM_PAPERSIZE) & ~(DM_PAPERWIDTH | DM_PAPERLENGTH);
-    } else if (MediaDimensions(settings.media, &width, &length)) {
-        // A paper without a number: its size, in tenths of a millimetre.
-        devMode->dmPaperSize = 0;
-        devMode->dmPaperWidth = static_cast<int16_t>(std::min(width / 10, 32767));
-        devMode->dmPaperLength = static_cast<int16_t>(std::min(length / 10, 32767));
-        devMode->dmFields |= DM_PAPERWIDTH | DM_PAPERLENGTH;
-    } else {
-        return;
+    if (PaperSizeForMedia(name) > 0 || MediaDimensions(name, &width, &length)) {
+        return name;
     }
-    std::u16string form = text::Utf8ToUtf16(FormNameForMedia(settings.media));
-    std::fill(std::begin(devMode->dmFormName), std::end(devMode->dmFormName), u'\0');
-    std::copy_n(form.begin(), std::min<size_t>(form.size(), 31), devMode->dmFormName);
-    devMode->dmFields |= DM_FORMNAME;
+    const int wanted[] = {static_cast<int>(std::lround(widthMm * 100)),
+                          static_cast<int>(std::lround(heightMm * 100))};
+    int32_t best = -1;
+    std::string bestName;
+    for (const auto& [number, media] : PrintJobSettingsHelper::kPaperSizeMediaNames) {
+        if (MediaDimensions(media, &width, &length) && std::abs(width - wanted[0]) <= 100 &&
+            std::abs(length - wanted[1]) <= 100 && (best < 0 || number < best)) {
+            best = number;
+            bestName = media;
+        }
+    }
+    if (best > 0) {
+        return bestName;
+    }
+    return CustomMediaName(static_cast<int>(std::lround(widthMm * 10)),
+                           static_cast<int>(std::lround(heightMm * 10)));
 }
 
 }  // namespace nvrprint

@@ -22,8 +22,9 @@ struct DialogSettings {
 
 DialogSettings DialogSettingsFromDevMode(const DEVMODEW& devMode);
 
-// Writes what the dialog settled into the DEVMODE, with the fields' bits; everything else,
-// the driver-private options among it, stays.
-void ApplyDialogSettings(const DialogSettings& settings, DEVMODEW* devMode);
+// The PWG name of a paper the dialog offers, whatever made it (the printer's IPP media or
+// its PPD): its own name where that is one, else the named paper of its size to within a
+// millimetre, else a custom paper of its size. Sizes in millimetres, portrait.
+std::string MediaForPaper(const std::string& name, double widthMm, double heightMm);
 
 }  // namespace nvrprint

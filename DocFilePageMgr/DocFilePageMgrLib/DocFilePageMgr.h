@@ -12,6 +12,7 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/DocMgrTypes.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/SheetPlan.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
 #include "NvrPrintUtils/PrinterSession.h"
@@ -21,32 +22,6 @@
 namespace docmgr {
 
 using nvrprint::DevModePtr;
-
-// One printed side: the 0-based logical pages on it, in drawing order.
-struct PhysicalPage {
-    std::vector<uint64_t> logicalPages;
-};
-
-// The cells of one side of an N-up sheet, one for each of its pages in drawing order: the
-// printable area split into the grid for pagesPerSheet, filled across and then down. Device
-// pixels from the printable area's top-left corner; the pages are fitted into them.
-std::vector<PageCell> CellsOnSide(int32_t pagesPerSheet, int printableWidth, int printableHeight,
-                                  size_t pagesOnSide);
-
-// How a print reads the program's share of the job settings.
-struct PrintJobSettingsView {
-    const nvrprint::PrintJobSettings& settings;
-    // Copies below 1 count as 1.
-    int Copies() const { return settings.dmCopies > 1 ? settings.dmCopies : 1; }
-    // Only 1 means collated.
-    bool Collated() const { return settings.dmCollate == 1; }
-    // Whether pages are grouped, reordered or repeated, rather than printed one by one.
-    bool Transformed() const {
-        return settings.PagesPerSheet > 1 || settings.bReversePages || settings.dmCopies > 1;
-    }
-    // Long or short edge: copies then keep to sheets of their own.
-    bool TwoSided() const { return settings.dmDuplex == 2 || settings.dmDuplex == 3; }
-};
 
 // Progress of a print reaches a window through this; the UI layer installs it. The
 // arguments are the window, the number just finished (from 1) and the count it is out of.
@@ -101,13 +76,6 @@ public:
     bool GetPageSizePoints(size_t pageNumber, double* width, double* height);
 
     std::vector<PhysicalPage> BuildPhysicalPageList(size_t totalPages) const;
-    // The sides one copy of the print comes out as, in the order they print: the first copy
-    // of the job, with the blank back that closes it where a two-sided copy ends on a front
-    // side and more copies follow. Pages count from 0.
-    std::vector<PhysicalPage> SheetSidesOfOneCopy(size_t totalPages) const;
-    // How a print places the pages of a side: fitted into the cells of CellsOnSide, at
-    // natural size from the printable area's corner, or each on a sheet of its own size.
-    PageCell::Fit SideFit() const;
     // Places the logical pages of one side into the cells of the N-up grid.
     bool RenderNUpPage(PrintDevice* device, const PhysicalPage& page);
     // One side of the physical page list: its logical pages, or nothing on a blank back.
@@ -166,8 +134,6 @@ private:
     // at natural size on the job's paper or on a sheet of its own size, or the program's
     // layout fitted into the grid's cells.
     PageCell::Fit PlanSides(uint64_t pageCount, std::vector<PhysicalPage>* sides) const;
-    // One copy's sides before anything closes or repeats them.
-    std::vector<PhysicalPage> SidesInOrder(size_t totalPages) const;
     // One side from StartPage to EndPage; a failure aborts the job. number counts from 1.
     bool PrintSide(PrintDevice* device, const PhysicalPage& side, PageCell::Fit fit,
                    uint64_t number);

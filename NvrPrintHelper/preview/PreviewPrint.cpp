@@ -25,26 +25,6 @@ using preview::ShowBusy;
 // The code the log gives a query that did not answer in time.
 constexpr uint32_t kQueryTimedOut = 0x000005B4;  // a timeout, as the system numbers it
 
-// The printer's own check of the dialog's settings: what it cannot do is corrected.
-DevModePtr ValidatedByPrinter(PrinterSession& printer, const DEVMODEW* devMode) {
-    int32_t size = printer.DevModeSize();
-    if (size < static_cast<int32_t>(sizeof(DEVMODEW))) {
-        return {};
-    }
-    DevModePtr in(static_cast<DEVMODEW*>(std::calloc(1, static_cast<size_t>(size))));
-    DevModePtr out(static_cast<DEVMODEW*>(std::calloc(1, static_cast<size_t>(size))));
-    if (!in || !out) {
-        return {};
-    }
-    std::memcpy(in.get(), devMode,
-                std::min<size_t>(static_cast<size_t>(size),
-                                 static_cast<size_t>(devMode->dmSize) + devMode->dmDriverExtra));
-    if (printer.ValidateDevMode(in.get(), out.get()) != kIdOk) {
-        return {};
-    }
-    return out;
-}
-
 void ShowInDialog(const DialogSettings& job, const std::string& printer, GtkPrintSettings* gtk,
                   GtkPageSetup* page) {
     if (!printer.empty()) {
@@ -94,9 +74,12 @@ DialogSettings ChosenInDialog(GtkPrintSettings* gtk, GtkPageSetup* page) {
                    !(colorMode != nullptr && g_str_equal(colorMode, "monochrome")) &&
                    !(colorModel != nullptr && g_str_has_suffix(colorModel, "Gray"));
     chosen.landscape = gtk_page_setup_get_orientation(page) == GTK_PAGE_ORIENTATION_LANDSCAPE;
+    // Papers made from a PPD have the PPD's names: the paper goes by its size then.
     GtkPaperSize* paper = gtk_page_setup_get_paper_size(page);
-    if (paper != nullptr && gtk_paper_size_get_ppd_name(paper) == nullptr) {
-        chosen.media = gtk_paper_size_get_name(paper);
+    if (paper != nullptr) {
+        chosen.media = MediaForPaper(gtk_paper_size_get_name(paper),
+                                     gtk_paper_size_get_width(paper, GTK_UNIT_MM),
+                                     gtk_paper_size_get_height(paper, GTK_UNIT_MM));
     }
     return chosen;
 }
@@ -107,8 +90,7 @@ DialogSettings ChosenInDialog(GtkPrintSettings* gtk, GtkPageSetup* page) {
 struct PreviewWindow::PrintFlow {
     // The printer being asked, while it is.
     std::unique_ptr<PrinterQuery> query;
-    // The job's printer and the settings the dialog starts from.
-    OpenedPrinter opened;
+    // The settings the dialog starts from.
     DevModePtr prepared;
     GtkWidget* dialog = nullptr;
     // What the person chose in the dialog.
@@ -117,11 +99,27 @@ struct PreviewWindow::PrintFlow {
     // The job is being sent.
     bool sending = false;
 
-    // The printer has answered, or the clock for it.
-    void Answered(OpenedPrinter answer) {
-        query.reset();
-        opened = std::move(answer);
-        prepared = std::move(opened.defaults);
+    // The dialog opens with the job's print for the printer, or, where the printer refused
+    // it, with the job's settings written over the printer's defaults as they stand.
+    void Prepare(OpenedPrinter opened, PrintJobSettings* settings) {
+        if (!opened.defaults) {
+            NVR_LOG_ERROR("DocumentPropertiesW failed with result {}", -1);
+            return;
+        }
+        NVR_LOG_DEBUG("DEVMODE size: {}", opened.defaults->dmSize + opened.defaults->dmDriverExtra);
+        NVR_LOG_DEBUG("Getting default DEVMODE from printer");
+        NVR_LOG_DEBUG("Got DEVMODE, applying settings");
+        if (opened.job) {
+            NVR_LOG_DEBUG("Applying current settings to print dialog");
+            prepared = std::move(opened.job->devMode);
+        } else {
+            prepared = std::move(opened.defaults);
+            if (settings != nullptr) {
+                NVR_LOG_DEBUG("Applying current settings to print dialog");
+                settings->ApplyToDevMode(prepared.get(), nullptr);
+            }
+        }
+        NVR_LOG_DEBUG("Initialized print dialog with current settings");
     }
 
     ~PrintFlow() {
@@ -148,31 +146,26 @@ void PreviewWindow::OnPrint() {
         ShowPrintDialog();
         return;
     }
-    NVR_LOG_DEBUG("Printer opened successfully, getting DEVMODE size");
     ShowBusy(m_widgets->frame, true);
-    m_print->query =
-        PrinterQuery::Start(m_printers, m_printerName, [this](OpenedPrinter opened, bool timedOut) {
+    m_print->query = PrinterQuery::Start(
+        m_printers, m_printerName,
+        [makeJob = m_makeJob](platform::Printer& printer) { return makeJob(printer, nullptr); },
+        [this](OpenedPrinter opened, bool timedOut) {
             ShowBusy(m_widgets->frame, false);
             PrintFlow& flow = *m_print;
-            flow.Answered(std::move(opened));
+            flow.query.reset();
             if (timedOut) {
                 NVR_LOG_WARNING(
                     "Exception caught in DocumentPropertiesW size query (buggy printer driver). "
                     "Exception code: 0x{:x}",
                     kQueryTimedOut);
-            } else if (!flow.prepared) {
-                NVR_LOG_ERROR("DocumentPropertiesW failed with result {}", -1);
+            } else if (!opened.printer) {
+                NVR_LOG_WARNING("Failed to open printer or printer name is empty");
             } else {
-                NVR_LOG_DEBUG("DEVMODE size: {}",
-                              flow.prepared->dmSize + flow.prepared->dmDriverExtra);
-                NVR_LOG_DEBUG("Got DEVMODE, applying settings");
-                if (m_settings != nullptr) {
-                    NVR_LOG_DEBUG("Applying current settings to print dialog");
-                    m_settings->ApplyToDevMode(flow.prepared.get(), flow.opened.printer.get());
-                }
-                NVR_LOG_DEBUG("Initialized print dialog with current settings");
+                NVR_LOG_DEBUG("Printer opened successfully, getting DEVMODE size");
+                flow.Prepare(std::move(opened), m_settings);
+                NVR_LOG_DEBUG("Closed printer handle");
             }
-            NVR_LOG_DEBUG("Closed printer handle");
             ShowPrintDialog();
         });
 }
@@ -242,7 +235,6 @@ void PreviewWindow::OnPrintDialogResponse(int response) {
         gtk_print_unix_dialog_get_settings(printDialog));
     flow.chosen =
         ChosenInDialog(chosenSettings.get(), gtk_print_unix_dialog_get_page_setup(printDialog));
-    std::string chosenPrinter;
     if (printer != nullptr && gtk_printer_is_virtual(printer)) {
         // Print to File: the job's own PDF, made for the job's printer, goes to the file.
         const char* uri =
@@ -251,7 +243,6 @@ void PreviewWindow::OnPrintDialogResponse(int response) {
                                                : nullptr);
         flow.outputFile = path ? path.get() : "";
         NVR_LOG_INFO("User chose to print to file: {}", flow.outputFile);
-        chosenPrinter = m_printerName;
         // The file has no sides or colours of its own to offer: those stay the printer's.
         if (flow.prepared) {
             const DialogSettings printer = DialogSettingsFromDevMode(*flow.prepared);
@@ -259,47 +250,40 @@ void PreviewWindow::OnPrintDialogResponse(int response) {
             flow.chosen.color = printer.color;
         }
     } else if (printer != nullptr) {
-        chosenPrinter = gtk_printer_get_name(printer);
+        m_printerName = gtk_printer_get_name(printer);
     }
     gtk_widget_destroy(flow.dialog);
     flow.dialog = nullptr;
-
-    bool samePrinter = chosenPrinter == m_printerName;
-    if (!chosenPrinter.empty() && !samePrinter) {
-        m_printerName = chosenPrinter;
-        NVR_LOG_INFO("User selected printer: {}", m_printerName);
-    }
-    if (samePrinter && flow.prepared) {
-        PrintChosen(true);
-        return;
-    }
     if (m_printerName.empty() || m_pageManager == nullptr) {
-        PrintChosen(false);
+        PrintChosen(std::nullopt);
         return;
     }
-    // The job's settings for the chosen printer, with what the dialog changed over them.
-    ShowBusy(m_widgets->frame, true);
-    flow.query = PrinterQuery::Start(m_printers, m_printerName, [this](OpenedPrinter opened, bool) {
-        ShowBusy(m_widgets->frame, false);
-        PrintFlow& asked = *m_print;
-        asked.Answered(std::move(opened));
-        if (asked.prepared && m_settings != nullptr) {
-            m_settings->ApplyToDevMode(asked.prepared.get(), asked.opened.printer.get());
-        }
-        PrintChosen(asked.prepared != nullptr);
-    });
+    NVR_LOG_INFO("User selected printer: {}", m_printerName);
+    // The chosen printer makes the print of the choices on a thread; the window goes on
+    // answering meanwhile, and the clock gives the print up if the printer never answers.
+    NVR_LOG_DEBUG("Asking {} for the print of the dialog's choices", m_printerName);
+    flow.query = PrinterQuery::Start(
+        m_printers, m_printerName,
+        [makeJob = m_makeJob, chosen = flow.chosen](platform::Printer& printer) {
+            return makeJob(printer, &chosen);
+        },
+        [this](OpenedPrinter opened, bool timedOut) {
+            OnChosenPrintMade(std::move(opened), timedOut);
+        });
 }
 
-void PreviewWindow::PrintChosen(bool haveSettings) {
-    PrintFlow& flow = *m_print;
-    DevModePtr validated;
-    if (haveSettings && flow.prepared && flow.opened.printer) {
-        ApplyDialogSettings(flow.chosen, flow.prepared.get());
-        validated = ValidatedByPrinter(*flow.opened.printer, flow.prepared.get());
-        if (validated) {
-            NVR_LOG_DEBUG("Locked validated DEVMODE from print dialog");
-        }
+void PreviewWindow::OnChosenPrintMade(OpenedPrinter opened, bool timedOut) {
+    m_print->query.reset();
+    if (timedOut) {
+        NVR_LOG_ERROR("Failed to get printer settings: {} did not answer in time", m_printerName);
+        OnPrintFinished(false);
+        return;
     }
+    PrintChosen(std::move(opened.job));
+}
+
+void PreviewWindow::PrintChosen(std::optional<PrintJob> job) {
+    PrintFlow& flow = *m_print;
     if (!m_printCallback) {
         NVR_LOG_DEBUG("No callback, exiting message loop");
         m_print.reset();
@@ -310,14 +294,15 @@ void PreviewWindow::PrintChosen(bool haveSettings) {
     }
     NVR_LOG_DEBUG("Calling print callback with printer: {} (using validated DEVMODE from dialog)",
                   m_printerName);
-    PrintChoice choice{m_printerName, validated.get(), flow.outputFile};
+    PrintChoice choice{m_printerName, flow.chosen, flow.outputFile, std::move(job)};
     flow.sending = true;
     std::weak_ptr<PrintFlow> started = m_print;
-    bool running = m_printCallback(m_widgets->frame, choice, [this, started](bool printed) {
-        if (!started.expired()) {
-            OnPrintFinished(printed);
-        }
-    });
+    bool running =
+        m_printCallback(m_widgets->frame, std::move(choice), [this, started](bool printed) {
+            if (!started.expired()) {
+                OnPrintFinished(printed);
+            }
+        });
     if (!running) {
         OnPrintFinished(false);
     }

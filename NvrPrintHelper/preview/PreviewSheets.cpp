@@ -54,41 +54,42 @@ void PreviewWindow::ShowSheets(bool on) {
         return;
     }
     if (m_printerName.empty()) {
-        PlanSheets(nullptr, nullptr);
+        PlanSheets(preview::OpenedPrinter());
         return;
     }
     preview::ShowBusy(m_widgets->frame, true);
     m_sheetQuery = preview::PrinterQuery::Start(
-        m_printers, m_printerName, [this](preview::OpenedPrinter opened, bool) {
+        m_printers, m_printerName,
+        [makeJob = m_makeJob](platform::Printer& printer) { return makeJob(printer, nullptr); },
+        [this](preview::OpenedPrinter opened, bool) {
             preview::ShowBusy(m_widgets->frame, false);
             m_sheetQuery.reset();
-            if (opened.defaults && m_settings != nullptr) {
-                m_settings->ApplyToDevMode(opened.defaults.get(), opened.printer.get());
-            }
-            PlanSheets(opened.defaults ? opened.printer.get() : nullptr, opened.defaults.get());
+            PlanSheets(opened);
         });
 }
 
-void PreviewWindow::PlanSheets(platform::Printer* printer, const DEVMODEW* devMode) {
+void PreviewWindow::PlanSheets(const preview::OpenedPrinter& opened) {
     if (Printing()) {
         NVR_LOG_INFO("The sheets view waits for the print to end");
         SetSheetsButton(false);
         return;
     }
-    // The sides and cells the print would make, for the settings the print would send.
-    auto plan = std::make_shared<SheetPlan>();
-    m_pageManager->m_printJobSettings = m_settings != nullptr ? *m_settings : PrintJobSettings();
-    m_pageManager->m_printJobSettings.dmDuplex =
-        devMode != nullptr && (devMode->dmFields & DM_DUPLEX) ? devMode->dmDuplex : int16_t{-1};
-    std::optional<platform::SheetGeometry> sheet =
-        printer != nullptr ? printer->SheetFor(devMode) : std::nullopt;
+    // The sides and cells of the job's print, on the sheet it is placed on; without a print
+    // for the printer, the job's settings printed one-sided.
+    PrintJobSettings job = m_settings != nullptr ? *m_settings : PrintJobSettings();
+    job.dmDuplex = -1;
+    if (opened.job) {
+        job = opened.job->settings;
+    }
+    std::optional<platform::SheetGeometry> sheet = opened.sheet;
     if (!sheet) {
         NVR_LOG_WARNING("No sheet from the printer; the sheets view shows Letter paper");
         sheet = platform::MakeSheetGeometry(platform::MediaSize{}, false, 300, 300);
     }
-    plan->layout = {*sheet, m_pageManager->m_printJobSettings.PagesPerSheet,
-                    m_pageManager->SideFit()};
-    plan->sides = m_pageManager->SheetSidesOfOneCopy(m_pageManager->m_pageCount);
+    const bool programLaysOut = m_pageManager->LaysOutSheets();
+    auto plan = std::make_shared<SheetPlan>();
+    plan->layout = {*sheet, job.PagesPerSheet, docmgr::SideFitFor(job, programLaysOut)};
+    plan->sides = docmgr::SidesOfOneCopy(job, m_pageManager->m_pageCount, programLaysOut);
     NVR_LOG_INFO("Sheets view: {} side(s) of one copy on a {}x{} pt sheet", plan->sides.size(),
                  sheet->widthPoints, sheet->heightPoints);
     for (size_t i = 0; i < plan->sides.size(); ++i) {

@@ -94,8 +94,9 @@ int32_t TextWidth(GtkWidget* widget, const std::string& text) {
 
 bool PreviewWindow::s_fitOnFirstLoad = true;
 
-PreviewWindow::PreviewWindow(platform::PrintSystem& printers, platform::Display& display)
-    : m_printers(printers), m_display(display) {}
+PreviewWindow::PreviewWindow(platform::PrintSystem& printers, platform::Display& display,
+                             preview::JobMaker makeJob)
+    : m_printers(printers), m_display(display), m_makeJob(std::move(makeJob)) {}
 
 PreviewWindow::~PreviewWindow() = default;
 

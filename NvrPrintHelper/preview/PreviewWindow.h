@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,8 @@
 #include "NvrPrintHelper/preview/ThumbnailLayout.h"
 #include "NvrPrintHelper/preview/ZoomMath.h"
 #include "NvrPrintUtils/DevMode.h"
+#include "NvrPrintUtils/DialogSettings.h"
+#include "NvrPrintUtils/PrintJob.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
 #include "SystemServices/Display.h"
 #include "SystemServices/PrinterServices.h"
@@ -28,9 +31,11 @@ enum PreviewResult : int32_t {
 
 // What the person chose in the print dialog.
 struct PrintChoice {
-    std::string printerName;            // the printer picked; empty keeps the job's
-    const DEVMODEW* devMode = nullptr;  // its validated settings, valid during the call, or null
-    std::string outputFile;             // a file for the job's PDF instead of the printer
+    std::string printerName;  // the printer picked; empty keeps the job's
+    DialogSettings dialog;    // copies, collation, paper and the rest, as the dialog showed them
+    std::string outputFile;   // a file for the job's PDF instead of the printer
+    // The print made of them for the printer; none when the printer could not make it.
+    std::optional<PrintJob> job;
 };
 
 // Hears on the main thread whether the document was printed.
@@ -38,8 +43,7 @@ using PrintFinished = std::function<void(bool printed)>;
 
 // Starts printing the document from the preview over the owner window and returns; finished
 // hears the result. False, and finished is not called, when the print could not start.
-using PrintCallback =
-    std::function<bool(void* owner, const PrintChoice& choice, PrintFinished finished)>;
+using PrintCallback = std::function<bool(void* owner, PrintChoice choice, PrintFinished finished)>;
 
 // The preview: a window with a toolbar, the thumbnail strip, the page view and a status
 // bar. It shows the logical pages as the document manager renders them; the job settings
@@ -48,8 +52,10 @@ using PrintCallback =
 // keeps answering throughout.
 class PreviewWindow {
 public:
-    // The printers are the ones the print dialog offers and checks its settings with.
-    PreviewWindow(platform::PrintSystem& printers, platform::Display& display);
+    // The printers are the ones the print dialog offers; makeJob makes the job's print for
+    // one of them, which the dialog starts from and the sheets view shows.
+    PreviewWindow(platform::PrintSystem& printers, platform::Display& display,
+                  preview::JobMaker makeJob);
     ~PreviewWindow();
     PreviewWindow(const PreviewWindow&) = delete;
     PreviewWindow& operator=(const PreviewWindow&) = delete;
@@ -84,7 +90,9 @@ private:
     struct PrintFlow;
     void ShowPrintDialog();
     void OnPrintDialogResponse(int response);
-    void PrintChosen(bool haveSettings);
+    // The chosen printer's answer with the print made for it, or the clock's.
+    void OnChosenPrintMade(preview::OpenedPrinter opened, bool timedOut);
+    void PrintChosen(std::optional<PrintJob> job);
     void OnPrintFinished(bool printed);
     bool Printing() const { return m_print != nullptr; }
     // A job is being sent: the print has passed the dialog.
@@ -133,7 +141,7 @@ private:
     // printer's sheet and the job's settings when first shown.
     struct SheetPlan;
     void ShowSheets(bool on);
-    void PlanSheets(platform::Printer* printer, const DEVMODEW* devMode);
+    void PlanSheets(const preview::OpenedPrinter& opened);
     void SetSheetsButton(bool on);
     std::shared_ptr<docmgr::PageImage> DrawCurrentSheet();
     // The side holding a page, 1-based; 0 when none does.
@@ -149,6 +157,7 @@ private:
 
     platform::PrintSystem& m_printers;
     platform::Display& m_display;
+    preview::JobMaker m_makeJob;
     std::unique_ptr<Widgets> m_widgets;
     docmgr::DocFilePageMgr* m_pageManager = nullptr;
     PrintJobSettings* m_settings = nullptr;

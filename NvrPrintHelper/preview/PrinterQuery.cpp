@@ -38,8 +38,9 @@ struct PrinterQuery::Pending {
     }
 };
 
-std::unique_ptr<PrinterQuery> PrinterQuery::Start(platform::PrintSystem& printers,
-                                                  const std::string& name, Answer answer) {
+std::unique_ptr<PrinterQuery> PrinterQuery::Start(
+    platform::PrintSystem& printers, const std::string& name,
+    std::function<std::optional<PrintJob>(platform::Printer&)> makeJob, Answer answer) {
     auto pending = std::make_shared<Pending>();
     pending->answer = std::move(answer);
     pending->timer = g_timeout_add_full(
@@ -56,12 +57,18 @@ std::unique_ptr<PrinterQuery> PrinterQuery::Start(platform::PrintSystem& printer
         });
     // The thread owns its share: left behind when it hangs, it ends on its own later and
     // finds nobody waiting.
-    std::thread([&printers, name, pending] {
+    std::thread([&printers, name, pending, makeJob = std::move(makeJob)] {
         auto opened = std::make_shared<OpenedPrinter>();
         int error = 0;
         opened->printer = printers.OpenPrinter(name, &error);
         if (opened->printer) {
             opened->defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*opened->printer);
+        }
+        if (opened->defaults && makeJob) {
+            opened->job = makeJob(*opened->printer);
+        }
+        if (opened->job) {
+            opened->sheet = opened->printer->SheetFor(opened->job->devMode.get());
         }
         platform::RunOnMainLoop([pending, opened] { pending->Deliver(std::move(*opened), false); });
     }).detach();

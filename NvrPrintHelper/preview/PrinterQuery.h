@@ -2,19 +2,30 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <gtk/gtk.h>
 
 #include "NvrPrintUtils/DevMode.h"
+#include "NvrPrintUtils/DialogSettings.h"
+#include "NvrPrintUtils/PrintJob.h"
 #include "SystemServices/PrinterServices.h"
 
 namespace nvrprint::preview {
 
-// A printer opened for the preview, with its defaults.
+// Makes the job's print for a printer: the application's layers over its defaults, and the
+// print dialog's choices over them when there are any.
+using JobMaker = std::function<std::optional<PrintJob>(platform::Printer& printer,
+                                                       const DialogSettings* dialog)>;
+
+// A printer opened for the preview, with its defaults, and the job's print for it with the
+// sheet that print is placed on, when a job maker was given and the printer accepted it.
 struct OpenedPrinter {
     std::unique_ptr<platform::Printer> printer;
     DevModePtr defaults;
+    std::optional<PrintJob> job;
+    std::optional<platform::SheetGeometry> sheet;
 };
 
 // A printer asked for its defaults on a thread of its own, its answer awaited by the main
@@ -25,9 +36,11 @@ class PrinterQuery {
 public:
     using Answer = std::function<void(OpenedPrinter opened, bool timedOut)>;
 
-    // Asks on the main thread; the answer comes there too.
-    static std::unique_ptr<PrinterQuery> Start(platform::PrintSystem& printers,
-                                               const std::string& name, Answer answer);
+    // Asks on the main thread; the answer comes there too. The job is made on the query's
+    // thread, as making it asks the printer what it can do.
+    static std::unique_ptr<PrinterQuery> Start(
+        platform::PrintSystem& printers, const std::string& name,
+        std::function<std::optional<PrintJob>(platform::Printer&)> makeJob, Answer answer);
     ~PrinterQuery();
 
     // What the thread and the clock share with the query.

@@ -99,6 +99,57 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayoutAndNoD
     }
 }
 
+// Copies and collation typed into the print dialog, by its mnemonics, are made by the program:
+// the printer gets every copy in the order chosen and is never asked for a copy of its own, on
+// the plain queue, the one whose scheduler would make two copies itself, and a PPD queue.
+TEST_F(PreviewPrintTest, CopiesAndCollationTypedInTheDialogArePrintedByTheProgram) {
+    struct Case {
+        std::string PrinterStack::*queue;
+        std::string copies;
+        bool untickCollate;
+    };
+    for (const Case& c :
+         {Case{&PrinterStack::queue, "3", false}, Case{&PrinterStack::defaultsQueue, "2", true},
+          Case{&PrinterStack::ppdQueue, "3", false}}) {
+        const std::string queue = (*s_stack).*c.queue;
+        SCOPED_TRACE(queue);
+        PreviewSession s;
+        const std::string title = "typed-copies-" + queue;
+        const std::string doc = s.Work().File("three.pdf");
+        MakePdfWithSettings(doc, std::vector<FixturePage>(3, kLetter),
+                            R"({"dmCollate": 1, "PrintJobTitle": ")" + title + R"("})");
+        s.SetEnv("CUPS_SERVER", s_stack->cupsServer);
+        ASSERT_TRUE(s.Open({"-interactive", doc, queue})) << s.Log();
+        s.OpenPrintDialog();
+        s.X().Key("s", false, true);  // Copie_s
+        s.X().Key("a", true);
+        s.X().Type(c.copies);
+        s.X().Key("Tab");
+        if (c.untickCollate)
+            s.X().Key("o", false, true);  // C_ollate
+        Pause(500);
+        s.X().Screenshot("print-dialog-copies-" + queue);
+        s.PressDialogPrint();
+        ASSERT_TRUE(s.WaitForLog("Print callback returned, success=true")) << s.Log();
+
+        // On two-sided paper (the scheduler-defaults queue) each copy keeps to its own sheets.
+        ReceivedJob job = Received(title);
+        const bool twoSided = Has(job.attributes["IPP_SIDES"], "two-sided");
+        Texts expected;
+        if (!c.untickCollate) {
+            for (int copy = 0; copy < 3; ++copy)
+                expected.insert(expected.end(), {"Page 1", "Page 2", "Page 3"});
+        } else if (twoSided) {
+            expected = {"Page 1", "Page 2", "Page 1", "Page 2", "Page 3", "", "Page 3"};
+        } else {
+            expected = {"Page 1", "Page 1", "Page 2", "Page 2", "Page 3", "Page 3"};
+        }
+        EXPECT_EQ(PageTexts(job.documentPath), expected);
+        EXPECT_EQ(job.attributes["IPP_COPIES"], "");
+        EXPECT_EQ(s.CloseAndWait(), 0);
+    }
+}
+
 // The sheets view shows one copy of the job as the printer gets it: five pages two to a side in
 // reverse on the two-sided queue, so three sides and the blank back that closes the copy. Print
 // to File writes what the printer gets.
@@ -187,6 +238,32 @@ TEST(PreviewOnPrivateStackTest, SchedulerGoneOrHangingFailsThePrintAndNeverTheWi
             SignalScheduler(*own.Stack(), SIGCONT);
         }
     }
+}
+
+// The scheduler stops just as the person presses Print for a 2-up job: the chosen printer is
+// asked for the print off the main loop, so the preview answers while it waits, and the print
+// is given up with its error when the printer's time is up. Nothing prints.
+TEST(PreviewOnPrivateStackTest, PrinterSilentAtTheDialogsAnswerLeavesThePreviewAnswering) {
+    PrivateStack own("NvrPreviewAnswer");
+    ASSERT_TRUE(own.Stack()) << "the printer stack of the test did not start";
+    PreviewSession s;
+    const std::string doc = s.Work().File("nup.pdf");
+    MakePdfWithSettings(doc, std::vector<FixturePage>(4, kLetter), R"({"PagesPerSheet": 2})");
+    s.SetEnv("CUPS_SERVER", own.Stack()->cupsServer);
+    ASSERT_TRUE(s.Open({"-interactive", doc, own.Stack()->queue})) << s.Log();
+    s.OpenPrintDialog();
+    ASSERT_TRUE(SignalScheduler(*own.Stack(), SIGSTOP));
+    s.PressDialogPrint();
+    ASSERT_TRUE(s.WaitForLog("for the print of the dialog's choices")) << s.Log();
+    s.ClickButton("Next");
+    EXPECT_TRUE(s.WaitForStatus("Page 2 of 4")) << s.LatestStatus();
+    EXPECT_TRUE(s.WaitForLog("did not answer in time", std::chrono::seconds(60))) << s.Log();
+    EXPECT_TRUE(s.WaitForLog("Print callback returned, success=false")) << s.Log();
+    s.ClickButton("Previous");
+    EXPECT_TRUE(s.WaitForStatus("Page 1 of 4")) << s.LatestStatus();
+    SignalScheduler(*own.Stack(), SIGCONT);
+    EXPECT_EQ(s.CloseAndWait(), 0);
+    EXPECT_FALSE(WaitForReceivedJob(*own.Stack(), "nup.pdf", 5));
 }
 
 }  // namespace

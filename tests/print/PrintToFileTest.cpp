@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <functional>
+#include <optional>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "NvrPrintUtils/IppDevMode.h"
@@ -34,7 +37,8 @@ protected:
     // Prints the document silently on the printer, with the application in this process, the
     // job's PDF going to outputFile; whether the run succeeded. The application stays for more.
     bool PrintToFile(const std::string& doc, const std::string& printer,
-                     const std::string& outputFile) {
+                     const std::string& outputFile,
+                     std::optional<nvrprint::DialogSettings> dialog = std::nullopt) {
         ::setenv("CUPS_SERVER", s_stack->cupsServer.c_str(), 1);
         std::vector<std::string> args = {"NvrPrintHelper", "-silent", "-usePreviewApp=never",
                                          "-logLevel=6"};
@@ -47,6 +51,8 @@ protected:
         app = std::make_unique<nvrprint::NvrPrintHelper>(os);
         EXPECT_TRUE(app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()));
         app->SetOutputFile(outputFile);
+        if (dialog)
+            app->SetDialogChoices(*dialog);
         return app->Run() == 0;
     }
 
@@ -111,6 +117,85 @@ INSTANTIATE_TEST_SUITE_P(Jobs, PrintToFileJobs, ::testing::ValuesIn(kFileCases),
                              std::erase(name, '-');
                              return name.substr(0, name.size() - 4);
                          });
+
+// What the person chose in the print dialog, on a plain queue, one with scheduler defaults
+// (two copies, 2-up, two-sided) and a classic PPD queue: the printer gets the program's copies
+// in the order chosen and never a copy of its own, and the paper, sides, colour and
+// orientation chosen. Print to File with the same choices holds the same sheets.
+TEST_F(PrintToFileTest, DialogChoicesReachThePrinterAndTheFileAlike) {
+    struct Choice {
+        std::string name;
+        std::function<void(nvrprint::DialogSettings&)> choose;
+        Texts sides;
+        std::map<std::string, std::string> received;  // IPP_* attribute -> text it contains
+        std::function<void(const std::string& pdf)> look = nullptr;
+    };
+    const Texts three = {"Page 1", "Page 2", "Page 3"};
+    Texts threeTimes;
+    for (int copy = 0; copy < 3; ++copy)
+        threeTimes.insert(threeTimes.end(), three.begin(), three.end());
+    const std::vector<Choice> choices = {
+        {"copies-collated", [](auto& d) { d.copies = 3, d.collate = true; }, threeTimes, {}},
+        {"copies-uncollated",
+         [](auto& d) { d.copies = 2, d.collate = false; },
+         {"Page 1", "Page 1", "Page 2", "Page 2", "Page 3", "Page 3"},
+         {}},
+        {"a4",
+         [](auto& d) { d.media = "iso_a4_210x297mm"; },
+         three,
+         {{"IPP_MEDIA_COL", "x-dimension=21000 y-dimension=29700"}},
+         [](const std::string& pdf) {
+             EXPECT_NEAR(PageSize(pdf, 0).first, 595.3, 0.5);
+             EXPECT_NEAR(PageSize(pdf, 0).second, 841.9, 0.5);
+         }},
+        {"landscape",
+         [](auto& d) { d.landscape = true; },
+         three,
+         {},
+         [](const std::string& pdf) { EXPECT_TRUE(PageIsLandscape(pdf, 0)); }},
+        {"short-edge",
+         [](auto& d) { d.duplex = nvrprint::DialogDuplex::ShortEdge; },
+         three,
+         {{"IPP_SIDES", "two-sided-short-edge"}},
+         nullptr},
+        {"monochrome",
+         [](auto& d) { d.color = false; },
+         three,
+         {{"IPP_PRINT_COLOR_MODE", "monochrome"}},
+         nullptr},
+    };
+    for (const std::string& queue : {s_stack->queue, s_stack->defaultsQueue, s_stack->ppdQueue}) {
+        for (const Choice& c : choices) {
+            SCOPED_TRACE(queue + " " + c.name);
+            nvrprint::DialogSettings dialog;
+            c.choose(dialog);
+            const std::string name = c.name + "-" + queue;
+            const std::string doc = work.File(name + ".pdf");
+            MakePdf(doc, std::vector<FixturePage>(3, kLetter));
+            const std::string target = out.File(name + ".pdf");
+            ASSERT_TRUE(PrintToFile(doc, queue, target, dialog)) << log.Text();
+            app->SetDialogChoices(dialog);
+            ASSERT_TRUE(app->PrintDocument()) << log.Text();
+            ReceivedJob job = Received(name + ".pdf");
+            EXPECT_EQ(PageTexts(job.documentPath), c.sides);
+            EXPECT_EQ(PageTexts(target), c.sides);
+            // The scheduler's filter lays a landscape sheet on the paper as it feeds: the
+            // same paper, either way round.
+            auto [width, height] = PageSize(job.documentPath, 0);
+            auto [fileWidth, fileHeight] = PageSize(target, 0);
+            EXPECT_NEAR(std::min(width, height), std::min(fileWidth, fileHeight), 0.5);
+            EXPECT_NEAR(std::max(width, height), std::max(fileWidth, fileHeight), 0.5);
+            EXPECT_EQ(job.attributes["IPP_COPIES"], "");
+            for (const auto& [attribute, value] : c.received)
+                EXPECT_TRUE(Has(job.attributes[attribute], value))
+                    << attribute << "=" << job.attributes[attribute];
+            if (c.look) {
+                c.look(job.documentPath);
+                c.look(target);
+            }
+        }
+    }
+}
 
 TEST_F(PrintToFileTest, FailedJobLeavesNothingBehindAndTheTargetAsItWas) {
     const std::string doc = work.File("doc.pdf");

@@ -135,7 +135,7 @@ void XSession::Click(unsigned long window, int x, int y, unsigned button) {
     Button(false, button);
 }
 
-void XSession::Key(const std::string& keysymName, bool control) {
+void XSession::Key(const std::string& keysymName, bool control, bool alt) {
     const KeySym keysym = XStringToKeysym(keysymName.c_str());
     const KeyCode code = XKeysymToKeycode(m_display, keysym);
     if (code == 0) {
@@ -144,6 +144,9 @@ void XSession::Key(const std::string& keysymName, bool control) {
     std::vector<KeyCode> keys;
     if (control) {
         keys.push_back(XKeysymToKeycode(m_display, XK_Control_L));
+    }
+    if (alt) {
+        keys.push_back(XKeysymToKeycode(m_display, XK_Alt_L));
     }
     // A keysym found only on the shifted level needs Shift, as on a keyboard.
     if (XkbKeycodeToKeysym(m_display, code, 0, 0) != keysym &&

@@ -38,8 +38,9 @@ public:
     void Click(unsigned long window, int x, int y, unsigned button = 1);
     void MoveTo(unsigned long window, int x, int y);
     void Button(bool down, unsigned button = 1);
-    // A key by its keysym name ("Next", "Home", "plus"), with Control held when asked.
-    void Key(const std::string& keysymName, bool control = false);
+    // A key by its keysym name ("Next", "Home", "plus"), with Control or Alt held when asked
+    // (Alt with a letter is a mnemonic).
+    void Key(const std::string& keysymName, bool control = false, bool alt = false);
     void Type(const std::string& text);
     // Asks the window to close, as a window manager's close button does.
     void Close(unsigned long window);

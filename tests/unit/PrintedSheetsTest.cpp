@@ -84,7 +84,9 @@ TEST(PrintedSheets, OrderNUpCopiesCollationAndBlankBacksOfTheJobAndOfOneCopy) {
         RecordingPrintDevice device;
         ASSERT_TRUE(doc.RenderDocToPrinter("P", "t", &device, nullptr)) << job.sides;
         EXPECT_EQ(Sides(device.calls), job.sides);
-        EXPECT_EQ(Sides(doc.SheetSidesOfOneCopy(job.pages)), job.oneCopy) << job.sides;
+        EXPECT_EQ(Sides(docmgr::SidesOfOneCopy(doc.m_printJobSettings, job.pages, true)),
+                  job.oneCopy)
+            << job.sides;
         EXPECT_EQ(device.calls.front(), "StartDoc t");
         EXPECT_EQ(device.calls.back(), "EndDoc");
     }

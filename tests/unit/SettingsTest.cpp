@@ -3,7 +3,11 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
+#include "NvrPrintUtils/DialogSettings.h"
+#include "NvrPrintUtils/PrintJob.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
 #include "tests/support/FakePrintSystem.h"
 #include "tests/support/TestSupport.h"
@@ -128,4 +132,99 @@ TEST(SettingsDevMode, TheDriversCorrectionsBecomeTheJobsAndRefusalFails) {
     EXPECT_EQ(system.validations, 1);
     system.validateResult = -1;
     EXPECT_FALSE(s.ApplyToDevMode(AllocateDevMode().get(), printer.get()));
+}
+
+// The print dialog's choices lie over the job's settings: the program's copies and collation,
+// the printer's sides, colour and paper; the paper the dialog shows turned back across the
+// pages in 2- and 6-up, so that the sheet comes out as shown. Papers go by their PWG names,
+// whether the dialog made them from IPP or from a PPD.
+TEST(DialogChoices, LieOverTheSettingsAsTheDialogShowedThem) {
+    struct Case {
+        int32_t perSheet;
+        DialogSettings dialog;
+        std::string expected;  // copies collate duplex color orientation paper width length form
+    };
+    auto choose = [](auto change) {
+        DialogSettings d;
+        change(d);
+        return d;
+    };
+    const std::vector<Case> cases = {
+        {1, choose([](auto& d) { d.copies = 3, d.collate = true; }), "3 1 1 2 1 -1 -1 -1 "},
+        {1, choose([](auto& d) { d.copies = 0, d.color = false; }), "1 0 1 1 1 -1 -1 -1 "},
+        {1, choose([](auto& d) { d.duplex = DialogDuplex::ShortEdge; }), "1 0 3 2 1 -1 -1 -1 "},
+        {1, choose([](auto& d) { d.landscape = true; }), "1 0 1 2 2 -1 -1 -1 "},
+        // 2- and 6-up turn the paper: landscape paper holds portrait pages, and back.
+        {2, choose([](auto& d) { d.landscape = true; }), "1 0 1 2 1 -1 -1 -1 "},
+        {6, choose([](auto& d) { d.landscape = false; }), "1 0 1 2 2 -1 -1 -1 "},
+        {4, choose([](auto& d) { d.landscape = true; }), "1 0 1 2 2 -1 -1 -1 "},
+        {1, choose([](auto& d) { d.media = "iso_a4_210x297mm"; }), "1 0 1 2 1 9 -1 -1 A4"},
+        {1, choose([](auto& d) { d.media = "custom_100x150mm_100x150mm"; }),
+         "1 0 1 2 1 -1 1000 1500 "},
+    };
+    for (const Case& c : cases) {
+        PrintJobSettings base;
+        base.PagesPerSheet = c.perSheet;
+        base.dmPaperWidth = 900;  // a custom paper of the document's gives way to the dialog's
+        base.dmPaperLength = 900;
+        const PrintJobSettings s = WithDialogChoices(base, c.dialog);
+        const bool customKept = c.dialog.media.empty();
+        EXPECT_EQ(
+            fmt::format("{} {} {} {} {} {} {} {} {}", s.dmCopies, s.dmCollate, s.dmDuplex,
+                        s.dmColor, s.dmOrientation, s.dmPaperSize, customKept ? -1 : s.dmPaperWidth,
+                        customKept ? -1 : s.dmPaperLength, s.dmFormName),
+            c.expected)
+            << c.dialog.media;
+    }
+
+    const std::vector<std::tuple<std::string, double, double, std::string>> papers = {
+        {"iso_a4_210x297mm", 210, 297, "iso_a4_210x297mm"},
+        {"iso_a4", 210, 297, "iso_a4_210x297mm"},           // a toolkit name from a PPD's A4
+        {"na_letter", 215.9, 279.4, "na_letter_8.5x11in"},  // and Letter
+        {"ppd_Card", 100, 150, "custom_100x150mm_100x150mm"},
+        {"ppd_Near", 210.4, 296.6, "iso_a4_210x297mm"},
+    };
+    for (const auto& [name, width, height, media] : papers)
+        EXPECT_EQ(MediaForPaper(name, width, height), media) << name;
+}
+
+// The print made for a printer: the layers and the dialog over its defaults, as the printer
+// accepts them; its sides are the program's to keep copies apart; nothing when it refuses.
+TEST(PrintJobs, MadeOnceFromTheLayersTheDialogAndThePrinter) {
+    FakePrintSystem printers;
+    printers.refuses = [](const DEVMODEW& dm) { return dm.dmCopies > 5; };
+    // This printer prints one side only.
+    printers.correct = [](DEVMODEW& dm) { dm.dmDuplex = DMDUP_SIMPLEX; };
+    auto printer = printers.Open();
+    DevModePtr defaults = AllocateDevMode(0);
+    ASSERT_EQ(printer->DefaultDevMode(defaults.get()), kIdOk);
+    PrintJobSettings document;
+    ASSERT_TRUE(document.LoadFromString(
+        R"({"PagesPerSheet": 2, "dmCopies": 2, "dmDuplex": 2, "PrintJobTitle": "doc"})"));
+    PrintJobSettings overrides;
+    DialogSettings dialog;
+    dialog.copies = 4;
+    dialog.collate = false;
+    dialog.duplex = DialogDuplex::LongEdge;
+    dialog.landscape = true;
+
+    PrintJobSources sources{defaults.get(), &document, &overrides, nullptr, "fallback", ""};
+    std::optional<PrintJob> silent = MakePrintJob(sources, *printer);
+    ASSERT_TRUE(silent);
+    EXPECT_EQ(silent->title, "doc");
+    EXPECT_EQ(silent->settings.dmCopies, 2);
+    EXPECT_EQ(silent->settings.dmDuplex, DMDUP_SIMPLEX) << "sides as the printer prints them";
+    EXPECT_EQ(silent->devMode->dmOrientation, DMORIENT_LANDSCAPE) << "2-up turns the paper";
+
+    sources.dialog = &dialog;
+    std::optional<PrintJob> chosen = MakePrintJob(sources, *printer);
+    ASSERT_TRUE(chosen);
+    EXPECT_EQ(chosen->settings.dmCopies, 4);
+    EXPECT_EQ(chosen->settings.dmCollate, 0);
+    EXPECT_EQ(chosen->settings.PagesPerSheet, 2);
+    EXPECT_EQ(chosen->devMode->dmOrientation, DMORIENT_LANDSCAPE) << "the paper as shown";
+    EXPECT_EQ(chosen->devMode->dmCopies, 4);
+
+    dialog.copies = 6;
+    EXPECT_FALSE(MakePrintJob(sources, *printer)) << "refused by the printer";
 }

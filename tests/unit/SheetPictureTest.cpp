@@ -94,7 +94,7 @@ TEST(PrintedSheets, EachSideOfTheSheetViewShowsItsPagesWhereThePaperHasThem) {
         nvrprint::preview::SideLayout layout{
             MakeSheetGeometry({"na_letter_8.5x11in", 21590, 27940, 635, 635, 1270, 635}, landscape,
                               300, 300),
-            perSheet, manager.SideFit()};
+            perSheet, docmgr::SideFitFor(manager.m_printJobSettings, manager.LaysOutSheets())};
         layout.sheet.scale = scalePercent / 100.0;
         JobPdfDevice device(layout.sheet);
         ASSERT_TRUE(manager.RenderDocToPrinter("P", "t", &device, nullptr));
@@ -102,7 +102,8 @@ TEST(PrintedSheets, EachSideOfTheSheetViewShowsItsPagesWhereThePaperHasThem) {
         PopplerDocument* job = poppler_document_new_from_bytes(bytes, nullptr, nullptr);
         ASSERT_NE(job, nullptr);
 
-        const std::vector<docmgr::PhysicalPage> sides = manager.SheetSidesOfOneCopy(5);
+        const std::vector<docmgr::PhysicalPage> sides =
+            docmgr::SidesOfOneCopy(manager.m_printJobSettings, 5, true);
         for (size_t k = 0; k < sides.size(); ++k) {
             docmgr::BitmapPtr picture =
                 nvrprint::preview::DrawSheetSide(layout, sides[k], kPixelsPerPoint, pageFor);
