@@ -1,10 +1,14 @@
 // Process entry: starts the logger, builds the application object, parses, runs, and turns
 // whatever escapes into a notice and exit code 1.
+#include <chrono>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
+#include "NvrPrintHelper/preview/PrinterQuery.h"
 #include "SystemServices/Platform.h"
 #include "logging/LogMacros.h"
 
@@ -16,6 +20,9 @@ struct ImageLibrarySession {
     bool initialized = true;
 };
 const ImageLibrarySession g_imageLibrarySession;
+
+// How long the end of the program waits for printer queries still under way.
+constexpr std::chrono::seconds kQueryEndWait{2};
 
 void ShowFatal(nvrprint::platform::Platform& os, const std::string& title,
                const std::string& text) {
@@ -65,7 +72,15 @@ int main(int argc, char** argv) {
         exitCode = 1;
     }
 
+    // A printer query still waiting on its printer ends with the process, before anything
+    // it could reach is torn down.
+    const bool queriesEnded = preview::PrinterQuery::EndAll(kQueryEndWait);
     NVR_LOG_INFO("=== NvrPrintHelper Application Exiting (Exit Code: {}) ===", exitCode);
     NVR_LOG_ENTRY("Exiting with code: {}", exitCode);
+    if (!queriesEnded) {
+        logger.Shutdown();
+        std::fflush(nullptr);
+        std::_Exit(exitCode);
+    }
     return exitCode;
 }

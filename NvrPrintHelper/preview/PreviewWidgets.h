@@ -143,4 +143,12 @@ inline preview::Size AllocatedSize(GtkWidget* widget) {
     return {gtk_widget_get_allocated_width(widget), gtk_widget_get_allocated_height(widget)};
 }
 
+namespace preview {
+
+// The window waits for a printer: it takes no input and shows it is busy, and still paints
+// and hears a close.
+void ShowBusy(GtkWidget* window, bool busy);
+
+}  // namespace preview
+
 }  // namespace nvrprint

@@ -10,6 +10,7 @@
 #include "NvrPrintHelper/preview/SheetPicture.h"
 #include "NvrPrintHelper/preview/ToolbarIcons.h"
 #include "logging/LogMacros.h"
+#include "platform/GObjectPtr.h"
 
 namespace nvrprint {
 namespace {
@@ -435,5 +436,20 @@ void PreviewWindow::Handlers::OnFrameSizeAllocate(GtkWidget*, GdkRectangle* area
                         gtk_tool_button_get_label(GTK_TOOL_BUTTON(button)), where(button));
     }
 }
+
+namespace preview {
+
+void ShowBusy(GtkWidget* window, bool busy) {
+    gtk_widget_set_sensitive(window, !busy);
+    GdkWindow* surface = gtk_widget_get_window(window);
+    if (surface == nullptr) {
+        return;
+    }
+    platform::GObjectPtr<GdkCursor> cursor(
+        busy ? gdk_cursor_new_from_name(gtk_widget_get_display(window), "wait") : nullptr);
+    gdk_window_set_cursor(surface, cursor.get());
+}
+
+}  // namespace preview
 
 }  // namespace nvrprint

@@ -1,10 +1,13 @@
 #include "NvrPrintHelper/preview/PrinterQuery.h"
 
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
+#include <glib.h>
+
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
-#include "platform/GObjectPtr.h"
 #include "platform/MainLoopTask.h"
 
 namespace nvrprint::preview {
@@ -13,6 +16,26 @@ namespace {
 // How long a printer's answer about its defaults may take before the preview goes on
 // without them.
 constexpr guint kPrinterQueryLimitMs = 15000;
+
+// The query threads still running. A thread left waiting on its printer ends on its own, but
+// never after the program has begun to exit: from then on it neither asks further, logs nor
+// posts to the main loop.
+struct QueryThreads {
+    std::mutex lock;
+    std::condition_variable ended;
+    int running = 0;
+    bool closing = false;
+
+    bool Open() {
+        std::lock_guard hold(lock);
+        return !closing;
+    }
+};
+
+QueryThreads& Threads() {
+    static QueryThreads threads;
+    return threads;
+}
 
 }  // namespace
 
@@ -57,39 +80,46 @@ std::unique_ptr<PrinterQuery> PrinterQuery::Start(
         });
     // The thread owns its share: left behind when it hangs, it ends on its own later and
     // finds nobody waiting.
+    {
+        std::lock_guard hold(Threads().lock);
+        ++Threads().running;
+    }
     std::thread([&printers, name, pending, makeJob = std::move(makeJob)] {
+        QueryThreads& threads = Threads();
         auto opened = std::make_shared<OpenedPrinter>();
         int error = 0;
         opened->printer = printers.OpenPrinter(name, &error);
-        if (opened->printer) {
+        if (opened->printer && threads.Open()) {
             opened->defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*opened->printer);
         }
-        if (opened->defaults && makeJob) {
+        if (opened->defaults && makeJob && threads.Open()) {
             opened->job = makeJob(*opened->printer);
         }
-        if (opened->job) {
+        if (opened->job && threads.Open()) {
             opened->sheet = opened->printer->SheetFor(opened->job->devMode.get());
         }
-        platform::RunOnMainLoop([pending, opened] { pending->Deliver(std::move(*opened), false); });
+        std::lock_guard hold(threads.lock);
+        if (!threads.closing) {
+            platform::RunOnMainLoop(
+                [pending, opened] { pending->Deliver(std::move(*opened), false); });
+        }
+        --threads.running;
+        threads.ended.notify_all();
     }).detach();
     auto query = std::make_unique<PrinterQuery>();
     query->m_pending = std::move(pending);
     return query;
 }
 
-PrinterQuery::~PrinterQuery() {
-    m_pending->Abandon();
+bool PrinterQuery::EndAll(std::chrono::milliseconds wait) {
+    QueryThreads& threads = Threads();
+    std::unique_lock hold(threads.lock);
+    threads.closing = true;
+    return threads.ended.wait_for(hold, wait, [&threads] { return threads.running == 0; });
 }
 
-void ShowBusy(GtkWidget* window, bool busy) {
-    gtk_widget_set_sensitive(window, !busy);
-    GdkWindow* surface = gtk_widget_get_window(window);
-    if (surface == nullptr) {
-        return;
-    }
-    platform::GObjectPtr<GdkCursor> cursor(
-        busy ? gdk_cursor_new_from_name(gtk_widget_get_display(window), "wait") : nullptr);
-    gdk_window_set_cursor(surface, cursor.get());
+PrinterQuery::~PrinterQuery() {
+    m_pending->Abandon();
 }
 
 }  // namespace nvrprint::preview

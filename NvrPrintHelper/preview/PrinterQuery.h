@@ -1,11 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-
-#include <gtk/gtk.h>
 
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/DialogSettings.h"
@@ -43,15 +42,16 @@ public:
         std::function<std::optional<PrintJob>(platform::Printer&)> makeJob, Answer answer);
     ~PrinterQuery();
 
+    // The program's end: no query thread asks, logs or posts from now on. Waits up to wait
+    // for those still running; false when one is still waiting on its printer, which must
+    // then end with the process before the program's statics go.
+    static bool EndAll(std::chrono::milliseconds wait);
+
     // What the thread and the clock share with the query.
     struct Pending;
 
 private:
     std::shared_ptr<Pending> m_pending;
 };
-
-// The window waits for a printer: it takes no input and shows it is busy, and still paints
-// and hears a close.
-void ShowBusy(GtkWidget* window, bool busy);
 
 }  // namespace nvrprint::preview
