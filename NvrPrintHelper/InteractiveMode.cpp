@@ -60,7 +60,13 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
     auto makeJob = [this](platform::Printer& printer, const DialogSettings* dialog) {
         return MakeJob(printer, dialog, {});
     };
-    PreviewWindow preview(*m_os.printers, *m_os.display, makeJob);
+    // A print under way whose progress window the person closed shows it again on Print.
+    auto showProgress = [this] {
+        if (m_progressDialog) {
+            m_progressDialog->ShowAgain();
+        }
+    };
+    PreviewWindow preview(*m_os.printers, *m_os.display, makeJob, showProgress);
     auto print = [this](void* owner, PrintChoice choice, PrintFinished finished) {
         if (!choice.printerName.empty()) {
             m_printerName = choice.printerName;

@@ -20,7 +20,12 @@ struct PrintProgressDialog::Job {
     GtkWidget* statusText = nullptr;
     GtkWidget* progressBar = nullptr;
     GtkWidget* parent = nullptr;
+    std::string documentName;
     uint64_t messages = 0;
+    // The last progress shown, for a window shown again.
+    uint64_t pagesDone = 0;
+    uint64_t pagesTotal = 0;
+    bool ended = false;
     PrintFinished finished;
 
     PrintFunction printFunction;
@@ -64,16 +69,70 @@ struct PrintProgressDialog::Job {
             return;  // the window was closed; the job goes on
         }
         CountMessage(1026);
-        uint64_t percent = done * 100 / total;
+        pagesDone = done;
+        pagesTotal = total;
+        NVR_LOG_VERBOSE("Progress updated - page {}/{} ({}%)", done, total, ShowProgress());
+    }
+
+    // The bar and the status line at the last progress; the percentage.
+    uint64_t ShowProgress() {
+        if (pagesTotal == 0) {
+            return 0;
+        }
+        uint64_t percent = pagesDone * 100 / pagesTotal;
         gtk_progress_bar_set_fraction(GTK_PROGRESS_BAR(progressBar), percent / 100.0);
-        std::string text = fmt::format("Printing page {} of {}...", done, total);
+        std::string text = fmt::format("Printing page {} of {}...", pagesDone, pagesTotal);
         gtk_label_set_text(GTK_LABEL(statusText), text.c_str());
-        NVR_LOG_VERBOSE("Progress updated - page {}/{} ({}%)", done, total, percent);
+        return percent;
+    }
+
+    // The window over the parent, which takes no input while it shows.
+    void ShowWindow() {
+        dialog = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+        GtkWindow* window = GTK_WINDOW(dialog);
+        gtk_window_set_title(window, "Printing");
+        gtk_window_set_default_size(window, 400, 150);
+        gtk_window_set_resizable(window, FALSE);
+        gtk_window_set_keep_above(window, TRUE);
+        gtk_window_set_type_hint(window, GDK_WINDOW_TYPE_HINT_DIALOG);
+        if (parent != nullptr) {
+            gtk_window_set_transient_for(window, GTK_WINDOW(parent));
+            gtk_window_set_position(window, GTK_WIN_POS_CENTER_ON_PARENT);
+        }
+        // Closing the window ends the showing, not the job.
+        g_signal_connect(dialog, "delete-event",
+                         G_CALLBACK(+[](GtkWidget*, GdkEvent*, gpointer data) -> gboolean {
+                             NVR_LOG_DEBUG("WM_CLOSE received");
+                             static_cast<Job*>(data)->CloseWindow();
+                             return TRUE;
+                         }),
+                         this);
+
+        GtkWidget* column = gtk_box_new(GTK_ORIENTATION_VERTICAL, 5);
+        gtk_container_set_border_width(GTK_CONTAINER(column), 20);
+        statusText = gtk_label_new("Printing document...");
+        GtkWidget* documentLine = gtk_label_new(("Document: " + documentName).c_str());
+        gtk_label_set_ellipsize(GTK_LABEL(documentLine), PANGO_ELLIPSIZE_MIDDLE);
+        progressBar = gtk_progress_bar_new();
+        gtk_box_pack_start(GTK_BOX(column), statusText, FALSE, FALSE, 0);
+        gtk_box_pack_start(GTK_BOX(column), documentLine, FALSE, FALSE, 0);
+        gtk_box_pack_start(GTK_BOX(column), progressBar, FALSE, FALSE, 5);
+        gtk_container_add(GTK_CONTAINER(dialog), column);
+        ShowProgress();
+
+        // The parent takes no input meanwhile but still hears a close, which the preview
+        // holds until the job has ended.
+        if (parent != nullptr) {
+            NVR_LOG_DEBUG("Disabling parent window");
+            gtk_widget_set_sensitive(parent, FALSE);
+        }
+        gtk_widget_show_all(dialog);
     }
 
     // The job has ended: the thread is joined, the window goes and the owner hears the result.
     void End() {
         thread.join();
+        ended = true;
         CloseWindow();
         NVR_LOG_INFO("Print operation completed, success={}", success.load());
         PrintFinished done = std::move(finished);
@@ -177,47 +236,18 @@ bool PrintProgressDialog::CreateProgressWindow(void* parent) {
         NVR_LOG_ERROR("Failed to create window (Error: {})", "no display");
         return false;
     }
-    Job& job = *m_job;
-    job.dialog = gtk_window_new(GTK_WINDOW_TOPLEVEL);
-    GtkWindow* window = GTK_WINDOW(job.dialog);
-    gtk_window_set_title(window, "Printing");
-    gtk_window_set_default_size(window, 400, 150);
-    gtk_window_set_resizable(window, FALSE);
-    gtk_window_set_keep_above(window, TRUE);
-    gtk_window_set_type_hint(window, GDK_WINDOW_TYPE_HINT_DIALOG);
-    if (parent != nullptr) {
-        job.parent = GTK_WIDGET(parent);
-        gtk_window_set_transient_for(window, GTK_WINDOW(parent));
-        gtk_window_set_position(window, GTK_WIN_POS_CENTER_ON_PARENT);
-    }
-    // Closing the window ends the showing, not the job.
-    g_signal_connect(job.dialog, "delete-event",
-                     G_CALLBACK(+[](GtkWidget*, GdkEvent*, gpointer data) -> gboolean {
-                         NVR_LOG_DEBUG("WM_CLOSE received");
-                         static_cast<Job*>(data)->CloseWindow();
-                         return TRUE;
-                     }),
-                     &job);
-
-    GtkWidget* column = gtk_box_new(GTK_ORIENTATION_VERTICAL, 5);
-    gtk_container_set_border_width(GTK_CONTAINER(column), 20);
-    job.statusText = gtk_label_new("Printing document...");
-    GtkWidget* documentLine = gtk_label_new(("Document: " + m_documentName).c_str());
-    gtk_label_set_ellipsize(GTK_LABEL(documentLine), PANGO_ELLIPSIZE_MIDDLE);
-    job.progressBar = gtk_progress_bar_new();
-    gtk_box_pack_start(GTK_BOX(column), job.statusText, FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(column), documentLine, FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(column), job.progressBar, FALSE, FALSE, 5);
-    gtk_container_add(GTK_CONTAINER(job.dialog), column);
-
-    // The parent takes no input meanwhile but still hears a close, which the preview holds
-    // until the job has ended.
-    if (job.parent != nullptr) {
-        NVR_LOG_DEBUG("Disabling parent window");
-        gtk_widget_set_sensitive(job.parent, FALSE);
-    }
-    gtk_widget_show_all(job.dialog);
+    m_job->parent = static_cast<GtkWidget*>(parent);
+    m_job->documentName = m_documentName;
+    m_job->ShowWindow();
     return true;
+}
+
+void PrintProgressDialog::ShowAgain() {
+    if (!m_job || m_job->ended || m_job->dialog != nullptr) {
+        return;
+    }
+    NVR_LOG_INFO("Showing the progress window again");
+    m_job->ShowWindow();
 }
 
 }  // namespace nvrprint

@@ -34,6 +34,9 @@ public:
     bool ShowAndPrint(void* parent, const std::string& documentName, const std::string& printerName,
                       PrintFunction printFunction, PrintFinished finished);
 
+    // Shows the window again over its parent when the person closed it while the job runs.
+    void ShowAgain();
+
     // The window and the job, shared with the tasks the job posts; lives as long as the last
     // of them.
     struct Job;

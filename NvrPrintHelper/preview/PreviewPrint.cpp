@@ -134,6 +134,13 @@ bool PreviewWindow::SendingPrint() const {
 }
 
 void PreviewWindow::OnPrint() {
+    if (SendingPrint()) {
+        NVR_LOG_INFO("A print is being sent; its progress is shown again");
+        if (m_showProgress) {
+            m_showProgress();
+        }
+        return;
+    }
     if (Printing()) {
         NVR_LOG_INFO("A print is under way; the Print command waits for its end");
         return;

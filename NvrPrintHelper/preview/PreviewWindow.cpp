@@ -96,8 +96,11 @@ int32_t TextWidth(GtkWidget* widget, const std::string& text) {
 bool PreviewWindow::s_fitOnFirstLoad = true;
 
 PreviewWindow::PreviewWindow(platform::PrintSystem& printers, platform::Display& display,
-                             preview::JobMaker makeJob)
-    : m_printers(printers), m_display(display), m_makeJob(std::move(makeJob)) {}
+                             preview::JobMaker makeJob, std::function<void()> showProgress)
+    : m_printers(printers),
+      m_display(display),
+      m_makeJob(std::move(makeJob)),
+      m_showProgress(std::move(showProgress)) {}
 
 PreviewWindow::~PreviewWindow() = default;
 

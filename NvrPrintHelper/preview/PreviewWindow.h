@@ -53,9 +53,10 @@ using PrintCallback = std::function<bool(void* owner, PrintChoice choice, PrintF
 class PreviewWindow {
 public:
     // The printers are the ones the print dialog offers; makeJob makes the job's print for
-    // one of them, which the dialog starts from and the sheets view shows.
+    // one of them, which the dialog starts from and the sheets view shows; showProgress
+    // brings back the progress window of the print being sent.
     PreviewWindow(platform::PrintSystem& printers, platform::Display& display,
-                  preview::JobMaker makeJob);
+                  preview::JobMaker makeJob, std::function<void()> showProgress);
     ~PreviewWindow();
     PreviewWindow(const PreviewWindow&) = delete;
     PreviewWindow& operator=(const PreviewWindow&) = delete;
@@ -158,6 +159,7 @@ private:
     platform::PrintSystem& m_printers;
     platform::Display& m_display;
     preview::JobMaker m_makeJob;
+    std::function<void()> m_showProgress;
     std::unique_ptr<Widgets> m_widgets;
     docmgr::DocFilePageMgr* m_pageManager = nullptr;
     PrintJobSettings* m_settings = nullptr;

@@ -280,4 +280,33 @@ TEST(PreviewOnPrivateStackTest, PrinterSilentAtTheDialogsAnswerLeavesThePreviewA
     EXPECT_FALSE(WaitForReceivedJob(*own.Stack(), "nup.pdf", 5));
 }
 
+// A person who closed the progress window of a print the scheduler holds up gets it back with
+// Print, over a preview that takes no input again until the print has ended.
+TEST(PreviewOnPrivateStackTest, ClosedProgressWindowComesBackOnPrint) {
+    PrivateStack own("NvrPreviewProgress");
+    ASSERT_TRUE(own.Stack()) << "the printer stack of the test did not start";
+    PreviewSession s;
+    const std::string doc = s.Work().File("long.pdf");
+    MakePdf(doc, std::vector<FixturePage>(2000, kLetter));
+    s.SetEnv("CUPS_SERVER", own.Stack()->cupsServer);
+    ASSERT_TRUE(s.Open({"-interactive", doc, own.Stack()->queue})) << s.Log();
+    s.OpenPrintDialog();
+    s.PressDialogPrint();
+    ASSERT_TRUE(SignalSchedulerOnceJobExists(*own.Stack(), SIGSTOP, 1000));
+    std::optional<unsigned long> progress =
+        s.X().WaitForWindow("Printing", std::chrono::seconds(20));
+    ASSERT_TRUE(progress) << s.Log();
+    s.X().Close(*progress);
+    EXPECT_TRUE(s.WaitForLog("WM_CLOSE received")) << s.Log();
+    s.ClickButton("Print");
+    EXPECT_TRUE(s.WaitForLog("Showing the progress window again")) << s.Log();
+    EXPECT_TRUE(s.X().WaitForWindow("Printing", std::chrono::seconds(20)));
+    Pause(300);
+    s.X().Screenshot("progress-shown-again");
+    SignalScheduler(*own.Stack(), SIGCONT);
+    // Whole or given up by its time limit, the print ends, and so does the run.
+    EXPECT_TRUE(s.WaitForLog("Print callback returned", std::chrono::seconds(120))) << s.Log();
+    EXPECT_EQ(s.CloseAndWait(), 0);
+}
+
 }  // namespace
