@@ -302,7 +302,8 @@ void CorrectDevMode(DEVMODEW& dm, const PrinterCapabilities& caps) {
             dm.dmDuplex = DMDUP_SIMPLEX;
         }
     }
-    if ((dm.dmFields & DM_COLOR) && dm.dmColor == DMCOLOR_COLOR &&
+    // Any value but monochrome asks for colour.
+    if ((dm.dmFields & DM_COLOR) && dm.dmColor != DMCOLOR_MONOCHROME &&
         !Contains(caps.colorModesSupported,
                   ChoiceByNumber(ColorModes(), DMCOLOR_COLOR)->ippKeyword)) {
         dm.dmColor = DMCOLOR_MONOCHROME;

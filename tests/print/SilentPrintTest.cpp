@@ -141,6 +141,37 @@ const std::vector<PrintCase> kCases = {
      {"finishings (enum) = staple-top-left"}},
     {"staple-none.pdf", nullptr, Letters(2), R"({"bStapled": true})", {}, {}, {},
      {"finishings (enum) = staple"}},
+    // Quality levels are negative and so never set in the settings: the printer keeps its own.
+    // A resolution is asked for by either key, and one the printer lacks falls back to its
+    // default; short-edge sides and media types reach plain and PPD queues alike, and values
+    // out of range fall back (sides one-sided, any colour but 1 colour where the printer has
+    // it, a media type without a name automatic).
+    {"quality-level.pdf", nullptr, Letters(1), R"({"dmPrintQuality": -4})", {},
+     {{"IPP_PRINT_QUALITY", "normal"}}, {}, {"print-quality"}},
+    {"quality-level-ppd.pdf", kPpd, Letters(1), R"({"dmPrintQuality": -1})", {}, {}, {},
+     {"print-quality"}},
+    {"resolution.pdf", nullptr, Letters(1), R"({"dmPrintQuality": 600, "dmYResolution": 600})",
+     {}, {}, {"printer-resolution (resolution) = 600dpi"}},
+    {"resolution-y-ppd.pdf", kPpd, Letters(1), R"({"dmYResolution": 300})", {}, {},
+     {"printer-resolution (resolution) = 300dpi"}},
+    {"resolution-lacking.pdf", nullptr, Letters(1), R"({"dmPrintQuality": 300})", {}, {},
+     {"printer-resolution (resolution) = 600dpi"}, {"300dpi"}},
+    {"short-edge.pdf", nullptr, Letters(2), R"({"dmDuplex": 3})", {"Page 1", "Page 2"},
+     {{"IPP_SIDES", "two-sided-short-edge"}}, {"sides (keyword) = two-sided-short-edge"}},
+    {"short-edge-ppd.pdf", kPpd, Letters(2), R"({"dmDuplex": 3})", {"Page 1", "Page 2"},
+     {{"IPP_SIDES", "two-sided-short-edge"}}, {"Duplex (nameWithoutLanguage) = DuplexTumble"}},
+    {"media-type.pdf", nullptr, Letters(1), R"({"dmMediaType": 1})", {},
+     {{"IPP_MEDIA_COL", "media-type=stationery"}}, {"media-type (keyword) = stationery"}},
+    {"media-type-ppd.pdf", kPpd, Letters(1), R"({"dmMediaType": 1})", {}, {},
+     {"media-type (keyword) = stationery"}},
+    {"out-of-range.pdf", nullptr, Letters(2),
+     R"({"dmDuplex": 9, "dmColor": 7, "dmPrintQuality": -9, "dmMediaType": 200})",
+     {"Page 1", "Page 2"}, {{"IPP_SIDES", "one-sided"}},
+     {"print-color-mode (keyword) = monochrome"}, {"print-quality", "media-type (keyword)"}},
+    {"out-of-range-ppd.pdf", kPpd, Letters(2),
+     R"({"dmDuplex": 9, "dmColor": 7, "dmPrintQuality": -9, "dmMediaType": 200})",
+     {"Page 1", "Page 2"}, {{"IPP_SIDES", "one-sided"}},
+     {"ColorModel (nameWithoutLanguage) = RGB"}, {"print-quality", "media-type (keyword)"}},
     // A printer with custom sizes prints the paper asked for, one without the nearest it has.
     {"card-custom.pdf", kStaple, Letters(1), kCard, {}, {}, {"custom_100x150mm"}, {},
      Size(283.5, 425.2)},
