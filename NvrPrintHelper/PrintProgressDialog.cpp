@@ -37,7 +37,9 @@ struct PrintProgressDialog::Job {
         if (dialog == nullptr) {
             return;
         }
-        if (parent != nullptr) {
+        if (parent == nullptr) {
+            NVR_LOG_WARNING("Parent window is invalid");
+        } else {
             NVR_LOG_DEBUG("Re-enabling and focusing parent window");
             gtk_widget_set_sensitive(parent, TRUE);
             gtk_window_present(GTK_WINDOW(parent));
@@ -55,9 +57,13 @@ struct PrintProgressDialog::Job {
         NVR_LOG_DEBUG("Calling DestroyWindow");
         gtk_widget_destroy(dialog);
         dialog = nullptr;
+        NVR_LOG_VERBOSE("Received message 0x{:x}", 0x0002);
+        NVR_LOG_DEBUG("WM_DESTROY received, posting WM_QUIT");
+        NVR_LOG_DEBUG("Message loop exited after {} messages", messages);
     }
 
     void CountMessage(int code) {
+        NVR_LOG_VERBOSE("Received message 0x{:x}", code);
         ++messages;
         if (messages <= 10 || messages % 100 == 0) {
             NVR_LOG_VERBOSE("Processing message {}, msg=0x{:X}", messages, code);
@@ -102,6 +108,7 @@ struct PrintProgressDialog::Job {
         // Closing the window ends the showing, not the job.
         g_signal_connect(dialog, "delete-event",
                          G_CALLBACK(+[](GtkWidget*, GdkEvent*, gpointer data) -> gboolean {
+                             NVR_LOG_VERBOSE("Received message 0x{:x}", 0x0010);
                              NVR_LOG_DEBUG("WM_CLOSE received");
                              static_cast<Job*>(data)->CloseWindow();
                              return TRUE;
@@ -179,6 +186,8 @@ void PrintThreadProc(Job& job, std::shared_ptr<Job> keep) {
         Job& ended = *keep;
         if (ended.dialog != nullptr) {
             ended.CountMessage(1025);
+        } else {
+            NVR_LOG_ERROR("Dialog window is invalid or destroyed");
         }
         // The full bar stays in view for half a second.
         g_timeout_add_full(

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <filesystem>
 #include <regex>
 #include <sstream>
 
@@ -148,6 +149,11 @@ TEST_F(PreviewPrintTest, CopiesAndCollationTypedInTheDialogArePrintedByTheProgra
         EXPECT_EQ(PageTexts(job.documentPath), expected);
         EXPECT_EQ(job.attributes["IPP_COPIES"], "");
         EXPECT_EQ(s.CloseAndWait(), 0);
+        // Kept beside the screenshots, to be looked at.
+        std::error_code ignored;
+        std::filesystem::copy_file(job.documentPath,
+                                   std::string(NVR_ARTIFACT_DIR) + "/received-" + queue + ".pdf",
+                                   std::filesystem::copy_options::overwrite_existing, ignored);
     }
 }
 
