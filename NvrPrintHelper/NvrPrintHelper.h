@@ -116,6 +116,10 @@ private:
     bool ApplyModeFlags();
     // The facts the mode is decided from, as they stand.
     ModeInputs CurrentModeInputs() const;
+    // What a print is made from: the layers over the printer's defaults, and the dialog's
+    // choices when there are any.
+    PrintJobSources JobSources(const DEVMODEW* printerDefaults, const DialogSettings* dialog,
+                               std::string outputFile);
     // The title of a job whose settings name none: the document's file name.
     std::string DocumentTitle();
     // The job through a print device of the job's printer, or into its file.

@@ -85,26 +85,27 @@ std::string NvrPrintHelper::DocumentTitle() {
     return std::string(text::LastPathComponent(ActualInputFile()));
 }
 
-std::optional<PrintJob> NvrPrintHelper::MakeJob(PrinterSession& printer,
-                                                const DialogSettings* dialog,
-                                                std::string outputFile) {
-    if (dialog == nullptr) {
-        NVR_LOG_DEBUG("Getting printer settings (silent mode path)");
-    }
-    DevModePtr defaults = docmgr::DocFilePageMgr::GetPrinterSettings(printer);
-    if (!defaults) {
-        NVR_LOG_ERROR("Failed to get printer settings");
-        return std::nullopt;
-    }
-    NVR_LOG_DEBUG("Printer settings obtained successfully");
+PrintJobSources NvrPrintHelper::JobSources(const DEVMODEW* printerDefaults,
+                                           const DialogSettings* dialog, std::string outputFile) {
     PrintJobSources sources;
-    sources.printerDefaults = defaults.get();
+    sources.printerDefaults = printerDefaults;
     sources.document = m_settingsReceived ? &m_documentSettings : nullptr;
     sources.overrides = &m_overrideSettings;
     sources.dialog = dialog;
     sources.fallbackTitle = DocumentTitle();
     sources.outputFile = std::move(outputFile);
-    return MakePrintJob(sources, printer);
+    return sources;
+}
+
+std::optional<PrintJob> NvrPrintHelper::MakeJob(PrinterSession& printer,
+                                                const DialogSettings* dialog,
+                                                std::string outputFile) {
+    DevModePtr defaults = docmgr::DocFilePageMgr::GetPrinterSettings(printer);
+    if (!defaults) {
+        NVR_LOG_ERROR("Failed to get printer settings");
+        return std::nullopt;
+    }
+    return MakePrintJob(JobSources(defaults.get(), dialog, std::move(outputFile)), printer);
 }
 
 bool NvrPrintHelper::PrintDocument() {
@@ -127,16 +128,27 @@ bool NvrPrintHelper::PrintDocument() {
     if (job) {
         job->outputFile = std::move(outputFile);
     } else {
-        job = MakeJob(*m_printer, dialog ? &*dialog : nullptr, std::move(outputFile));
+        if (!dialog) {
+            NVR_LOG_DEBUG("Getting printer settings (silent mode path)");
+        }
+        DevModePtr defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*m_printer);
+        if (!defaults) {
+            NVR_LOG_ERROR("Failed to get printer settings");
+            return false;
+        }
+        NVR_LOG_DEBUG("Printer settings obtained successfully");
+        job = MakePrintJob(
+            JobSources(defaults.get(), dialog ? &*dialog : nullptr, std::move(outputFile)),
+            *m_printer);
+        if (!job) {
+            NVR_LOG_ERROR("Failed to apply or validate print settings");
+            ShowError("Failed to apply print settings to printer: " + m_printerName +
+                          "\n\nThe printer may not support the requested settings.",
+                      false);
+            return false;
+        }
+        NVR_LOG_DEBUG("Effective settings applied and validated successfully");
     }
-    if (!job) {
-        NVR_LOG_ERROR("Failed to apply or validate print settings");
-        ShowError("Failed to apply print settings to printer: " + m_printerName +
-                      "\n\nThe printer may not support the requested settings.",
-                  false);
-        return false;
-    }
-    NVR_LOG_DEBUG("Effective settings applied and validated successfully");
     m_finalSettings = job->settings;
     NVR_LOG_INFO("Print job title: {}", job->title);
     const bool printed = SendJob(*job);
