@@ -57,8 +57,9 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
     NVR_LOG_INFO("Showing preview window");
     // The dialog starts from the job's print for its printer, the sheets view shows it, and
     // the dialog's choices make the print for the printer chosen.
-    auto makeJob = [this](platform::Printer& printer, const DialogSettings* dialog) {
-        return MakeJob(printer, dialog, {});
+    auto makeJob = [this](platform::Printer& printer, const DEVMODEW& defaults,
+                          const DialogSettings* dialog) {
+        return MakePrintJob(JobSources(&defaults, dialog, {}), printer);
     };
     // A print under way whose progress window the person closed shows it again on Print.
     auto showProgress = [this] {

@@ -61,12 +61,6 @@ public:
     bool LaunchWithExplicitApp(const std::string& appPath, const std::string& filePath);
     bool LaunchWithSystemHandler(const std::string& filePath);
     std::string DetermineJobTitle();
-    // The print for the printer: the layers over its defaults and the dialog's choices, when
-    // there was a dialog, over them, as the printer accepts them. None, logged, when the
-    // printer has no defaults or refuses the settings. Reads only what the load settled, so
-    // any thread may ask.
-    std::optional<PrintJob> MakeJob(PrinterSession& printer, const DialogSettings* dialog,
-                                    std::string outputFile);
     void ShowHelp();
     void ShowError(const std::string& message, bool showUsage);
 
@@ -117,7 +111,7 @@ private:
     // The facts the mode is decided from, as they stand.
     ModeInputs CurrentModeInputs() const;
     // What a print is made from: the layers over the printer's defaults, and the dialog's
-    // choices when there are any.
+    // choices when there are any. Reads only what the load settled, so any thread may ask.
     PrintJobSources JobSources(const DEVMODEW* printerDefaults, const DialogSettings* dialog,
                                std::string outputFile);
     // The title of a job whose settings name none: the document's file name.

@@ -97,17 +97,6 @@ PrintJobSources NvrPrintHelper::JobSources(const DEVMODEW* printerDefaults,
     return sources;
 }
 
-std::optional<PrintJob> NvrPrintHelper::MakeJob(PrinterSession& printer,
-                                                const DialogSettings* dialog,
-                                                std::string outputFile) {
-    DevModePtr defaults = docmgr::DocFilePageMgr::GetPrinterSettings(printer);
-    if (!defaults) {
-        NVR_LOG_ERROR("Failed to get printer settings");
-        return std::nullopt;
-    }
-    return MakePrintJob(JobSources(defaults.get(), dialog, std::move(outputFile)), printer);
-}
-
 bool NvrPrintHelper::PrintDocument() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Starting print operation to: {}", m_printerName);

@@ -156,7 +156,9 @@ void PreviewWindow::OnPrint() {
     ShowBusy(m_widgets->frame, true);
     m_print->query = PrinterQuery::Start(
         m_printers, m_printerName,
-        [makeJob = m_makeJob](platform::Printer& printer) { return makeJob(printer, nullptr); },
+        [makeJob = m_makeJob](platform::Printer& printer, const DEVMODEW& defaults) {
+            return makeJob(printer, defaults, nullptr);
+        },
         [this](OpenedPrinter opened, bool timedOut) {
             ShowBusy(m_widgets->frame, false);
             PrintFlow& flow = *m_print;
@@ -271,8 +273,9 @@ void PreviewWindow::OnPrintDialogResponse(int response) {
     NVR_LOG_DEBUG("Asking {} for the print of the dialog's choices", m_printerName);
     flow.query = PrinterQuery::Start(
         m_printers, m_printerName,
-        [makeJob = m_makeJob, chosen = flow.chosen](platform::Printer& printer) {
-            return makeJob(printer, &chosen);
+        [makeJob = m_makeJob, chosen = flow.chosen](platform::Printer& printer,
+                                                    const DEVMODEW& defaults) {
+            return makeJob(printer, defaults, &chosen);
         },
         [this](OpenedPrinter opened, bool timedOut) {
             OnChosenPrintMade(std::move(opened), timedOut);

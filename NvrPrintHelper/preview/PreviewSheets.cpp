@@ -60,7 +60,9 @@ void PreviewWindow::ShowSheets(bool on) {
     preview::ShowBusy(m_widgets->frame, true);
     m_sheetQuery = preview::PrinterQuery::Start(
         m_printers, m_printerName,
-        [makeJob = m_makeJob](platform::Printer& printer) { return makeJob(printer, nullptr); },
+        [makeJob = m_makeJob](platform::Printer& printer, const DEVMODEW& defaults) {
+            return makeJob(printer, defaults, nullptr);
+        },
         [this](preview::OpenedPrinter opened, bool) {
             preview::ShowBusy(m_widgets->frame, false);
             m_sheetQuery.reset();

@@ -63,7 +63,8 @@ struct PrinterQuery::Pending {
 
 std::unique_ptr<PrinterQuery> PrinterQuery::Start(
     platform::PrintSystem& printers, const std::string& name,
-    std::function<std::optional<PrintJob>(platform::Printer&)> makeJob, Answer answer) {
+    std::function<std::optional<PrintJob>(platform::Printer&, const DEVMODEW& defaults)> makeJob,
+    Answer answer) {
     auto pending = std::make_shared<Pending>();
     pending->answer = std::move(answer);
     pending->timer = g_timeout_add_full(
@@ -93,7 +94,7 @@ std::unique_ptr<PrinterQuery> PrinterQuery::Start(
             opened->defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*opened->printer);
         }
         if (opened->defaults && makeJob && threads.Open()) {
-            opened->job = makeJob(*opened->printer);
+            opened->job = makeJob(*opened->printer, *opened->defaults);
         }
         if (opened->job && threads.Open()) {
             opened->sheet = opened->printer->SheetFor(opened->job->devMode.get());

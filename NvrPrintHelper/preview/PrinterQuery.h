@@ -15,8 +15,8 @@ namespace nvrprint::preview {
 
 // Makes the job's print for a printer: the application's layers over its defaults, and the
 // print dialog's choices over them when there are any.
-using JobMaker = std::function<std::optional<PrintJob>(platform::Printer& printer,
-                                                       const DialogSettings* dialog)>;
+using JobMaker = std::function<std::optional<PrintJob>(
+    platform::Printer& printer, const DEVMODEW& defaults, const DialogSettings* dialog)>;
 
 // A printer opened for the preview, with its defaults, and the job's print for it with the
 // sheet that print is placed on, when a job maker was given and the printer accepted it.
@@ -39,7 +39,9 @@ public:
     // thread, as making it asks the printer what it can do.
     static std::unique_ptr<PrinterQuery> Start(
         platform::PrintSystem& printers, const std::string& name,
-        std::function<std::optional<PrintJob>(platform::Printer&)> makeJob, Answer answer);
+        std::function<std::optional<PrintJob>(platform::Printer&, const DEVMODEW& defaults)>
+            makeJob,
+        Answer answer);
     ~PrinterQuery();
 
     // The program's end: no query thread asks, logs or posts from now on. Waits up to wait
