@@ -1,8 +1,8 @@
 // The diagnostic copy of a job: every page at printer resolution, as frames of one TIFF.
-#include <stdexcept>
-
 #include "NvrPrintHelper/NvrPrintHelper.h"
+#include "SystemServices/PageFrameExport.h"
 #include "logging/LogMacros.h"
+#include "platform/OrderedWork.h"
 
 namespace nvrprint {
 namespace {
@@ -43,59 +43,12 @@ bool NvrPrintHelper::ExportToTiff() {
     NVR_LOG_INFO("Rendering {} page(s) at 300 DPI", pageCount);
     NVR_LOG_DEBUG("TIFF encoder CLSID obtained");
 
-    try {
-        // Page 1's image stays until the end: the file was created through it.
-        std::shared_ptr<docmgr::PageImage> firstImage;
-        for (uint64_t n = 1; n <= pageCount; ++n) {
-            NVR_LOG_DEBUG("Processing page {} of {}", n, pageCount);
-            std::shared_ptr<docmgr::PageImage> image =
-                m_docMgr->GetPageImage(static_cast<size_t>(n), docmgr::Printer);
-            if (!image) {
-                NVR_LOG_ERROR("Failed to render page {}", n);
-                throw std::runtime_error("Failed to render page");
-            }
-            if (!image->bitmap) {
-                NVR_LOG_ERROR("Invalid bitmap handle for page {}", n);
-                throw std::runtime_error("Invalid bitmap handle");
-            }
-            const docmgr::Bitmap& bitmap = *image->bitmap;
-            NVR_LOG_VERBOSE("Created GDI+ bitmap for page {} ({}x{})", n, bitmap.Width(),
-                            bitmap.Height());
-            if (n == 1) {
-                const int status = encoder->SaveImageToFile(bitmap, m_imagePath);
-                if (status != platform::kImageOk) {
-                    NVR_LOG_ERROR("Failed to save first page (Status: {})", status);
-                    throw std::runtime_error("Failed to save first page");
-                }
-                NVR_LOG_DEBUG("First page saved successfully");
-                firstImage = image;
-            } else {
-                const int status = encoder->SaveAddImage(bitmap);
-                if (status != platform::kImageOk) {
-                    NVR_LOG_ERROR("Failed to append page {} (Status: {})", n, status);
-                    throw std::runtime_error("Failed to append page");
-                }
-                NVR_LOG_DEBUG("Page {} appended successfully", n);
-            }
-        }
-        if (pageCount > 1) {
-            const int status = encoder->SaveAdd();
-            if (status != platform::kImageOk) {
-                NVR_LOG_ERROR("Failed to flush TIFF file (Status: {})", status);
-                throw std::runtime_error("Failed to flush TIFF file");
-            }
-            NVR_LOG_DEBUG("Multi-page TIFF file closed successfully");
-        } else {
-            NVR_LOG_DEBUG("Single-page TIFF saved (no flush needed)");
-        }
-        NVR_LOG_INFO("Successfully exported {} page(s) to TIFF: {}", pageCount, m_imagePath);
-    } catch (const std::exception& e) {
-        NVR_LOG_ERROR("Exception during export: {}", e.what());
-        return false;
-    } catch (...) {
-        NVR_LOG_ERROR("Unknown exception during export");
+    // Each page is rendered once; its bands are compressed on every core.
+    if (!ExportPageFrames(*m_docMgr, pageCount, *encoder, m_imagePath,
+                          platform::WorkersForCores())) {
         return false;
     }
+    NVR_LOG_INFO("Successfully exported {} page(s) to TIFF: {}", pageCount, m_imagePath);
     NVR_LOG_DEBUG("GDI+ will be automatically shut down");
     NVR_LOG_ENTRY("Returning {}", true);
     return true;

@@ -1,14 +1,19 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/Bitmap.h"
 
 // Writes bitmaps as the frames of one multi-page image file, in three steps as image codecs
 // of desktop systems do: the first frame creates the file, each further frame is added, a
-// closing call ends it. Every call answers with a status: 0 is success.
+// closing call ends it. A frame is written as bands of rows from the top: the bands are
+// compressed first, several at once on any threads, then added in order. Every call that
+// writes answers with a status: 0 is success.
 namespace nvrprint::platform {
 
 // Statuses.
@@ -18,20 +23,40 @@ inline constexpr int kImageInvalidParameter = 2;
 inline constexpr int kImageOutOfMemory = 3;
 inline constexpr int kImageWin32Error = 7;
 
+// A frame's size, and the rows of each of its bands (the last one may have fewer).
+struct FrameSize {
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t bandRows = 0;
+};
+
+// A band of a frame, compressed.
+struct EncodedBand {
+    int32_t rows = 0;
+    std::vector<uint8_t> bytes;
+};
+
 class ImageFrameEncoder {
 public:
     virtual ~ImageFrameEncoder() = default;
-    // Creates the file with its first frame.
-    virtual int SaveImageToFile(const docmgr::Bitmap& frame, const std::string& path) = 0;
-    // Appends a frame to the file made by SaveImageToFile.
-    virtual int SaveAddImage(const docmgr::Bitmap& frame) = 0;
+    // Compresses a band: rows top to top + rows - 1 of the frame's bitmap. Touches no file and
+    // no state of the encoder, so any thread may call it at any time; nullopt when the codec
+    // fails.
+    virtual std::optional<EncodedBand> EncodeBand(const docmgr::Bitmap& frame, int32_t top,
+                                                  int32_t rows) const = 0;
+    // Creates the file and starts its first frame.
+    virtual int SaveImageToFile(const std::string& path, const FrameSize& frame) = 0;
+    // Starts a further frame; the one before must be whole.
+    virtual int SaveAddImage(const FrameSize& frame) = 0;
+    // Adds the next band of the frame started last; the frame is written with its last row.
+    virtual int AddBand(const EncodedBand& band) = 0;
     // Ends the file. A file not ended this way is ended when the encoder goes.
     virtual int SaveAdd() = 0;
 };
 
 using ImageFrameEncoderFactory = std::function<std::unique_ptr<ImageFrameEncoder>()>;
 
-// Multi-page TIFF: 24-bit RGB, lossless compression, the given resolution in its tags.
+// Multi-page TIFF: 24-bit RGB, Deflate, one strip a band, the given resolution in its tags.
 std::unique_ptr<ImageFrameEncoder> CreateTiffEncoder(int dotsPerInch);
 
 }  // namespace nvrprint::platform

@@ -69,6 +69,85 @@ void MakeMarkedPdf(const std::string& path, int pageCount) {
     cairo_surface_destroy(surface);
 }
 
+void MakeArticlePdf(const std::string& path, int pageCount) {
+    constexpr double kWidth = 612, kHeight = 792;
+    // A smooth, noisy picture: what a photograph costs an encoder.
+    cairo_surface_t* photo = cairo_image_surface_create(CAIRO_FORMAT_RGB24, 320, 220);
+    uint32_t seed = 12345;
+    for (int y = 0; y < 220; ++y) {
+        auto* row = reinterpret_cast<uint32_t*>(cairo_image_surface_get_data(photo) +
+                                                y * cairo_image_surface_get_stride(photo));
+        for (int x = 0; x < 320; ++x) {
+            seed = seed * 1103515245 + 12345;
+            const uint32_t noise = (seed >> 16) & 0x1F;
+            row[x] = ((x * 255 / 320 + noise) & 0xFF) << 16 | ((y * 255 / 220) & 0xFF) << 8 |
+                     ((128 + noise * 2) & 0xFF);
+        }
+    }
+    cairo_surface_mark_dirty(photo);
+    const std::string words =
+        "the printer receives each sheet as the program lays it out and the scheduler does not "
+        "repeat what was done copies order and layout stay with the program while paper colour "
+        "and sides go to the printer ";
+    cairo_surface_t* surface = cairo_pdf_surface_create(path.c_str(), kWidth, kHeight);
+    cairo_t* cr = cairo_create(surface);
+    for (int page = 0; page < pageCount; ++page) {
+        cairo_set_source_rgb(cr, 0, 0, 0);
+        cairo_select_font_face(cr, "serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_BOLD);
+        cairo_set_font_size(cr, 16);
+        cairo_move_to(cr, 54, 60);
+        cairo_show_text(cr, fmt::format("Section {}: sheets as they print", page + 1).c_str());
+        cairo_select_font_face(cr, "serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
+        cairo_set_font_size(cr, 9);
+        // Two columns of text, interrupted by the figures in the lower half.
+        for (int column = 0; column < 2; ++column) {
+            for (int line = 0; line < 38; ++line) {
+                const size_t start =
+                    static_cast<size_t>((line * 7 + page * 13 + column * 29) % (words.size() - 60));
+                cairo_move_to(cr, 54 + column * 258, 84 + line * 11);
+                cairo_show_text(cr, words.substr(start, 56).c_str());
+            }
+        }
+        // A chart: axes, bars and a curve.
+        cairo_set_line_width(cr, 1);
+        cairo_move_to(cr, 60, 700);
+        cairo_line_to(cr, 60, 520);
+        cairo_move_to(cr, 60, 700);
+        cairo_line_to(cr, 290, 700);
+        cairo_stroke(cr);
+        for (int bar = 0; bar < 8; ++bar) {
+            const double h = 20 + ((bar * 37 + page * 11) % 150);
+            cairo_set_source_rgb(cr, 0.2 + bar * 0.08, 0.3, 0.7 - bar * 0.05);
+            cairo_rectangle(cr, 70 + bar * 27, 700 - h, 18, h);
+            cairo_fill(cr);
+        }
+        cairo_set_source_rgb(cr, 0.8, 0.1, 0.1);
+        cairo_set_line_width(cr, 2);
+        cairo_move_to(cr, 60, 690);
+        cairo_curve_to(cr, 120, 520 + page % 5 * 10, 200, 700, 290, 540);
+        cairo_stroke(cr);
+        // A shaded box and the picture.
+        cairo_pattern_t* shade = cairo_pattern_create_linear(320, 520, 560, 560);
+        cairo_pattern_add_color_stop_rgb(shade, 0, 0.95, 0.9, 0.7);
+        cairo_pattern_add_color_stop_rgb(shade, 1, 0.6, 0.8, 0.95);
+        cairo_set_source(cr, shade);
+        cairo_rectangle(cr, 320, 510, 240, 40);
+        cairo_fill(cr);
+        cairo_pattern_destroy(shade);
+        cairo_save(cr);
+        cairo_translate(cr, 320, 560);
+        cairo_scale(cr, 0.75, 0.75);
+        cairo_set_source_surface(cr, photo, 0, 0);
+        cairo_paint(cr);
+        cairo_restore(cr);
+        cairo_show_page(cr);
+    }
+    cairo_destroy(cr);
+    cairo_surface_finish(surface);
+    cairo_surface_destroy(surface);
+    cairo_surface_destroy(photo);
+}
+
 void AddSettingsCarrier(const std::string& in, const std::string& out, const std::string& json,
                         CarrierForm form) {
     QPDF pdf;

@@ -18,6 +18,11 @@ void MakePdf(const std::string& path, const std::vector<FixturePage>& pages);
 // page's number, so that where each page lands tells which page it is.
 void MakeMarkedPdf(const std::string& path, int pageCount);
 
+// Writes a PDF of letter pages laid out like a paper: two columns of running text, a chart of
+// curves and bars, a shaded box and a photograph-like raster image, each page a little
+// different from the one before.
+void MakeArticlePdf(const std::string& path, int pageCount);
+
 // How a test document carries its job settings.
 enum class CarrierForm {
     Literal,           // page 1 /Norvan -> indirect dictionary with a literal string

@@ -4,15 +4,21 @@
 #include <sys/stat.h>
 #include <tiffio.h>
 
+#include <functional>
+
 #include <chrono>
 #include <thread>
 
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "tests/support/FakePrintSystem.h"
 #include "tests/support/PdfFixtures.h"
 #include "tests/support/RecordingPrintDevice.h"
 #include "tests/support/TestPlatform.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/TiffFrames.h"
+#include "tests/support/XpsFixtures.h"
 
 using namespace nvrprint;
 using namespace testsupport;
@@ -59,39 +65,70 @@ protected:
     std::unique_ptr<NvrPrintHelper> app;
 };
 
-TEST_F(AppRun, TiffHasOneFramePerPageAtItsOwnSize) {
-    for (size_t pages : {1, 3}) {
-        const std::vector<FixturePage> all = {kLetter, kA4, kLetterLandscape};
-        MakePdf(dir.File("doc.pdf"), std::vector<FixturePage>(all.begin(), all.begin() + pages));
-        const std::string tiffPath = dir.File("doc.tif");
-        Start({"-keepImages", "-imagePath=" + tiffPath, dir.File("doc.pdf")});
+// Each frame is its page at 300 DPI, pixel for pixel as the manager draws the page whole on
+// one thread, whatever bands and workers the export used; the file says 300 DPI.
+TEST_F(AppRun, TiffFramesAreThePagesAt300DpiAsOneThreadDrawsThem) {
+    struct Case {
+        std::string file;
+        std::function<void(const std::string&)> make;
+        std::function<std::unique_ptr<docmgr::DocFilePageMgr>()> reference;
+    };
+    const Case cases[] = {
+        {"paper.pdf", [](const std::string& p) { MakeArticlePdf(p, 3); },
+         [] { return std::make_unique<docmgr::PageMgrPdfium>(); }},
+        {"sizes.pdf",
+         [](const std::string& p) {
+             MakePdf(p, {kLetter, kA4, kLetterLandscape});
+         },
+         [] { return std::make_unique<docmgr::PageMgrPdfium>(); }},
+        {"doc.xps",
+         [](const std::string& p) {
+             MakeXps(p, {{kXpsLetter, kXpsLetterLandscape}});
+         },
+         [] { return std::make_unique<docmgr::PageMgrXps>(); }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        const std::string doc = dir.File(c.file);
+        c.make(doc);
+        const std::string tiffPath = dir.File(c.file + ".tif");
+        Start({"-keepImages", "-imagePath=" + tiffPath, doc});
         ASSERT_TRUE(app->ProcessInputFile());
         ASSERT_TRUE(app->LoadDocument());
-        ASSERT_TRUE(app->ExportToTiff());
+        ASSERT_TRUE(app->ExportToTiff()) << log.Text();
+        const std::vector<TiffFrame> frames = ReadTiffFrames(tiffPath);
 
-        TIFF* tiff = TIFFOpen(tiffPath.c_str(), "r");
-        ASSERT_NE(tiff, nullptr);
-        EXPECT_EQ(TIFFNumberOfDirectories(tiff), pages);
-        const std::vector<std::pair<uint32_t, uint32_t>> sizes = {
-            {2550, 3300}, {2480, 3508}, {3300, 2550}};
-        for (size_t page = 0; page < pages; ++page) {
-            ASSERT_TRUE(TIFFSetDirectory(tiff, static_cast<uint16_t>(page)));
-            uint32_t width = 0, height = 0;
-            TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
-            TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
-            EXPECT_EQ(std::make_pair(width, height), sizes[page]);
-            // The band across the middle of the page is black, the top margin white.
-            std::vector<uint8_t> row(TIFFScanlineSize(tiff));
-            TIFFReadScanline(tiff, row.data(), height / 2, 0);
-            EXPECT_LT(row[width / 2 * 3], 64) << "page " << page + 1;
-            TIFFReadScanline(tiff, row.data(), 10, 0);
-            EXPECT_GT(row[width / 2 * 3], 192) << "page " << page + 1;
+        std::unique_ptr<docmgr::DocFilePageMgr> reference = c.reference();
+        reference->SetScratchDirectory(dir.Path());
+        reference->LoadDocument(doc, false, nullptr, "");
+        ASSERT_TRUE(reference->WaitForDocumentLoad(30000));
+        reference->SetTargetParams(docmgr::Printer, {1.0, 300, 300});
+        ASSERT_EQ(frames.size(), reference->m_pageCount);
+        for (size_t page = 0; page < frames.size(); ++page) {
+            const TiffFrame& frame = frames[page];
+            EXPECT_EQ(frame.xDpi, 300.0f);
+            EXPECT_EQ(frame.yDpi, 300.0f);
+            EXPECT_EQ(frame.resolutionUnit, RESUNIT_INCH);
+            auto image = reference->GetPageImage(page + 1, docmgr::Printer);
+            ASSERT_TRUE(image && image->bitmap);
+            const docmgr::Bitmap& whole = *image->bitmap;
+            ASSERT_EQ(frame.width, static_cast<uint32_t>(whole.Width())) << "page " << page + 1;
+            ASSERT_EQ(frame.height, static_cast<uint32_t>(whole.Height())) << "page " << page + 1;
+            size_t differing = 0;
+            size_t dark = 0;
+            for (size_t i = 0; i < static_cast<size_t>(frame.width) * frame.height; ++i) {
+                const uint8_t* bgra = whole.Bits() + i * 4;
+                const uint8_t* rgb = frame.rgb.data() + i * 3;
+                differing += rgb[0] != bgra[2] || rgb[1] != bgra[1] || rgb[2] != bgra[0];
+                dark += rgb[0] < 64 && rgb[1] < 64 && rgb[2] < 64;
+            }
+            EXPECT_EQ(differing, 0u) << "page " << page + 1;
+            EXPECT_GT(dark, 1000u) << "page " << page + 1 << " is blank";
         }
-        TIFFClose(tiff);
     }
     // A path that cannot be written fails the export and leaves no file.
     const std::string unwritable = dir.File("missing-dir/doc.tif");
-    Start({"-keepImages", "-imagePath=" + unwritable, dir.File("doc.pdf")});
+    Start({"-keepImages", "-imagePath=" + unwritable, dir.File("paper.pdf")});
     ASSERT_TRUE(app->ProcessInputFile() && app->LoadDocument());
     EXPECT_FALSE(app->ExportToTiff());
     struct stat info;
