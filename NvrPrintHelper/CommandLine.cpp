@@ -267,6 +267,18 @@ bool TakeOption(const CommandLineOption& option, std::string value, ProgramOptio
     return true;
 }
 
+// Whether another argument than the one at index names the file at path: maybe the input,
+// which the log must not overwrite.
+bool NamedElsewhere(const std::string& path, std::span<const std::string> arguments, size_t index) {
+    for (size_t j = 0; j < arguments.size(); ++j) {
+        if (j != index && !arguments[j].starts_with("-") &&
+            (arguments[j] == path || platform::IsSameFile(arguments[j], path))) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 PathKind KindOfPath(const std::string& path) {
@@ -331,6 +343,12 @@ ProgramOptions ParseArguments(std::span<const std::string> arguments,
         }
         if (!TakeOption(*option, std::move(value), options, kindOf, logger) || options.help) {
             return options;
+        }
+        // The log goes to its file from here on, so that a refusal further right is in it; a
+        // file named again among the arguments may be the input, and waits for the check.
+        if (option->text == &ProgramOptions::logFile && logger != nullptr &&
+            !NamedElsewhere(options.logFile, arguments, i)) {
+            options.logFileApplied = logger->SetLogFile(options.logFile);
         }
     }
     NVR_LOG_INFO("Parsed {} option(s) and {} positional argument(s)", optionCount, positionalCount);
@@ -412,6 +430,8 @@ bool NvrPrintHelper::ReadArguments(int argc, const char* const* argv) {
     ProgramOptions options = ParseArguments(arguments, KindOfPath, &Logger::Instance());
     if (options.help) {
         ShowHelp();
+        // The run ends here, before any destructor: the base it reserved goes first.
+        m_tempFileManager.CleanupTempDirectory();
         std::exit(0);
     }
     if (!options.error.empty()) {
@@ -423,6 +443,7 @@ bool NvrPrintHelper::ReadArguments(int argc, const char* const* argv) {
     m_documentClass = std::move(options.documentClass);
     m_settingsFile = std::move(options.settingsFile);
     m_logFile = std::move(options.logFile);
+    m_logFileApplied = options.logFileApplied;
     m_imagePath = std::move(options.imagePath);
     m_tempDir = std::move(options.tempDir);
     m_previewApp = std::move(options.previewApp);
@@ -450,7 +471,7 @@ bool NvrPrintHelper::KeepOutputsOffTheInput() {
         ShowError("Error: The TIFF output file is the input document: " + m_imagePath, false);
         return false;
     }
-    if (!m_logFile.empty()) {
+    if (!m_logFile.empty() && !m_logFileApplied) {
         Logger::Instance().SetLogFile(m_logFile);
     }
     return true;

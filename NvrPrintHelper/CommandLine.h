@@ -32,6 +32,8 @@ struct ProgramOptions {
     int32_t keepLimit = 10;
     UsePreviewAppMode usePreviewApp = UsePreviewAppMode::Interactive;
     bool help = false;
+    // -logFile was handed to the logger where it stood.
+    bool logFileApplied = false;
     std::string error;
     bool errorWithUsage = false;
 };
@@ -40,7 +42,8 @@ struct ProgramOptions {
 PathKind KindOfPath(const std::string& path);
 
 // The arguments after the program's name. -tempDir and -previewApp are checked through kindOf;
-// -logLevel and -logFlags are applied to logger at once, where one is given.
+// -logLevel, -logFlags and -logFile are applied to logger at once, where one is given (a log
+// file that another argument names too waits for the check against the input).
 ProgramOptions ParseArguments(std::span<const std::string> arguments,
                               const std::function<PathKind(const std::string&)>& kindOf,
                               Logger* logger = nullptr);

@@ -133,6 +133,7 @@ private:
     std::string m_documentClass;
     std::string m_settingsFile;
     std::string m_logFile;
+    bool m_logFileApplied = false;  // the logger took m_logFile while the options were read
     std::string m_imagePath;
     bool m_imagePathIsDefault = false;  // in the temp directory, which others may share
     std::string m_tempDir;

@@ -46,6 +46,11 @@ bool IsOwnFileName(const std::string& name) {
     return kOwnSuffixes.contains(std::string_view(name).substr(kBaseLength + 1));
 }
 
+bool IsReservation(const std::string& name) {
+    return name.size() > kBaseLength &&
+           std::string_view(name).substr(kBaseLength + 1) == TempFileManager::kReservationSuffix;
+}
+
 // A file the keep limit may count and delete: one of the program's own names, a plain file
 // (not a link), and this user's. Other users may share a custom directory.
 bool IsOwnFile(const fs::path& path) {
@@ -232,7 +237,9 @@ bool TempFileManager::Reserve(const std::string& base) {
         NVR_LOG_DEBUG("Base {} is taken (Error: {})", base, error);
         return false;
     }
+    platform::LockExclusive(file.Get());
     m_reservation = path;
+    m_reservationFile = std::move(file);
     return true;
 }
 
@@ -243,6 +250,7 @@ void TempFileManager::ReleaseReservationLocked() {
     std::error_code ec;
     fs::remove(m_reservation, ec);
     m_reservation.clear();
+    m_reservationFile.Reset();
 }
 
 std::string TempFileManager::GenerateTempFilePath(const std::string& base,
@@ -280,6 +288,7 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
     }
     NVR_LOG_DEBUG("Checking temp directory for old file sets");
 
+    RemoveFilesOfKilledRunsLocked();
     std::set<std::string> bases;
     bool anyMatch = false;
     std::error_code ec;
@@ -290,7 +299,8 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
             continue;
         }
         anyMatch = true;
-        if (IsOwnFile(it->path())) {
+        // A reservation is no file set: it only holds the base of a run under way.
+        if (IsOwnFile(it->path()) && !IsReservation(name)) {
             bases.insert(name.substr(0, kBaseLength));
         }
     }
@@ -318,7 +328,8 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
         std::vector<fs::path> doomed;
         for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end;
              it.increment(ec)) {
-            if (it->path().filename().string().starts_with(prefix) && IsOwnFile(it->path())) {
+            const std::string name = it->path().filename().string();
+            if (name.starts_with(prefix) && IsOwnFile(it->path()) && !IsReservation(name)) {
                 doomed.push_back(it->path());
             }
         }
@@ -336,6 +347,36 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
     }
     NVR_LOG_INFO("Cleanup complete");
     NVR_LOG_ENTRY("Exiting");
+}
+
+void TempFileManager::RemoveFilesOfKilledRunsLocked() {
+    // A run holds its reservation's lock until it ends, and releases the reservation when it
+    // ends of itself: a reservation nobody holds is that of a run that was killed, whose
+    // capture and log stopped halfway.
+    std::set<std::string> killed;
+    std::vector<fs::path> own;
+    std::error_code ec;
+    for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end; it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        if (!IsOwnFile(it->path())) {
+            continue;
+        }
+        own.push_back(it->path());
+        if (IsReservation(name) && it->path().string() != m_reservation &&
+            !platform::IsLockHeld(it->path().string())) {
+            killed.insert(name.substr(0, kBaseLength));
+        }
+    }
+    for (const fs::path& path : own) {
+        const std::string base = path.filename().string().substr(0, kBaseLength);
+        if (killed.contains(base)) {
+            std::error_code removeError;
+            fs::remove(path, removeError);
+        }
+    }
+    for (const std::string& base : killed) {
+        NVR_LOG_INFO("Removed the files of a run that was killed: {}", base);
+    }
 }
 
 bool TempFileManager::IsDirectoryEmpty(const std::string& path) {

@@ -4,6 +4,8 @@
 #include <mutex>
 #include <string>
 
+#include "platform/FileSystem.h"
+
 namespace nvrprint {
 
 // Owns the directory where a job's working files live. Hands out timestamped base names
@@ -15,7 +17,8 @@ class TempFileManager {
 public:
     static constexpr const char* kDefaultDirectoryName = "_NvrPrnData";
     // The file that holds a base for the run that made it, from the moment the base is
-    // chosen until the manager ends.
+    // chosen until the manager ends. The run keeps it open and locked; one that nobody holds
+    // was left by a run that was killed, and goes at the next keep limit.
     static constexpr const char* kReservationSuffix = "Run.lock";
 
     TempFileManager() = default;
@@ -42,10 +45,13 @@ private:
     bool FilesExistWithBase(const std::string& base);
     bool Reserve(const std::string& base);
     void ReleaseReservationLocked();
+    // Removes the reservations that no run holds any more, with the files of their bases.
+    void RemoveFilesOfKilledRunsLocked();
 
     std::string m_tempDirectory;
     std::string m_userDirectory;  // parent of the default directory; empty for a custom one
     std::string m_reservation;
+    platform::UniqueFd m_reservationFile;  // open and locked while the base is ours
     bool m_isDefaultDirectory = true;
     bool m_directoryCreatedByUs = false;
     std::mutex m_lock;

@@ -47,6 +47,14 @@ private:
 // open and error holds the cause.
 UniqueFd CreateNewPrivateFile(const std::string& path, int* error);
 
+// Takes the exclusive advisory lock of an open file without waiting; it is held until the
+// descriptor is closed, and ends with the process however it ends. False when another holds it.
+bool LockExclusive(int fd);
+
+// True when some open descriptor, in this process or another, holds the exclusive lock of the
+// file at path; false when nobody does or the file cannot be opened.
+bool IsLockHeld(const std::string& path);
+
 // Writes all bytes, going on after short writes and interruptions. On failure returns false
 // and sets error (for example ENOSPC or EFBIG).
 bool WriteAll(int fd, const void* data, size_t length, int* error);

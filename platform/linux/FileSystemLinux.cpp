@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -77,6 +78,16 @@ void UniqueFd::Reset() {
 bool UniqueFd::Close() {
     int fd = Release();
     return fd < 0 || ::close(fd) == 0;
+}
+
+bool LockExclusive(int fd) {
+    return ::flock(fd, LOCK_EX | LOCK_NB) == 0;
+}
+
+bool IsLockHeld(const std::string& path) {
+    // A description of its own: flock conflicts between descriptions even in one process.
+    UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    return file.IsOpen() && !LockExclusive(file.Get());
 }
 
 UniqueFd CreateNewPrivateFile(const std::string& path, int* error) {

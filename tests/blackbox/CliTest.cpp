@@ -1,9 +1,12 @@
 // The real program run as a user or a host agent runs it, without a display: what it shows
 // on standard error, the files it writes or refuses to write, and its exit code.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <set>
 #include <thread>
@@ -33,13 +36,66 @@ protected:
     ScratchDir work;
 };
 
-TEST_F(CliTest, HelpShowsUsageAndExitsZero) {
+// Every file the program left under dir, by name.
+std::set<std::string> FilesUnder(const std::string& dir) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::recursive_directory_iterator(dir))
+        if (!entry.is_directory())
+            names.insert(entry.path().filename().string());
+    return names;
+}
+
+TEST_F(CliTest, HelpShowsUsageExitsZeroAndLeavesNothingBehind) {
     for (const char* help : {"-help", "-?", "--HELP=x"}) {
         const ProcessResult r = Run({help, "--bogus"});
         EXPECT_EQ(r.exitCode, 0) << help;
         EXPECT_EQ(r.err, "[NvrPrintHelper Help] " + nvrprint::NvrPrintHelper::UsageText() + "\n");
         EXPECT_EQ(r.out, "");
     }
+    EXPECT_EQ(FilesUnder(tmp.Path()), std::set<std::string>{});
+}
+
+// A kept capture is one file set; what -help and a killed run leave is none, and the next
+// run's keep limit counts only sets.
+TEST_F(CliTest, KeptCaptureOutlivesHelpRunsAndAKilledRunUnderTheKeepLimit) {
+    ScratchDir data;
+    WriteFile(data.File("20200101_000000_Data.tmp"), "kept on purpose");
+    WriteFile(data.File("20200101_000000_Log.log"), "");
+    for (int run = 0; run < 10; ++run) {
+        EXPECT_EQ(Run({"-tempDir=" + data.Path(), "-keepLimit=2", "-help"}).exitCode, 0);
+    }
+    // A run killed while it waits for its document on standard input.
+    const std::string fifo = work.File("stdin");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const int writer = ::open(fifo.c_str(), O_RDWR);  // keeps the pipe open, never writes
+    ProcessOptions options;
+    options.stdinFile = fifo;
+    options.setEnv.emplace("TMPDIR", tmp.Path());
+    const int pid = StartProcess(
+        {ProgramPath(), "-tempDir=" + data.Path(), "-logFlags=0x04", "-type=pdfium", "-"}, options);
+    const bool reserved = WaitUntil(
+        [&] {
+            for (const std::string& name : FilesUnder(data.Path()))
+                if (name.ends_with("_Run.lock"))
+                    return true;
+            return false;
+        },
+        std::chrono::seconds(20));
+    ::kill(pid, SIGKILL);
+    WaitForProcess(pid);
+    ::close(writer);
+    ASSERT_TRUE(reserved);
+
+    WriteFile(work.File("doc.pdf"), "not really");
+    EXPECT_EQ(
+        Run({"-keepLimit=2", "-logFlags=0x06", "-tempDir=" + data.Path(), work.File("doc.pdf")})
+            .exitCode,
+        1);
+    const std::set<std::string> left = FilesUnder(data.Path());
+    EXPECT_TRUE(left.contains("20200101_000000_Data.tmp"));
+    EXPECT_TRUE(std::none_of(left.begin(), left.end(),
+                             [](const std::string& n) { return n.ends_with("_Run.lock"); }));
+    EXPECT_EQ(FilesUnder(tmp.Path()), std::set<std::string>{});
 }
 
 TEST_F(CliTest, RefusedRunsShowTheirNoticeExitOneAndLeaveTheInputAlone) {
@@ -115,6 +171,16 @@ TEST_F(CliTest, RefusedRunsShowTheirNoticeExitOneAndLeaveTheInputAlone) {
         EXPECT_EQ(ReadFile(doc), original) << joined;
     }
     // Piped without a type: two notices.
+}
+
+// -logFile takes effect where it stands: a command line refused further right leaves its log.
+TEST_F(CliTest, RefusedCommandLineLeavesItsLogWithTheReason) {
+    const std::string log = work.File("refused.log");
+    const ProcessResult r =
+        Run({"-logFile=" + log, "-logFlags=0x07", work.File("doc.pdf"), "-printer"});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_NE(ReadFile(log).find("Option -printer requires a value"), std::string::npos);
+    EXPECT_EQ(FilesUnder(tmp.Path()), std::set<std::string>{});
 }
 
 TEST_F(CliTest, LogFileReceivesStartupLinesReplayed) {
