@@ -487,7 +487,7 @@ void PreviewWindow::NavigateToPage(size_t page) {
     NVR_LOG_DEBUG("Navigating to page {}", page);
     m_model.SetPageCount(m_pageManager->m_pageCount);
     // In the sheets view, to the side that carries the page.
-    m_model.GoTo(m_model.ShowsSheets() ? SideOfPage(page) : page);
+    m_model.GoTo(m_model.ShowsSheets() ? m_model.SideOfPage(page) : page);
 }
 
 void PreviewWindow::StepPage(PageStep step) {
@@ -521,7 +521,8 @@ void PreviewWindow::OnModelChanged(unsigned changes) {
         }
         m_currentImage.reset();
         gtk_widget_queue_draw(w.thumbnailPanel);
-        if (!m_model.ShowsSheets()) {
+        // In the sheets view the page follows the side on show, to its first page.
+        if (m_model.IsOnShow(m_model.Page())) {
             ScrollThumbnailsToPage(m_model.Page());
         }
         LoadCurrentPage();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "NvrPrintHelper/preview/ZoomMath.h"
@@ -20,6 +21,18 @@ enum Change : unsigned {
 
 enum class PageStep { Previous, Next, First, Last };
 
+// The sides one copy of the job comes out as: each side's pages, from 1 (none on a blank
+// back), in the order they print, and whether the paper is printed on both sides, front
+// first.
+struct SheetSides {
+    std::vector<std::vector<uint64_t>> pages;
+    bool twoSided = false;
+};
+
+// What the status bar says of a side (1-based): "Sheet 2 of 4, back" on two-sided paper,
+// "Sheet 2 of 4" on one-sided paper, "(blank)" added on a side without pages.
+std::string SheetStatusText(const SheetSides& sides, uint64_t side);
+
 class PreviewModel {
 public:
     using Observer = std::function<void(unsigned changes)>;
@@ -29,22 +42,29 @@ public:
     // The document's pages; the page on show stays within them.
     void SetPageCount(uint64_t pages);
     // The job's sheet sides, for the sheets view.
-    void SetSideCount(uint64_t sides);
+    void SetSheetSides(SheetSides sides);
+    const SheetSides& Sides() const { return m_sides; }
+    // The side that carries the page (both from 1); 0 when none does.
+    uint64_t SideOfPage(uint64_t page) const;
+    // Whether the page (from 1) is on show: the page itself, or in the sheets view one of the
+    // pages of the side on show.
+    bool IsOnShow(uint64_t page) const;
 
     bool ShowsSheets() const { return m_sheets; }
     // The page or, in the sheets view, the sheet side on show, 1-based; 0 when there is none.
     uint64_t Current() const { return m_sheets ? m_side : m_page; }
-    uint64_t Count() const { return m_sheets ? m_sideCount : m_pageCount; }
+    uint64_t Count() const { return m_sheets ? m_sides.pages.size() : m_pageCount; }
     uint64_t Page() const { return m_page; }
     double Zoom() const { return m_zoom; }
     Scroll GetScroll() const { return m_scroll; }
 
     // Goes to a page or side of the view on show, from its top; false when it is out of range
-    // or already on show.
+    // or already on show. A side with pages takes the page of the pages view to its first.
     bool GoTo(uint64_t number);
     // The previous, next, first or last; nothing past either end.
     bool Step(PageStep step);
-    // Between the pages and the sheets; the page and side on show are kept for coming back.
+    // Between the pages and the sheets; the side on show is kept for coming back, and the page
+    // follows the side to its first page.
     void ShowSheets(bool sheets);
 
     void SetZoom(ZoomState state);
@@ -56,10 +76,12 @@ public:
 
 private:
     void Announce(unsigned changes);
+    // In the sheets view, the page of the pages view is the first of the side on show.
+    void FollowSide();
 
     std::vector<Observer> m_observers;
     uint64_t m_pageCount = 0;
-    uint64_t m_sideCount = 0;
+    SheetSides m_sides;
     uint64_t m_page = 1;
     uint64_t m_side = 1;
     bool m_sheets = false;

@@ -97,8 +97,16 @@ void PreviewWindow::PlanSheets(const preview::OpenedPrinter& opened) {
     for (size_t i = 0; i < plan->sides.size(); ++i) {
         NVR_LOG_DEBUG("Sheet {}: pages {}", i + 1, PagesOf(plan->sides[i]));
     }
+    preview::SheetSides sides;
+    sides.twoSided = docmgr::PrintJobSettingsView{job}.TwoSided();
+    for (const docmgr::PhysicalPage& side : plan->sides) {
+        std::vector<uint64_t>& pages = sides.pages.emplace_back();
+        for (uint64_t index : side.logicalPages) {
+            pages.push_back(index + 1);
+        }
+    }
     m_sheetPlan = std::move(plan);
-    m_model.SetSideCount(m_sheetPlan->sides.size());
+    m_model.SetSheetSides(std::move(sides));
     if (gtk_toggle_tool_button_get_active(GTK_TOGGLE_TOOL_BUTTON(m_widgets->sheetsButton))) {
         m_model.ShowSheets(true);
     }
@@ -124,20 +132,6 @@ std::shared_ptr<docmgr::PageImage> PreviewWindow::DrawCurrentSheet() {
     const int32_t height = bitmap->Height();
     return std::make_shared<docmgr::PageImage>(number - 1, docmgr::Screen, std::move(bitmap), width,
                                                height);
-}
-
-uint64_t PreviewWindow::SideOfPage(uint64_t page) const {
-    if (!m_sheetPlan) {
-        return 0;
-    }
-    for (size_t i = 0; i < m_sheetPlan->sides.size(); ++i) {
-        for (uint64_t index : m_sheetPlan->sides[i].logicalPages) {
-            if (index + 1 == page) {
-                return i + 1;
-            }
-        }
-    }
-    return 0;
 }
 
 }  // namespace nvrprint

@@ -178,7 +178,7 @@ void PreviewWindow::PaintThumbnails(void* context) {
         if (top + slot.height + preview::kThumbLabelBand < 0 || top >= client.height) {
             continue;
         }
-        bool current = slot.page == m_model.Page();
+        bool current = m_model.IsOnShow(slot.page);
         const auto& image = m_thumbnails[slot.page - 1];
         if (image && image->bitmap) {
             cairo_save(cr);

@@ -305,7 +305,7 @@ void PreviewWindow::UpdateStatusBar() {
     }
     Widgets& w = *m_widgets;
     std::string pageText = m_model.ShowsSheets()
-                               ? preview::SheetStatusText(m_model.Current(), m_model.Count())
+                               ? preview::SheetStatusText(m_model.Sides(), m_model.Current())
                                : preview::PageStatusText(m_model.Current(), m_model.Count());
     std::string zoomText = preview::ZoomStatusText(m_model.Zoom());
     preview::StatusParts parts = preview::StatusPartEdges(

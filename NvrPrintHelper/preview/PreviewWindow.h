@@ -145,8 +145,6 @@ private:
     void PlanSheets(const preview::OpenedPrinter& opened);
     void SetSheetsButton(bool on);
     std::shared_ptr<docmgr::PageImage> DrawCurrentSheet();
-    // The side holding a page, 1-based; 0 when none does.
-    uint64_t SideOfPage(uint64_t page) const;
     // What each view does when the model changes.
     void OnModelChanged(unsigned changes);
     // Keys that need the page's picture wait for it.

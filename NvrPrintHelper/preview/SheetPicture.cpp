@@ -1,7 +1,6 @@
 #include "NvrPrintHelper/preview/SheetPicture.h"
 
 #include <cairo.h>
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
@@ -113,10 +112,6 @@ docmgr::BitmapPtr DrawSheetSide(const SideLayout& layout, const docmgr::Physical
     cairo_destroy(cr);
     cairo_surface_flush(bitmap->Surface());
     return bitmap;
-}
-
-std::string SheetStatusText(uint64_t n, uint64_t m) {
-    return fmt::format("Sheet {} of {}", n, m);
 }
 
 }  // namespace nvrprint::preview

@@ -51,7 +51,4 @@ void PaintSheetSide(cairo_t* cr, const SideLayout& layout, const docmgr::Physica
 docmgr::BitmapPtr DrawSheetSide(const SideLayout& layout, const docmgr::PhysicalPage& side,
                                 double pixelsPerPoint, const SheetPageFor& pageFor);
 
-// "Sheet n of m", n from 1.
-std::string SheetStatusText(uint64_t n, uint64_t m);
-
 }  // namespace nvrprint::preview

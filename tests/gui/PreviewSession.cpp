@@ -89,7 +89,7 @@ bool PreviewSession::WaitForLog(const std::string& text, std::chrono::millisecon
 
 std::string PreviewSession::LatestStatus() {
     static const std::regex kStatus(
-        R"(Status bar: .* \| ((?:Page|Sheet) \d+ of \d+) \| (Zoom: \d+%))");
+        R"(Status bar: .* \| ((?:Page|Sheet) \d+ of \d+(?:, (?:front|back))?(?: \(blank\))?) \| (Zoom: \d+%))");
     const auto match = LastMatch(Log(), kStatus);
     return match.empty() ? std::string() : match[0] + " | " + match[1];
 }

@@ -1,7 +1,10 @@
 // The preview's arithmetic where a user would see it go wrong: zoom that leaves its limits, a
-// typed zoom misread, and a click on the thumbnail strip that opens the wrong page.
+// typed zoom misread, a click on the thumbnail strip that opens the wrong page, and sheets
+// counted wrong.
 #include <gtest/gtest.h>
 
+#include "DocFilePageMgr/DocFilePageMgrLib/SheetPlan.h"
+#include "NvrPrintHelper/preview/PreviewModel.h"
 #include "NvrPrintHelper/preview/ThumbnailLayout.h"
 #include "NvrPrintHelper/preview/ZoomMath.h"
 
@@ -42,4 +45,52 @@ TEST(ThumbnailStrip, ClicksFindTheirPageAndGapsNone) {
     EXPECT_TRUE(IsClick(10, 10, 14, 6, false));
     EXPECT_FALSE(IsClick(10, 10, 16, 10, false));
     EXPECT_FALSE(IsClick(10, 10, 10, 10, true));
+}
+
+// The sheets view counts paper: a 14-page job, 2-up, two-sided, two copies comes out on four
+// sheets a copy, the last back blank; the strip marks the pages of the side on show.
+TEST(SheetsView, CountsSheetsOfPaperAndMarksThePagesOfTheSideOnShow) {
+    nvrprint::PrintJobSettings job;
+    job.PagesPerSheet = 2;
+    job.dmDuplex = 2;
+    job.dmCopies = 2;
+    SheetSides sides;
+    sides.twoSided = true;
+    for (const docmgr::PhysicalPage& side : docmgr::SidesOfOneCopy(job, 14, true)) {
+        std::vector<uint64_t>& pages = sides.pages.emplace_back();
+        for (uint64_t index : side.logicalPages)
+            pages.push_back(index + 1);
+    }
+    PreviewModel model;
+    model.SetPageCount(14);
+    model.SetSheetSides(sides);
+    model.ShowSheets(true);
+    ASSERT_EQ(model.Count(), 8u);
+    const struct {
+        uint64_t side;
+        const char* status;
+        std::vector<uint64_t> marked;
+    } steps[] = {
+        {1, "Sheet 1 of 4, front", {1, 2}},    {2, "Sheet 1 of 4, back", {3, 4}},
+        {3, "Sheet 2 of 4, front", {5, 6}},    {7, "Sheet 4 of 4, front", {13, 14}},
+        {8, "Sheet 4 of 4, back (blank)", {}},
+    };
+    for (const auto& step : steps) {
+        model.GoTo(step.side);
+        EXPECT_EQ(SheetStatusText(model.Sides(), model.Current()), step.status);
+        std::vector<uint64_t> marked;
+        for (uint64_t page = 1; page <= 14; ++page)
+            if (model.IsOnShow(page))
+                marked.push_back(page);
+        EXPECT_EQ(marked, step.marked) << step.status;
+    }
+    EXPECT_EQ(model.SideOfPage(14), 7u);
+    EXPECT_EQ(model.SideOfPage(15), 0u);
+    // Back to the pages: the first page of the last side with pages.
+    model.ShowSheets(false);
+    EXPECT_EQ(model.Current(), 13u);
+    // One-sided paper counts sides as sheets.
+    sides.twoSided = false;
+    sides.pages.pop_back();
+    EXPECT_EQ(SheetStatusText(sides, 2), "Sheet 2 of 7");
 }
