@@ -3,7 +3,7 @@
 #include <cctype>
 
 #include "NvrPrintUtils/PrintJobSettingsHelper.h"
-#include "logging/TraceSink.h"
+#include "logging/LogMacros.h"
 
 namespace nvrprint::PrintJobSettingsHelper {
 namespace {
@@ -178,10 +178,7 @@ bool ProcessCustomDeviceCapability(const std::string& customName, Json& attribut
             return true;
         }
     }
-    // The field and its number serve the trace only.
-    std::u32string field(fieldName.begin(), fieldName.end());
-    trace::WriteEvent(trace::MessageSet::SettingsMapping, 60, 0x2, 12,
-                      {std::u32string_view(field), static_cast<uint32_t>(value)});
+    NVR_LOG_VERBOSE("No printer option matches {} {} ({})", fieldName, value, customName);
     return false;
 }
 

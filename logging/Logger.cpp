@@ -12,38 +12,9 @@
 #include <vector>
 
 #include "logging/TextCodec.h"
-#include "logging/TraceSink.h"
 
 namespace nvrprint {
 namespace {
-
-// Trace class flag, minimum enable level and message number of each log level.
-struct TraceRow {
-    uint32_t classFlag;
-    uint8_t minimumLevel;
-    uint16_t messageNumber;
-};
-
-TraceRow TraceRowFor(int32_t level) {
-    switch (level) {
-        case Critical:
-            return {0x1, 1, 10};
-        case Error:
-            return {0x1, 9, 11};
-        case Warning:
-            return {0x1, 9, 12};
-        case Info:
-            return {0x2, 9, 13};
-        case Debug:
-            return {0x2, 12, 14};
-        case EntryExit:
-            return {0x8, 12, 15};
-        case Verbose:
-            return {0x2, 16, 16};
-        default:
-            return {0x2, 9, 17};
-    }
-}
 
 std::string Timestamp() {
     auto now = std::chrono::system_clock::now();
@@ -103,8 +74,8 @@ void Logger::Initialize(const std::string& path) {
         if (m_console != nullptr && fileno(m_console) >= 0) {
             m_stdoutIsNarrow = true;
         }
-        m_ring.buffer = std::make_unique<char32_t[]>(kRingCapacity);
-        m_ring.capacity = kRingCapacity;
+        m_ring.buffer = std::make_unique<char[]>(kRingBytes);
+        m_ring.capacity = kRingBytes;
         m_ring.writeIndex = 0;
         m_ring.wrapped = false;
         if (!path.empty()) {
@@ -118,7 +89,6 @@ void Logger::Initialize(const std::string& path) {
         Log(EntryExit, "Logger initialized with file: " + path, "nvrprint::Logger::Initialize",
             __FILE__, __LINE__);
     }
-    trace::RegisterProvider();
 }
 
 std::string Logger::BuildLine(int32_t level, std::string_view message, const char* function,
@@ -144,8 +114,8 @@ void Logger::AppendToRing(std::string_view line) {
     if (!m_ring.buffer) {
         return;
     }
-    for (char32_t cp : text::Utf8ToUtf32(line)) {
-        m_ring.buffer[m_ring.writeIndex++] = cp;
+    for (char byte : line) {
+        m_ring.buffer[m_ring.writeIndex++] = byte;
         if (m_ring.writeIndex == m_ring.capacity) {
             m_ring.writeIndex = 0;
             m_ring.wrapped = true;
@@ -158,25 +128,30 @@ void Logger::ReplayRing(Emit&& emit) const {
     if (!m_ring.buffer || m_ring.capacity == 0) {
         return;
     }
-    std::string pending;
-    pending.reserve(512);
-    auto take = [&](char32_t cp) {
-        if (cp == 0) {
-            return;
-        }
-        text::AppendUtf8(pending, cp);
-        if (cp == U'\n') {
-            emit(pending);
-            pending.clear();
-        }
-    };
+    // Oldest first. A ring that went round has overwritten the start of its oldest line; that
+    // remnant is left out, so that every line replayed is whole.
+    const std::string_view newer(m_ring.buffer.get(), m_ring.writeIndex);
+    std::string_view older;
     if (m_ring.wrapped) {
-        for (size_t i = 0; i < m_ring.capacity; ++i) {
-            take(m_ring.buffer[(m_ring.writeIndex + i) % m_ring.capacity]);
-        }
-    } else {
-        for (size_t i = 0; i < m_ring.writeIndex; ++i) {
-            take(m_ring.buffer[i]);
+        older = std::string_view(m_ring.buffer.get() + m_ring.writeIndex,
+                                 m_ring.capacity - m_ring.writeIndex);
+    }
+    std::string pending;
+    bool skipping = m_ring.wrapped;
+    for (std::string_view part : {older, newer}) {
+        while (!part.empty()) {
+            const size_t end = part.find('\n');
+            const std::string_view piece = part.substr(0, end == part.npos ? part.size() : end + 1);
+            part.remove_prefix(piece.size());
+            if (skipping) {
+                skipping = piece.back() != '\n';
+                continue;
+            }
+            pending += piece;
+            if (pending.back() == '\n') {
+                emit(pending);
+                pending.clear();
+            }
         }
     }
     if (!pending.empty()) {
@@ -201,12 +176,6 @@ void Logger::Log(int32_t level, std::string_view message, const char* function, 
     std::lock_guard lock(m_lock);
     std::string text = BuildLine(level, message, function, file, line);
     AppendToRing(text);
-    if (m_traceOutput) {
-        TraceRow row = TraceRowFor(level);
-        std::u32string wide = text::Utf8ToUtf32(text);
-        trace::WriteEvent(trace::MessageSet::LogText, row.messageNumber, row.classFlag,
-                          row.minimumLevel, {std::u32string_view(wide)});
-    }
     if (m_stdoutOutput && !m_consoleHeldBack) {
         WriteConsoleLocked(text);
     }
@@ -250,7 +219,6 @@ void Logger::WriteFileHeaderLocked() {
 void Logger::SetModeFlags(uint32_t flags) {
     std::lock_guard lock(m_lock);
     bool fileTurnedOn = !m_fileOutput && (flags & LogToFile) != 0;
-    m_traceOutput = (flags & LogToTrace) != 0;
     m_stdoutOutput = (flags & LogToStdout) != 0;
     m_fileOutput = (flags & LogToFile) != 0;
     m_debuggerOutput = (flags & LogToDebugger) != 0;

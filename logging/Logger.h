@@ -24,7 +24,7 @@ enum LogLevel : int32_t {
 
 // Sink selection bits, set as one number with SetModeFlags.
 enum LogModeFlags : uint32_t {
-    LogToTrace = 0x01,
+    LogToTrace = 0x01,  // no trace facility here: accepted, and nothing more
     LogToStdout = 0x02,
     LogToFile = 0x04,
     LogToDebugger = 0x08,
@@ -34,13 +34,14 @@ enum LogModeFlags : uint32_t {
 // Name of a level as it appears inside a log line.
 const char* LogLevelName(int32_t level);
 
-// The process-wide diagnostic channel. One call writes one line, fanned out to the
-// trace facility, stdout, a log file and the debugger, as the mode flags choose. Every
+// The process-wide diagnostic channel. One call writes one line, fanned out to stdout, a log
+// file and the debugger (standard error), as the mode flags choose. Every
 // line is also kept in a fixed ring that is replayed when the file opens and when
 // console output is released, so nothing said before the options are known is lost.
 class Logger {
 public:
-    static constexpr size_t kRingCapacity = 16384;
+    // The ring's bytes of UTF-8: at least 16384 characters of any script.
+    static constexpr size_t kRingBytes = 4 * 16384;
 
     static Logger& Instance();
 
@@ -65,14 +66,10 @@ public:
         __attribute__((format(printf, 5, 6)));
 
     int32_t GetLogLevel() const { return m_level; }
-    bool IsInitialized() const { return m_initialized; }
-
-    // The stream that stands for the console; stdout unless a test redirects it.
-    void SetConsoleStream(FILE* stream) { m_console = stream; }
 
 private:
     struct LogRing {
-        std::unique_ptr<char32_t[]> buffer;
+        std::unique_ptr<char[]> buffer;
         size_t capacity = 0;
         size_t writeIndex = 0;
         bool wrapped = false;
@@ -94,7 +91,6 @@ private:
     bool m_createNewFile = false;
     std::atomic<bool> m_initialized{false};
     std::mutex m_lock;
-    bool m_traceOutput = true;
     bool m_stdoutOutput = true;
     bool m_fileOutput = false;
     bool m_debuggerOutput = false;

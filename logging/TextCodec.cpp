@@ -45,8 +45,7 @@ char32_t DecodeOne(std::string_view in, size_t& pos) {
     return cp;
 }
 
-}  // namespace
-
+// Appends the UTF-8 form of one code point.
 void AppendUtf8(std::string& out, char32_t cp) {
     if (cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) {
         cp = kReplacement;
@@ -68,23 +67,7 @@ void AppendUtf8(std::string& out, char32_t cp) {
     }
 }
 
-std::u32string Utf8ToUtf32(std::string_view utf8) {
-    std::u32string out;
-    out.reserve(utf8.size());
-    for (size_t pos = 0; pos < utf8.size();) {
-        out.push_back(DecodeOne(utf8, pos));
-    }
-    return out;
-}
-
-std::string Utf32ToUtf8(std::u32string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (char32_t cp : text) {
-        AppendUtf8(out, cp);
-    }
-    return out;
-}
+}  // namespace
 
 std::u16string Utf8ToUtf16(std::string_view utf8) {
     std::u16string out;

@@ -11,8 +11,7 @@
 #include <optional>
 #include <sstream>
 
-#include "logging/TextCodec.h"
-#include "logging/TraceSink.h"
+#include "logging/LogMacros.h"
 
 namespace docmgr {
 namespace {
@@ -20,18 +19,16 @@ namespace {
 constexpr char kCarrierKey[] = "/Norvan";
 constexpr char kSettingsKey[] = "/NvrPrintJobSettings";
 
-// Trace events of the chain, by the step that broke.
-enum : uint16_t {
-    kOpenFailed = 34,
-    kParseFailed = 35,
-    kNoFirstPage = 36,
-    kPageNotDictionary = 37,
-    kCarrierNotReference = 38,
-    kCarrierNotDictionary = 39,
-    kSettingsNotLiteralString = 40,
-    kNoSettingsKey = 41,
-    kNoCarrierKey = 42,
-};
+// Where the chain from the first page breaks, as the log tells it.
+constexpr const char* kOpenFailed = "the file cannot be opened";
+constexpr const char* kParseFailed = "the file cannot be read as a PDF";
+constexpr const char* kNoFirstPage = "the document has no first page";
+constexpr const char* kPageNotDictionary = "the first page is not a dictionary";
+constexpr const char* kCarrierNotReference = "/Norvan is not an indirect reference";
+constexpr const char* kCarrierNotDictionary = "/Norvan does not lead to a dictionary";
+constexpr const char* kSettingsNotLiteralString = "/NvrPrintJobSettings is not a literal string";
+constexpr const char* kNoSettingsKey = "the carrier has no /NvrPrintJobSettings";
+constexpr const char* kNoCarrierKey = "the first page has no /Norvan";
 
 // qpdf hides two things the carrier depends on: how a string was written (literal or
 // hexadecimal) and whether a key is present when its value resolves to nothing. Both are
@@ -113,8 +110,8 @@ std::optional<QPDFTokenizer::Token> RawTokenAfterKey(QPDF& pdf, const std::strin
     }
 }
 
-EmbeddedSettingsResult Fail(uint16_t event) {
-    return {std::string(), event};
+EmbeddedSettingsResult Fail(const char* why) {
+    return {std::string(), why};
 }
 
 }  // namespace
@@ -168,7 +165,7 @@ EmbeddedSettingsResult ReadEmbeddedSettings(const std::string& utf8Path) {
             !raw->getRawValue().starts_with("(")) {
             return Fail(kSettingsNotLiteralString);
         }
-        return {settings.getStringValue(), 0};
+        return {settings.getStringValue(), {}};
     } catch (const std::exception&) {
         return Fail(kParseFailed);
     }
@@ -176,18 +173,8 @@ EmbeddedSettingsResult ReadEmbeddedSettings(const std::string& utf8Path) {
 
 std::string ExtractEmbeddedSettings(const std::string& utf8Path) {
     EmbeddedSettingsResult result = ReadEmbeddedSettings(utf8Path);
-    if (result.failureEvent != 0) {
-        constexpr uint32_t kErrorClass = 0x1;
-        constexpr uint8_t kMinimumLevel = 9;
-        if (result.failureEvent == kOpenFailed || result.failureEvent == kParseFailed) {
-            std::u32string path = nvrprint::text::Utf8ToUtf32(utf8Path);
-            nvrprint::trace::WriteEvent(nvrprint::trace::MessageSet::EmbeddedSettings,
-                                        result.failureEvent, kErrorClass, kMinimumLevel,
-                                        {std::u32string_view(path)});
-        } else {
-            nvrprint::trace::WriteEvent(nvrprint::trace::MessageSet::EmbeddedSettings,
-                                        result.failureEvent, kErrorClass, kMinimumLevel, {});
-        }
+    if (!result.failure.empty()) {
+        NVR_LOG_DEBUG("No embedded settings: {}", result.failure);
     }
     return result.json;
 }
