@@ -197,13 +197,23 @@ int CupsPrintDevice::AbortDoc() {
     if (m_jobId <= 0) {
         return Fail(EINVAL, "No job is open");
     }
+    const bool streaming = !m_finished && m_writer != nullptr;
     m_finished = true;
+    if (streaming) {
+        // The half-sent document is cut off, never completed, and the job's connection is
+        // made anew below for the printer's next request.
+        httpShutdown(m_destination->Http());
+    }
     // A fresh connection: the job's own may be in the middle of a request.
     http_t* http = ConnectWithTimeLimit(*m_destination, 15.0);
-    ipp_status_t status = cupsCancelDestJob(http != nullptr ? http : m_destination->Http(),
-                                            m_destination->Dest(), m_jobId);
+    // By the queue's name on the scheduler: the destination's own address may be the device's.
+    ipp_status_t status = cupsCancelJob2(http != nullptr ? http : m_destination->Http(),
+                                         m_destination->Name().c_str(), m_jobId, 0);
     if (http != nullptr) {
         httpClose(http);
+    }
+    if (streaming) {
+        httpReconnect2(m_destination->Http(), 15000, nullptr);
     }
     if (status > IPP_STATUS_OK_CONFLICTING) {
         return Fail(static_cast<int>(status),
