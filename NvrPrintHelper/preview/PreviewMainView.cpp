@@ -129,9 +129,9 @@ void PreviewWindow::FinishLoadingCurrentPage() {
     } else {
         NVR_LOG_DEBUG("Page {} loaded successfully", m_model.Page());
     }
-    if (s_fitOnFirstLoad && m_model.Page() == 1) {
+    if (m_fitOnFirstLoad && m_model.Page() == 1) {
         m_model.AskFit();
-        s_fitOnFirstLoad = false;
+        m_fitOnFirstLoad = false;
     }
     if (m_model.TakeFitRequest()) {
         FitToWindow();

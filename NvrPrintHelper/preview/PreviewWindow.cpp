@@ -93,8 +93,6 @@ int32_t TextWidth(GtkWidget* widget, const std::string& text) {
 
 }  // namespace
 
-bool PreviewWindow::s_fitOnFirstLoad = true;
-
 PreviewWindow::PreviewWindow(platform::PrintSystem& printers, platform::Display& display,
                              preview::JobMaker makeJob, std::function<void()> showProgress)
     : m_printers(printers),

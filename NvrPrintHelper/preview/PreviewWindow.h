@@ -193,8 +193,8 @@ private:
     std::shared_ptr<docmgr::PageImage> m_currentImage;
     std::shared_ptr<docmgr::PageImage> m_previousImage;
     std::shared_ptr<docmgr::PageImage> m_nextImage;
-
-    static bool s_fitOnFirstLoad;
+    // The first page shown is fitted to the window, in every preview of the process.
+    bool m_fitOnFirstLoad = true;
 };
 
 }  // namespace nvrprint
