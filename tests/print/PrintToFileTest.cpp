@@ -197,7 +197,7 @@ TEST_F(PrintToFileTest, DialogChoicesReachThePrinterAndTheFileAlike) {
     }
 }
 
-TEST_F(PrintToFileTest, FailedJobLeavesNothingBehindAndTheTargetAsItWas) {
+TEST_F(PrintToFileTest, FailedJobLeavesNothingBehindTheTargetAsItWasAndNoJobAtTheScheduler) {
     const std::string doc = work.File("doc.pdf");
     MakePdf(doc, {kLetter, kLetter});
     WriteFile(out.File("plain-file"), "a file");
@@ -222,51 +222,37 @@ TEST_F(PrintToFileTest, FailedJobLeavesNothingBehindAndTheTargetAsItWas) {
     ASSERT_TRUE(printer) << error;
     nvrprint::DevModePtr devMode = nvrprint::AllocateDevMode(nvrprint::kDriverExtraBytes);
     ASSERT_EQ(printer->DefaultDevMode(devMode.get()), nvrprint::kIdOk);
+    // On the printer, such a job is cancelled at the scheduler, and nothing of it printed.
     const std::string target = out.File("plain-file");
-    for (bool abort : {true, false}) {
-        auto device = printer->CreateFileDevice(devMode.get(), target, &error);
-        ASSERT_TRUE(device) << error;
-        ASSERT_GT(device->StartDoc("half"), 0);
-        ASSERT_GT(device->StartPage(), 0);
-        ASSERT_TRUE(device->PlacePage({doc, 0}, {docmgr::PageCell::NaturalSize}));
-        ASSERT_GT(device->EndPage(), 0);
-        EXPECT_EQ(Listing(out.Path()).size(), 4u) << "the job grows beside the target";
-        EXPECT_TRUE(!abort || device->AbortDoc() > 0) << "error " << device->LastError();
-        device.reset();
-        EXPECT_EQ(Listing(out.Path()).size(), 3u) << (abort ? "aborted" : "dropped");
-        EXPECT_EQ(ReadFile(target), "a file");
-    }
-}
-
-// A job given up, or dropped, half way after the scheduler created it: it is cancelled there,
-// and the printer receives nothing of it.
-TEST_F(PrintToFileTest, JobGivenUpHalfWayIsCancelledAtTheScheduler) {
-    ::setenv("CUPS_SERVER", s_stack->cupsServer.c_str(), 1);
-    const std::string doc = work.File("doc.pdf");
-    MakePdf(doc, {kLetter, kLetter});
-    int error = 0;
-    std::unique_ptr<nvrprint::platform::Printer> printer =
-        nvrprint::platform::CreateSystemPrintSystem()->OpenPrinter(s_stack->queue, &error);
-    ASSERT_TRUE(printer) << error;
-    nvrprint::DevModePtr devMode = nvrprint::AllocateDevMode(nvrprint::kDriverExtraBytes);
-    ASSERT_EQ(printer->DefaultDevMode(devMode.get()), nvrprint::kIdOk);
-    for (bool abort : {true, false}) {
-        const std::string title = abort ? "given-up" : "dropped";
-        auto device =
-            printer->CreatePrintDevice(devMode.get(), nvrprint::SheetLayout::ByProgram, &error);
-        ASSERT_TRUE(device) << error;
-        const int jobId = device->StartDoc(title);
-        ASSERT_GT(jobId, 0);
-        ASSERT_GT(device->StartPage(), 0);
-        ASSERT_TRUE(device->PlacePage({doc, 0}, {docmgr::PageCell::NaturalSize}));
-        ASSERT_GT(device->EndPage(), 0);
-        EXPECT_TRUE(!abort || device->AbortDoc() > 0) << "error " << device->LastError();
-        device.reset();
-        EXPECT_TRUE(WaitUntil([&] { return SchedulerJobGoneOrCancelled(*s_stack, jobId); },
-                              std::chrono::seconds(10)))
-            << title << ": the scheduler holds the job\n"
-            << SchedulerJobAttributes(*s_stack, jobId);
-        EXPECT_FALSE(WaitForReceivedJob(*s_stack, title, 3)) << title << " printed";
+    for (bool onPrinter : {false, true}) {
+        for (bool abort : {true, false}) {
+            const std::string title =
+                std::string(onPrinter ? "printer-" : "file-") + (abort ? "given-up" : "dropped");
+            auto device = onPrinter ? printer->CreatePrintDevice(
+                                          devMode.get(), nvrprint::SheetLayout::ByProgram, &error)
+                                    : printer->CreateFileDevice(devMode.get(), target, &error);
+            ASSERT_TRUE(device) << error;
+            const int jobId = device->StartDoc(title);
+            ASSERT_GT(jobId, 0);
+            ASSERT_GT(device->StartPage(), 0);
+            ASSERT_TRUE(device->PlacePage({doc, 0}, {docmgr::PageCell::NaturalSize}));
+            ASSERT_GT(device->EndPage(), 0);
+            if (!onPrinter) {
+                EXPECT_EQ(Listing(out.Path()).size(), 4u) << "the job grows beside the target";
+            }
+            EXPECT_TRUE(!abort || device->AbortDoc() > 0) << title << " " << device->LastError();
+            device.reset();
+            if (onPrinter) {
+                EXPECT_TRUE(WaitUntil([&] { return SchedulerJobGoneOrCancelled(*s_stack, jobId); },
+                                      std::chrono::seconds(10)))
+                    << title << ": the scheduler holds the job\n"
+                    << SchedulerJobAttributes(*s_stack, jobId);
+                EXPECT_FALSE(WaitForReceivedJob(*s_stack, title, 3)) << title << " printed";
+            } else {
+                EXPECT_EQ(Listing(out.Path()).size(), 3u) << title;
+                EXPECT_EQ(ReadFile(target), "a file");
+            }
+        }
     }
 }
 
