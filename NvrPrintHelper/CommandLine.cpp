@@ -150,7 +150,8 @@ std::span<const CommandLineOption> CommandLineOptions() {
          "Option -printer (printer name): {}", "-printer"},
         {"settings", "", V::Text, nullptr, &P::settingsFile,
          "Error: -settings option requires a file path", true, "Option -settings: {}", "-settings"},
-        // The file opens once the input is known: it must not be the document itself.
+        // The file opens where the option stands; one that another argument names too, maybe
+        // the input, waits until the input is known: it must not be the document itself.
         {"logfile", "", V::Text, nullptr, &P::logFile,
          "Error: -logFile option requires a log file path", true, "Option -logFile (log file): {}",
          "-logfile"},
@@ -346,9 +347,9 @@ ProgramOptions ParseArguments(std::span<const std::string> arguments,
         }
         // The log goes to its file from here on, so that a refusal further right is in it; a
         // file named again among the arguments may be the input, and waits for the check.
-        if (option->text == &ProgramOptions::logFile && logger != nullptr &&
-            !NamedElsewhere(options.logFile, arguments, i)) {
-            options.logFileApplied = logger->SetLogFile(options.logFile);
+        if (option->text == &ProgramOptions::logFile && logger != nullptr) {
+            options.logFileApplied = !NamedElsewhere(options.logFile, arguments, i) &&
+                                     logger->SetLogFile(options.logFile);
         }
     }
     NVR_LOG_INFO("Parsed {} option(s) and {} positional argument(s)", optionCount, positionalCount);

@@ -1,4 +1,6 @@
 // The diagnostic copy of a job: every page at printer resolution, as frames of one TIFF.
+#include <exception>
+
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "SystemServices/PageFrameExport.h"
 #include "logging/LogMacros.h"
@@ -44,8 +46,17 @@ bool NvrPrintHelper::ExportToTiff() {
     NVR_LOG_DEBUG("TIFF encoder CLSID obtained");
 
     // Each page is rendered once; its bands are compressed on every core.
-    if (!ExportPageFrames(*m_docMgr, pageCount, *encoder, m_imagePath,
-                          platform::WorkersForCores())) {
+    // No failure of the copy may reach the run: the print it copies has already succeeded.
+    try {
+        if (!ExportPageFrames(*m_docMgr, pageCount, *encoder, m_imagePath,
+                              platform::WorkersForCores())) {
+            return false;
+        }
+    } catch (const std::exception& e) {
+        NVR_LOG_ERROR("Exception during export: {}", e.what());
+        return false;
+    } catch (...) {
+        NVR_LOG_ERROR("Unknown exception during export");
         return false;
     }
     NVR_LOG_INFO("Successfully exported {} page(s) to TIFF: {}", pageCount, m_imagePath);

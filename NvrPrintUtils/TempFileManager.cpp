@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <filesystem>
 #include <set>
 #include <system_error>
@@ -237,7 +238,9 @@ bool TempFileManager::Reserve(const std::string& base) {
         NVR_LOG_DEBUG("Base {} is taken (Error: {})", base, error);
         return false;
     }
-    platform::LockExclusive(file.Get());
+    if (!platform::LockExclusive(file.Get())) {
+        NVR_LOG_WARNING("Reservation {} could not be locked", path);
+    }
     m_reservation = path;
     m_reservationFile = std::move(file);
     return true;
@@ -288,7 +291,8 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
     }
     NVR_LOG_DEBUG("Checking temp directory for old file sets");
 
-    RemoveFilesOfKilledRunsLocked();
+    // The sets of other runs under way are neither counted nor removed.
+    const std::set<std::string> underWay = SettleOtherRunsLocked();
     std::set<std::string> bases;
     bool anyMatch = false;
     std::error_code ec;
@@ -300,7 +304,8 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
         }
         anyMatch = true;
         // A reservation is no file set: it only holds the base of a run under way.
-        if (IsOwnFile(it->path()) && !IsReservation(name)) {
+        if (IsOwnFile(it->path()) && !IsReservation(name) &&
+            !underWay.contains(name.substr(0, kBaseLength))) {
             bases.insert(name.substr(0, kBaseLength));
         }
     }
@@ -349,12 +354,15 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
     NVR_LOG_ENTRY("Exiting");
 }
 
-void TempFileManager::RemoveFilesOfKilledRunsLocked() {
-    // A run holds its reservation's lock until it ends, and releases the reservation when it
-    // ends of itself: a reservation nobody holds is that of a run that was killed, whose
-    // capture and log stopped halfway.
+std::set<std::string> TempFileManager::SettleOtherRunsLocked() {
+    // A run locks its reservation as it makes it, holds the lock until it ends, and removes
+    // the reservation when it ends of itself. One that nobody holds a minute on is that of a
+    // run that was killed, whose capture and log stopped halfway: it goes with its files. A
+    // younger one, or one held, is a run under way.
     std::set<std::string> killed;
+    std::set<std::string> underWay;
     std::vector<fs::path> own;
+    const auto aMinuteAgo = fs::file_time_type::clock::now() - std::chrono::minutes(1);
     std::error_code ec;
     for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end; it.increment(ec)) {
         const std::string name = it->path().filename().string();
@@ -362,14 +370,20 @@ void TempFileManager::RemoveFilesOfKilledRunsLocked() {
             continue;
         }
         own.push_back(it->path());
-        if (IsReservation(name) && it->path().string() != m_reservation &&
-            !platform::IsLockHeld(it->path().string())) {
-            killed.insert(name.substr(0, kBaseLength));
+        if (!IsReservation(name) || it->path().string() == m_reservation) {
+            continue;
+        }
+        std::error_code timeError;
+        const bool young = fs::last_write_time(it->path(), timeError) >= aMinuteAgo;
+        const std::string base = name.substr(0, kBaseLength);
+        if (!timeError && !young && platform::IsAbandonedLock(it->path().string())) {
+            killed.insert(base);
+        } else {
+            underWay.insert(base);
         }
     }
     for (const fs::path& path : own) {
-        const std::string base = path.filename().string().substr(0, kBaseLength);
-        if (killed.contains(base)) {
+        if (killed.contains(path.filename().string().substr(0, kBaseLength))) {
             std::error_code removeError;
             fs::remove(path, removeError);
         }
@@ -377,6 +391,7 @@ void TempFileManager::RemoveFilesOfKilledRunsLocked() {
     for (const std::string& base : killed) {
         NVR_LOG_INFO("Removed the files of a run that was killed: {}", base);
     }
+    return underWay;
 }
 
 bool TempFileManager::IsDirectoryEmpty(const std::string& path) {

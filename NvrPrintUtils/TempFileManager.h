@@ -2,6 +2,7 @@
 
 #include <ctime>
 #include <mutex>
+#include <set>
 #include <string>
 
 #include "platform/FileSystem.h"
@@ -45,8 +46,9 @@ private:
     bool FilesExistWithBase(const std::string& base);
     bool Reserve(const std::string& base);
     void ReleaseReservationLocked();
-    // Removes the reservations that no run holds any more, with the files of their bases.
-    void RemoveFilesOfKilledRunsLocked();
+    // Removes the reservations of killed runs with the files of their bases; the bases of the
+    // other runs under way.
+    std::set<std::string> SettleOtherRunsLocked();
 
     std::string m_tempDirectory;
     std::string m_userDirectory;  // parent of the default directory; empty for a custom one

@@ -39,10 +39,10 @@ struct EncodedBand {
 class ImageFrameEncoder {
 public:
     virtual ~ImageFrameEncoder() = default;
-    // Compresses a band: rows top to top + rows - 1 of the frame's bitmap. Touches no file and
-    // no state of the encoder, so any thread may call it at any time; nullopt when the codec
-    // fails.
-    virtual std::optional<EncodedBand> EncodeBand(const docmgr::Bitmap& frame, int32_t top,
+    // Compresses a band: rows of top-down BGRA pixels, width * 4 bytes each, read where they
+    // are. Touches no file and no state of the encoder, so any thread may call it at any
+    // time; nullopt when the codec fails.
+    virtual std::optional<EncodedBand> EncodeBand(const uint8_t* firstRow, int32_t width,
                                                   int32_t rows) const = 0;
     // Creates the file and starts its first frame.
     virtual int SaveImageToFile(const std::string& path, const FrameSize& frame) = 0;

@@ -26,11 +26,15 @@ int WriteFrame(platform::ImageFrameEncoder& encoder, const docmgr::Bitmap& bitma
     }
     const size_t bands =
         static_cast<size_t>((bitmap.Height() + kFrameBandRows - 1) / kFrameBandRows);
+    // Read on this thread: the workers only read the rows.
+    const uint8_t* pixels = bitmap.Bits();
     platform::RunInOrder<platform::EncodedBand>(
         bands, workers, workers * 2,
         [&](unsigned, size_t band) {
             const int32_t top = static_cast<int32_t>(band) * kFrameBandRows;
-            return encoder.EncodeBand(bitmap, top, std::min(kFrameBandRows, bitmap.Height() - top));
+            return encoder.EncodeBand(pixels + static_cast<size_t>(top) * bitmap.Stride(),
+                                      bitmap.Width(),
+                                      std::min(kFrameBandRows, bitmap.Height() - top));
         },
         [&](size_t, std::optional<platform::EncodedBand>&& encoded) {
             status = encoded ? encoder.AddBand(*encoded) : platform::kImageOutOfMemory;

@@ -69,12 +69,12 @@ public:
     explicit TiffEncoder(int dotsPerInch) : m_dpi(dotsPerInch) { RouteTiffMessages(); }
     ~TiffEncoder() override { Close(); }
 
-    std::optional<EncodedBand> EncodeBand(const docmgr::Bitmap& frame, int32_t top,
+    std::optional<EncodedBand> EncodeBand(const uint8_t* firstRow, int32_t frameWidth,
                                           int32_t rows) const override {
-        if (top < 0 || rows <= 0 || top + rows > frame.Height()) {
+        if (firstRow == nullptr || frameWidth <= 0 || rows <= 0) {
             return std::nullopt;
         }
-        const size_t width = static_cast<size_t>(frame.Width());
+        const size_t width = static_cast<size_t>(frameWidth);
         DeflateStream stream;
         if (deflateInit(&stream.z, kDeflateLevel) != Z_OK) {
             return std::nullopt;
@@ -83,13 +83,12 @@ public:
         EncodedBand encoded;
         encoded.rows = rows;
         std::vector<uint8_t> rgb(width * 3 * kRowsPerChunk);
-        for (int32_t row = top; row < top + rows; row += kRowsPerChunk) {
-            const int32_t chunk = std::min(kRowsPerChunk, top + rows - row);
-            ToRgb(frame.Bits() + static_cast<size_t>(row) * frame.Stride(), width * chunk,
-                  rgb.data());
+        for (int32_t row = 0; row < rows; row += kRowsPerChunk) {
+            const int32_t chunk = std::min(kRowsPerChunk, rows - row);
+            ToRgb(firstRow + static_cast<size_t>(row) * width * 4, width * chunk, rgb.data());
             stream.z.next_in = rgb.data();
             stream.z.avail_in = static_cast<uInt>(width * 3 * chunk);
-            const bool last = row + chunk >= top + rows;
+            const bool last = row + chunk >= rows;
             int result = Z_OK;
             do {
                 if (encoded.bytes.size() - stream.z.total_out < 16384) {
@@ -128,7 +127,10 @@ public:
     }
 
     int AddBand(const EncodedBand& band) override {
-        if (m_tiff == nullptr || band.rows <= 0 || m_rowsWritten + band.rows > m_frame.height) {
+        // Every band but the last has the frame's band rows: the strip follows from the rows.
+        const bool fits = band.rows == m_frame.bandRows ||
+                          (band.rows > 0 && m_rowsWritten + band.rows == m_frame.height);
+        if (m_tiff == nullptr || !fits || m_rowsWritten + band.rows > m_frame.height) {
             return kImageInvalidParameter;
         }
         const uint32_t strip = static_cast<uint32_t>(m_rowsWritten / m_frame.bandRows);

@@ -51,9 +51,9 @@ UniqueFd CreateNewPrivateFile(const std::string& path, int* error);
 // descriptor is closed, and ends with the process however it ends. False when another holds it.
 bool LockExclusive(int fd);
 
-// True when some open descriptor, in this process or another, holds the exclusive lock of the
-// file at path; false when nobody does or the file cannot be opened.
-bool IsLockHeld(const std::string& path);
+// True when the file at path is there and nobody holds its lock: it was left by a process that
+// ended without removing it. False when it is held, gone, or cannot be read.
+bool IsAbandonedLock(const std::string& path);
 
 // Writes all bytes, going on after short writes and interruptions. On failure returns false
 // and sets error (for example ENOSPC or EFBIG).

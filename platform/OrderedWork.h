@@ -22,9 +22,9 @@ inline unsigned WorkersForCores() {
 // Makes items 0..count-1 with make(worker, index) on `workers` threads (worker counts from 0,
 // so each may keep state of its own) and hands each to use(index, item) on the calling
 // thread, in index order. No more than `ahead` items are made or waiting beyond the one in
-// use. An item that could not be made (nullopt) is still handed to use, in its turn; a false
-// from use stops the work: no further item is started, and the call returns false once every
-// worker has ended.
+// use. An item that could not be made (nullopt, or make threw) is still handed to use, in its
+// turn; a false from use (or a throw) stops the work: no further item is started, and the call
+// returns false once every worker has ended. So it does when no worker thread can be started.
 template <class Item>
 bool RunInOrder(size_t count, unsigned workers, size_t ahead,
                 const std::function<std::optional<Item>(unsigned worker, size_t index)>& make,
@@ -49,16 +49,31 @@ bool RunInOrder(size_t count, unsigned workers, size_t ahead,
             }
             const size_t index = nextToMake++;
             guard.unlock();
-            std::optional<Item> item = make(worker, index);
+            std::optional<Item> item;
+            try {
+                item = make(worker, index);
+            } catch (...) {
+                item.reset();
+            }
             guard.lock();
             ready.emplace(index, std::move(item));
             changed.notify_all();
         }
     };
+    auto stop = [&] {
+        std::lock_guard hold(lock);
+        stopped = true;
+        changed.notify_all();
+    };
     std::vector<std::jthread> threads;
-    threads.reserve(workers);
-    for (unsigned w = 0; w < workers; ++w) {
-        threads.emplace_back(work, w);
+    try {
+        threads.reserve(workers);
+        for (unsigned w = 0; w < workers; ++w) {
+            threads.emplace_back(work, w);
+        }
+    } catch (...) {
+        stop();
+        return false;  // the threads started end with the vector
     }
 
     bool ok = true;
@@ -67,7 +82,11 @@ bool RunInOrder(size_t count, unsigned workers, size_t ahead,
         changed.wait(guard, [&] { return ready.contains(nextToUse); });
         auto node = ready.extract(nextToUse);
         guard.unlock();
-        ok = use(nextToUse, std::move(node.mapped()));
+        try {
+            ok = use(nextToUse, std::move(node.mapped()));
+        } catch (...) {
+            ok = false;
+        }
         guard.lock();
         if (!ok) {
             stopped = true;

@@ -199,21 +199,26 @@ int CupsPrintDevice::AbortDoc() {
     }
     const bool streaming = !m_finished && m_writer != nullptr;
     m_finished = true;
+    http_t* own = m_destination->Http();
     if (streaming) {
-        // The half-sent document is cut off, never completed, and the job's connection is
-        // made anew below for the printer's next request.
-        httpShutdown(m_destination->Http());
+        // The half-sent document is cut off, never completed, and the job's connection made
+        // anew for the cancel and the printer's next request.
+        httpShutdown(own);
+        httpReconnect2(own, 15000, nullptr);
     }
-    // A fresh connection: the job's own may be in the middle of a request.
-    http_t* http = ConnectWithTimeLimit(*m_destination, 15.0);
-    // By the queue's name on the scheduler: the destination's own address may be the device's.
-    ipp_status_t status = cupsCancelJob2(http != nullptr ? http : m_destination->Http(),
-                                         m_destination->Name().c_str(), m_jobId, 0);
-    if (http != nullptr) {
-        httpClose(http);
+    // A fresh connection where one can be made: the job's own may be in the middle of a
+    // request.
+    http_t* fresh = ConnectWithTimeLimit(*m_destination, 15.0);
+    http_t* http = fresh != nullptr ? fresh : own;
+    ipp_status_t status = cupsCancelDestJob(http, m_destination->Dest(), m_jobId);
+    // A queue whose address is its device's knows the job only by the queue's name on the
+    // scheduler.
+    if (status > IPP_STATUS_OK_CONFLICTING && !m_destination->Name().starts_with("ipp://") &&
+        !m_destination->Name().starts_with("ipps://")) {
+        status = cupsCancelJob2(http, m_destination->Name().c_str(), m_jobId, 0);
     }
-    if (streaming) {
-        httpReconnect2(m_destination->Http(), 15000, nullptr);
+    if (fresh != nullptr) {
+        httpClose(fresh);
     }
     if (status > IPP_STATUS_OK_CONFLICTING) {
         return Fail(static_cast<int>(status),

@@ -84,10 +84,17 @@ bool LockExclusive(int fd) {
     return ::flock(fd, LOCK_EX | LOCK_NB) == 0;
 }
 
-bool IsLockHeld(const std::string& path) {
+bool IsAbandonedLock(const std::string& path) {
     // A description of its own: flock conflicts between descriptions even in one process.
     UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    return file.IsOpen() && !LockExclusive(file.Get());
+    if (!file.IsOpen() || !LockExclusive(file.Get())) {
+        return false;
+    }
+    // Still the file at path: its owner did not release and remove it meanwhile.
+    struct stat opened {};
+    struct stat named {};
+    return ::fstat(file.Get(), &opened) == 0 && ::lstat(path.c_str(), &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 UniqueFd CreateNewPrivateFile(const std::string& path, int* error) {
