@@ -61,6 +61,8 @@ public:
     // Goes to a page or side of the view on show, from its top; false when it is out of range
     // or already on show. A side with pages takes the page of the pages view to its first.
     bool GoTo(uint64_t number);
+    // Goes to the page (from 1), or in the sheets view to the side that carries it.
+    bool ShowPage(uint64_t page) { return GoTo(m_sheets ? SideOfPage(page) : page); }
     // The previous, next, first or last; nothing past either end.
     bool Step(PageStep step);
     // Between the pages and the sheets; the side on show is kept for coming back, and the page

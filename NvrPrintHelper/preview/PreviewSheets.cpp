@@ -112,26 +112,26 @@ void PreviewWindow::PlanSheets(const preview::OpenedPrinter& opened) {
     }
 }
 
-std::shared_ptr<docmgr::PageImage> PreviewWindow::DrawCurrentSheet() {
-    const uint64_t number = m_model.Current();
-    if (!m_sheetPlan || number == 0 || number > m_sheetPlan->sides.size()) {
-        return nullptr;
-    }
-    docmgr::DocFilePageMgr& pages = *m_pageManager;
-    auto pageFor = [&pages](uint64_t index) {
-        preview::SheetPage page{pages.GetPageImage(index + 1, docmgr::Screen)};
-        pages.GetPageSizePoints(index + 1, &page.widthPoints, &page.heightPoints);
-        return page;
+preview::DrawPicture PreviewWindow::DrawSheet(uint64_t number) const {
+    return [plan = m_sheetPlan, pages = m_pageManager, number]() -> preview::Picture {
+        if (!plan || number == 0 || number > plan->sides.size()) {
+            return nullptr;
+        }
+        auto pageFor = [pages](uint64_t index) {
+            preview::SheetPage page{pages->GetPageImage(index + 1, docmgr::Screen)};
+            pages->GetPageSizePoints(index + 1, &page.widthPoints, &page.heightPoints);
+            return page;
+        };
+        docmgr::BitmapPtr bitmap =
+            preview::DrawSheetSide(plan->layout, plan->sides[number - 1], kPixelsPerPoint, pageFor);
+        if (!bitmap) {
+            return nullptr;
+        }
+        const int32_t width = bitmap->Width();
+        const int32_t height = bitmap->Height();
+        return std::make_shared<docmgr::PageImage>(number - 1, docmgr::Screen, std::move(bitmap),
+                                                   width, height);
     };
-    docmgr::BitmapPtr bitmap = preview::DrawSheetSide(
-        m_sheetPlan->layout, m_sheetPlan->sides[number - 1], kPixelsPerPoint, pageFor);
-    if (!bitmap) {
-        return nullptr;
-    }
-    const int32_t width = bitmap->Width();
-    const int32_t height = bitmap->Height();
-    return std::make_shared<docmgr::PageImage>(number - 1, docmgr::Screen, std::move(bitmap), width,
-                                               height);
 }
 
 }  // namespace nvrprint

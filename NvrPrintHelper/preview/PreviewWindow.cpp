@@ -43,8 +43,6 @@ constexpr std::array<ToolbarButton, 7> kToolbarButtons = {{
     {kPrint, "Print", "Print Document", preview::ToolbarIcon::Print},
 }};
 
-constexpr int32_t kStatusFontPixels = 16;
-
 preview::Size ScreenSize() {
     GdkDisplay* display = gdk_display_get_default();
     GdkMonitor* monitor = gdk_display_get_primary_monitor(display);
@@ -56,39 +54,6 @@ preview::Size ScreenSize() {
         gdk_monitor_get_geometry(monitor, &area);
     }
     return {area.width, area.height};
-}
-
-// The status bar's texts in the desktop's UI font at a fixed pixel size.
-void StyleStatusBar(GtkWidget* bar) {
-    GtkCssProvider* css = gtk_css_provider_new();
-    std::string rule = "label, entry { font-size: " + std::to_string(kStatusFontPixels) + "px; }";
-    gtk_css_provider_load_from_data(css, rule.c_str(), -1, nullptr);
-    gtk_style_context_add_provider_for_screen(gtk_widget_get_screen(bar), GTK_STYLE_PROVIDER(css),
-                                              GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
-    g_object_unref(css);
-}
-
-GtkWidget* StatusPart(GtkWidget* child, GtkShadowType shadow) {
-    GtkWidget* frame = gtk_frame_new(nullptr);
-    gtk_frame_set_shadow_type(GTK_FRAME(frame), shadow);
-    gtk_container_add(GTK_CONTAINER(frame), child);
-    return frame;
-}
-
-GtkWidget* StatusLabel() {
-    GtkWidget* label = gtk_label_new("");
-    gtk_label_set_xalign(GTK_LABEL(label), 0.0f);
-    gtk_widget_set_margin_start(label, 4);
-    gtk_widget_set_margin_end(label, 4);
-    return label;
-}
-
-int32_t TextWidth(GtkWidget* widget, const std::string& text) {
-    PangoLayout* layout = gtk_widget_create_pango_layout(widget, text.c_str());
-    int width = 0;
-    pango_layout_get_pixel_size(layout, &width, nullptr);
-    g_object_unref(layout);
-    return width;
 }
 
 }  // namespace
@@ -110,13 +75,17 @@ int32_t PreviewWindow::ShowPreview(docmgr::DocFilePageMgr* pageManager,
                                    const std::string& documentName, const std::string& printerName,
                                    PrintJobSettings* settings, PrintCallback printCallback) {
     NVR_LOG_INFO("Showing preview for document: {}", documentName);
+    if (pageManager == nullptr) {
+        NVR_LOG_ERROR("Failed to create preview window");
+        return PreviewFailed;
+    }
     m_pageManager = pageManager;
     m_documentName = documentName;
     m_printerName = printerName;
     m_settings = settings;
     m_printCallback = std::move(printCallback);
     m_model = preview::PreviewModel();
-    m_model.SetPageCount(pageManager != nullptr ? pageManager->m_pageCount : 0);
+    m_model.SetPageCount(pageManager->m_pageCount);
     m_model.Observe([this](unsigned changes) { OnModelChanged(changes); });
     m_result = PreviewClosed;
     m_running = true;
@@ -125,29 +94,26 @@ int32_t PreviewWindow::ShowPreview(docmgr::DocFilePageMgr* pageManager,
         NVR_LOG_ERROR("Failed to create preview window");
         return PreviewFailed;
     }
+    Widgets& w = *m_widgets;
     // The keys go to the page view from the start; the window takes the keyboard when shown.
-    gtk_widget_grab_focus(m_widgets->mainView);
-    TakeKeysWhenShown(m_widgets->frame);
-    gtk_widget_show_all(m_widgets->frame);
-    gtk_widget_hide(m_widgets->hScrollbar);
-    gtk_widget_hide(m_widgets->vScrollbar);
-    gtk_widget_hide(m_widgets->thumbnailScrollbar);
+    gtk_widget_grab_focus(w.pageView->Canvas());
+    TakeKeysWhenShown(w.frame);
+    gtk_widget_show_all(w.frame);
 
-    LoadCurrentPage();
-    LoadThumbnails();
+    w.pageView->LoadCurrentPage();
+    w.strip->LoadThumbnails();
 
-    m_widgets->loop = g_main_loop_new(nullptr, FALSE);
+    w.loop = g_main_loop_new(nullptr, FALSE);
     if (m_running) {
-        g_main_loop_run(m_widgets->loop);
+        g_main_loop_run(w.loop);
     }
     NVR_LOG_DEBUG("Message loop exited, destroying window (result={})", m_result);
     m_print.reset();
     m_sheetQuery.reset();
     m_closeAfterPrint = false;
     m_widgets.reset();
-    m_currentImage.reset();
-    m_nextImage.reset();
-    m_previousImage.reset();
+    m_sheetPlan.reset();
+    m_model = preview::PreviewModel();
     return m_result;
 }
 
@@ -181,34 +147,63 @@ bool PreviewWindow::CreateMainWindow() {
     auto [x, y] = preview::CentredOrigin(frame.client, screen);
 
     m_widgets = std::make_unique<Widgets>();
+    Widgets& w = *m_widgets;
     GtkWidget* window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
-    m_widgets->frame = window;
+    w.frame = window;
     gtk_window_set_title(GTK_WINDOW(window), ("Print Preview - " + m_documentName).c_str());
     gtk_window_set_default_size(GTK_WINDOW(window), frame.client.width, frame.client.height);
     gtk_window_move(GTK_WINDOW(window), x, y);
-    g_signal_connect(window, "delete-event", G_CALLBACK(Handlers::OnDelete), this);
-    g_signal_connect(window, "key-press-event", G_CALLBACK(Handlers::OnKeyPress), this);
-    g_signal_connect(window, "size-allocate", G_CALLBACK(Handlers::OnFrameSizeAllocate), this);
+    g_signal_connect(window, "delete-event", G_CALLBACK(+[](GtkWidget*, GdkEvent*, gpointer self) {
+                         Self(self)->OnClose();
+                         return TRUE;  // the window goes when ShowPreview ends
+                     }),
+                     this);
+    // Keys go to the view that has the focus; the frame takes those that reach no view.
+    g_signal_connect(window, "key-press-event",
+                     G_CALLBACK(+[](GtkWidget* frame, GdkEventKey* event, gpointer self) {
+                         if (gtk_window_get_focus(GTK_WINDOW(frame)) != nullptr) {
+                             return FALSE;
+                         }
+                         return static_cast<gboolean>(Self(self)->OnFrameKeyDown(event->keyval));
+                     }),
+                     this);
+    g_signal_connect(
+        window, "size-allocate", G_CALLBACK(+[](GtkWidget*, GdkRectangle* area, gpointer self) {
+            Widgets& w = *Self(self)->m_widgets;
+            // The views follow the frame by themselves; where each is, is logged.
+            auto where = [&](GtkWidget* widget) {
+                int x = 0;
+                int y = 0;
+                gtk_widget_translate_coordinates(widget, w.frame, 0, 0, &x, &y);
+                return fmt::format("{},{} {}x{}", x, y, gtk_widget_get_allocated_width(widget),
+                                   gtk_widget_get_allocated_height(widget));
+            };
+            NVR_LOG_VERBOSE("Frame {}x{}: thumbnails {}, view {}, zoom part {}", area->width,
+                            area->height, where(w.strip->Panel()), where(w.pageView->Canvas()),
+                            where(w.status->ZoomPart()));
+            for (GtkWidget* button : w.toolButtons) {
+                NVR_LOG_VERBOSE("Toolbar button {} at {}",
+                                gtk_tool_button_get_label(GTK_TOOL_BUTTON(button)), where(button));
+            }
+        }),
+        this);
 
     CreateToolbar();
-    CreateStatusBar();
-    CreateThumbnailPanel();
-    CreateMainView();
+    w.worker = std::make_unique<preview::PictureWorker>();
+    w.status = std::make_unique<preview::StatusBar>(m_model, m_documentName);
+    w.strip = std::make_unique<preview::ThumbnailStrip>(m_model, *m_pageManager, *w.worker);
+    w.pageView = std::make_unique<preview::PageView>(
+        m_model, *m_pageManager, *w.worker, [this](uint64_t side) { return DrawSheet(side); });
 
     GtkWidget* panes = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
-    auto edge = [](GtkWidget* pane) {
-        return GTK_WIDGET(g_object_get_data(G_OBJECT(pane), "nvr-edge"));
-    };
-    gtk_box_pack_start(GTK_BOX(panes), edge(m_widgets->thumbnailPanel), FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(panes), edge(m_widgets->mainView), TRUE, TRUE, 0);
+    gtk_box_pack_start(GTK_BOX(panes), w.strip->Edge(), FALSE, FALSE, 0);
+    gtk_box_pack_start(GTK_BOX(panes), w.pageView->Edge(), TRUE, TRUE, 0);
     GtkWidget* column = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
-    gtk_box_pack_start(GTK_BOX(column), m_widgets->toolbar, FALSE, FALSE, 0);
+    gtk_box_pack_start(GTK_BOX(column), w.toolbar, FALSE, FALSE, 0);
     gtk_box_pack_start(GTK_BOX(column), panes, TRUE, TRUE, 0);
-    gtk_box_pack_start(GTK_BOX(column), m_widgets->statusBar, FALSE, FALSE, 0);
+    gtk_box_pack_start(GTK_BOX(column), w.status->Bar(), FALSE, FALSE, 0);
     gtk_container_add(GTK_CONTAINER(window), column);
-
-    UpdateLayout();
-    UpdateStatusBar();
+    w.status->UpdateStatusBar();
     return true;
 }
 
@@ -236,7 +231,11 @@ void PreviewWindow::CreateToolbar() {
             gtk_tool_item_set_tooltip_text(item, button.tooltip);
         }
         g_object_set_data(G_OBJECT(item), "nvr-command", GINT_TO_POINTER(button.command));
-        g_signal_connect(item, "clicked", G_CALLBACK(Handlers::OnToolClicked), this);
+        g_signal_connect(item, "clicked", G_CALLBACK(+[](GtkToolButton* clicked, gpointer self) {
+                             Self(self)->OnCommand(GPOINTER_TO_INT(
+                                 g_object_get_data(G_OBJECT(clicked), "nvr-command")));
+                         }),
+                         this);
         gtk_toolbar_insert(GTK_TOOLBAR(toolbar), item, -1);
         m_widgets->toolButtons[i] = GTK_WIDGET(item);
         if (button.toggle) {
@@ -244,77 +243,6 @@ void PreviewWindow::CreateToolbar() {
         }
     }
     m_widgets->toolbar = toolbar;
-}
-
-void PreviewWindow::CreateStatusBar() {
-    Widgets& w = *m_widgets;
-    w.statusBar = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 2);
-    gtk_widget_set_size_request(w.statusBar, -1, preview::kStatusBand);
-    StyleStatusBar(w.statusBar);
-
-    w.statusDocument = StatusLabel();
-    gtk_label_set_ellipsize(GTK_LABEL(w.statusDocument), PANGO_ELLIPSIZE_END);
-    w.statusPage = StatusLabel();
-    w.statusZoom = StatusLabel();
-
-    // The zoom part holds its text, or "Zoom: " with a field to type a new zoom into.
-    w.zoomEdit = gtk_entry_new();
-    gtk_entry_set_alignment(GTK_ENTRY(w.zoomEdit), 1.0f);
-    gtk_entry_set_width_chars(GTK_ENTRY(w.zoomEdit), 4);
-    gtk_entry_set_input_purpose(GTK_ENTRY(w.zoomEdit), GTK_INPUT_PURPOSE_DIGITS);
-    g_signal_connect(w.zoomEdit, "key-press-event", G_CALLBACK(Handlers::OnZoomEditKey), this);
-    g_signal_connect(w.zoomEdit, "focus-out-event", G_CALLBACK(Handlers::OnZoomEditFocusOut), this);
-    g_signal_connect(w.zoomEdit, "insert-text", G_CALLBACK(Handlers::OnZoomEditInsert), this);
-    GtkWidget* editRow = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
-    GtkWidget* editCaption = StatusLabel();
-    gtk_label_set_text(GTK_LABEL(editCaption), "Zoom: ");
-    gtk_widget_set_margin_end(editCaption, 0);
-    gtk_box_pack_start(GTK_BOX(editRow), editCaption, FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(editRow), w.zoomEdit, TRUE, TRUE, 0);
-    gtk_widget_set_margin_end(editRow, 10);
-    w.statusZoomStack = gtk_stack_new();
-    gtk_stack_add_named(GTK_STACK(w.statusZoomStack), w.statusZoom, "text");
-    gtk_stack_add_named(GTK_STACK(w.statusZoomStack), editRow, "edit");
-    GtkWidget* clickable = gtk_event_box_new();
-    gtk_container_add(GTK_CONTAINER(clickable), w.statusZoomStack);
-    g_signal_connect(clickable, "button-press-event", G_CALLBACK(Handlers::OnZoomPartClick), this);
-
-    w.statusZoomPart = StatusPart(clickable, GTK_SHADOW_IN);
-    gtk_box_pack_start(GTK_BOX(w.statusBar), StatusPart(w.statusDocument, GTK_SHADOW_IN), TRUE,
-                       TRUE, 0);
-    gtk_box_pack_start(GTK_BOX(w.statusBar), StatusPart(w.statusPage, GTK_SHADOW_OUT), FALSE, FALSE,
-                       0);
-    gtk_box_pack_start(GTK_BOX(w.statusBar), w.statusZoomPart, FALSE, FALSE, 0);
-}
-
-void PreviewWindow::UpdateLayout() {
-    UpdateStatusBar();
-    if (!m_thumbnails.empty()) {
-        UpdateThumbnailScrollbar();
-        gtk_widget_queue_draw(m_widgets->thumbnailPanel);
-    }
-    UpdateMainViewScrollbars();
-    gtk_widget_queue_draw(m_widgets->mainView);
-}
-
-void PreviewWindow::UpdateStatusBar() {
-    if (!m_widgets || m_widgets->statusBar == nullptr || m_pageManager == nullptr) {
-        return;
-    }
-    Widgets& w = *m_widgets;
-    std::string pageText = m_model.ShowsSheets()
-                               ? preview::SheetStatusText(m_model.Sides(), m_model.Current())
-                               : preview::PageStatusText(m_model.Current(), m_model.Count());
-    std::string zoomText = preview::ZoomStatusText(m_model.Zoom());
-    preview::StatusParts parts = preview::StatusPartEdges(
-        gtk_widget_get_allocated_width(w.statusBar), TextWidth(w.statusPage, pageText),
-        TextWidth(w.statusZoom, zoomText));
-    gtk_widget_set_size_request(gtk_widget_get_parent(w.statusPage), parts.pageWidth, -1);
-    gtk_widget_set_size_request(w.statusZoomPart, parts.zoomWidth, -1);
-    gtk_label_set_text(GTK_LABEL(w.statusDocument), m_documentName.c_str());
-    gtk_label_set_text(GTK_LABEL(w.statusPage), pageText.c_str());
-    gtk_label_set_text(GTK_LABEL(w.statusZoom), zoomText.c_str());
-    NVR_LOG_VERBOSE("Status bar: {} | {} | {}", m_documentName, pageText, zoomText);
 }
 
 void PreviewWindow::OnClose() {
@@ -343,19 +271,19 @@ void PreviewWindow::OnClose() {
 void PreviewWindow::OnCommand(int32_t id) {
     switch (id) {
         case kPrevious:
-            StepPage(PageStep::Previous);
+            m_model.Step(preview::PageStep::Previous);
             break;
         case kNext:
-            StepPage(PageStep::Next);
+            m_model.Step(preview::PageStep::Next);
             break;
         case kZoomIn:
-            ZoomIn();
+            m_widgets->pageView->ZoomIn();
             break;
         case kZoomOut:
-            ZoomOut();
+            m_widgets->pageView->ZoomOut();
             break;
         case kFitWindow:
-            FitToWindow();
+            m_widgets->pageView->FitToWindow();
             break;
         case kPrint:
             OnPrint();
@@ -383,58 +311,20 @@ bool PreviewWindow::OnFrameKeyDown(unsigned key) {
             return true;
         case GDK_KEY_End:
         case GDK_KEY_KP_End:
-            StepPage(PageStep::Last);
+            m_model.Step(preview::PageStep::Last);
             return true;
         case GDK_KEY_Home:
         case GDK_KEY_KP_Home:
-            StepPage(PageStep::First);
+            m_model.Step(preview::PageStep::First);
             return true;
         default:
             return false;
     }
 }
 
-gboolean PreviewWindow::Handlers::OnDelete(GtkWidget*, GdkEvent*, gpointer self) {
-    Self(self)->OnClose();
-    return TRUE;  // the window goes when ShowPreview ends
-}
-
-void PreviewWindow::Handlers::OnToolClicked(GtkToolButton* button, gpointer self) {
-    Self(self)->OnCommand(GPOINTER_TO_INT(g_object_get_data(G_OBJECT(button), "nvr-command")));
-}
-
-gboolean PreviewWindow::Handlers::OnKeyPress(GtkWidget*, GdkEventKey* event, gpointer self) {
-    PreviewWindow* preview = Self(self);
-    Widgets& w = *preview->m_widgets;
-    GtkWidget* focus = gtk_window_get_focus(GTK_WINDOW(w.frame));
-    if (focus == w.zoomEdit) {
-        return FALSE;
-    }
-    if (focus == w.mainView) {
-        return preview->OnMainViewKeyDown(event->keyval);
-    }
-    if (focus == w.thumbnailPanel) {
-        preview->OnThumbnailKeyDown(event->keyval);
-        return TRUE;
-    }
-    return preview->OnFrameKeyDown(event->keyval);
-}
-
-void PreviewWindow::Handlers::OnFrameSizeAllocate(GtkWidget*, GdkRectangle* area, gpointer self) {
-    // The panes follow the frame by themselves; each lays itself out when it is resized.
-    Widgets& w = *Self(self)->m_widgets;
-    auto where = [&](GtkWidget* widget) {
-        int x = 0;
-        int y = 0;
-        gtk_widget_translate_coordinates(widget, w.frame, 0, 0, &x, &y);
-        return fmt::format("{},{} {}x{}", x, y, gtk_widget_get_allocated_width(widget),
-                           gtk_widget_get_allocated_height(widget));
-    };
-    NVR_LOG_VERBOSE("Frame {}x{}: thumbnails {}, view {}, zoom part {}", area->width, area->height,
-                    where(w.thumbnailPanel), where(w.mainView), where(w.statusZoomPart));
-    for (GtkWidget* button : w.toolButtons) {
-        NVR_LOG_VERBOSE("Toolbar button {} at {}",
-                        gtk_tool_button_get_label(GTK_TOOL_BUTTON(button)), where(button));
+void PreviewWindow::OnModelChanged(unsigned changes) {
+    if (changes & preview::kPageChanged) {
+        NVR_LOG_DEBUG("Navigating to page {}", m_model.Current());
     }
 }
 

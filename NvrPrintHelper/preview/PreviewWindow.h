@@ -9,10 +9,9 @@
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
+#include "NvrPrintHelper/preview/PictureWorker.h"
 #include "NvrPrintHelper/preview/PreviewModel.h"
 #include "NvrPrintHelper/preview/PrinterQuery.h"
-#include "NvrPrintHelper/preview/ThumbnailLayout.h"
-#include "NvrPrintHelper/preview/ZoomMath.h"
 #include "NvrPrintUtils/DevMode.h"
 #include "NvrPrintUtils/DialogSettings.h"
 #include "NvrPrintUtils/PrintJob.h"
@@ -45,11 +44,12 @@ using PrintFinished = std::function<void(bool printed)>;
 // hears the result. False, and finished is not called, when the print could not start.
 using PrintCallback = std::function<bool(void* owner, PrintChoice choice, PrintFinished finished)>;
 
-// The preview: a window with a toolbar, the thumbnail strip, the page view and a status
-// bar. It shows the logical pages as the document manager renders them; the job settings
-// fill in the print dialog. Everything runs on the main thread, in one main loop: asking
-// the printer, the print dialog and the print itself are steps of that loop, so the window
-// keeps answering throughout.
+// The preview: a frame with a toolbar over the thumbnail strip, the page view and a status
+// bar, each a view of one model. It shows the logical pages as the document manager renders
+// them, or the job's sheets; the job settings fill in the print dialog. The windows live on
+// the main thread, in one main loop: asking the printer, the print dialog and the print
+// itself are steps of that loop, and pictures are drawn on a worker, so the window keeps
+// answering throughout.
 class PreviewWindow {
 public:
     // The printers are the ones the print dialog offers; makeJob makes the job's print for
@@ -69,26 +69,19 @@ public:
     // The top-level window while the preview is shown (a GtkWindow), for dialogs over it.
     void* NativeWindow() const;
 
-    struct Widgets;   // the toolkit's side, private to the preview's sources
-    struct Handlers;  // the toolkit's callbacks into this object
+    struct Widgets;  // the frame's side in the toolkit, private to the preview's sources
 
 private:
-    friend struct Handlers;
-
-    // Frame, toolbar, status bar, layout.
+    // Frame and toolbar.
     bool CreateMainWindow();
     void CreateToolbar();
-    void CreateStatusBar();
-    void CreateThumbnailPanel();
-    void CreateMainView();
-    void UpdateLayout();
-    void UpdateStatusBar();
     void OnClose();
     void OnCommand(int32_t id);
     bool OnFrameKeyDown(unsigned key);
-    void OnPrint();
+    void OnModelChanged(unsigned changes);
     // The steps of a print after the Print command (PreviewPrint.cpp).
     struct PrintFlow;
+    void OnPrint();
     void ShowPrintDialog();
     void OnPrintDialogResponse(int response);
     // The chosen printer's answer with the print made for it, or the clock's.
@@ -99,73 +92,26 @@ private:
     // A job is being sent: the print has passed the dialog.
     bool SendingPrint() const;
 
-    // Thumbnail strip.
-    void LoadThumbnails();
-    preview::ThumbnailLayout ThumbnailColumn() const;
-    bool LoadNextThumbnail();
-    void PaintThumbnails(void* cairo);
-    void UpdateThumbnailScrollbar();
-    void ScrollThumbnailsToPage(uint64_t pageNumber);
-    uint64_t GetThumbnailAtPosition(int32_t y);
-    int32_t GetThumbnailYPosition(uint64_t index);
-    void OnThumbnailClick(int32_t x, int32_t y);
-    void OnThumbnailScroll(preview::ScrollCommand command, int32_t position);
-    void OnThumbnailMouseWheel(int32_t delta);
-    void OnThumbnailKeyDown(unsigned key);
-    void OnThumbnailButtonDown(int32_t x, int32_t y);
-    void OnThumbnailMouseMove(int32_t x, int32_t y, bool buttonDown);
-    void OnThumbnailButtonUp(int32_t x, int32_t y);
-    void SetThumbnailScroll(int32_t position);
-
-    // Page view.
-    void LoadCurrentPage();
-    void FinishLoadingCurrentPage();
-    void PaintMainView(void* cairo);
-    void UpdateMainViewScrollbars();
-    void OnMainViewScroll(bool vertical, preview::ScrollCommand command, int32_t position);
-    void OnMainViewMouseDown(int32_t x, int32_t y);
-    void OnMainViewMouseMove(int32_t x, int32_t y);
-    void OnMainViewMouseUp(int32_t x, int32_t y);
-    void OnMainViewMouseWheel(int32_t delta);
-    bool OnMainViewKeyDown(unsigned key);
-    void ZoomIn();
-    void ZoomOut();
-    void FitToWindow();
-    void ShowZoomEdit();
-    void HideZoomEdit(bool apply);
-    void NavigateToPage(size_t page);
-    // The previous, next, first or last page; nothing past either end. The toolbar, the
-    // page view and the strip all step this way.
-    using PageStep = preview::PageStep;
-    void StepPage(PageStep step);
     // The sheets view (PreviewSheets.cpp): the job's sides of one copy, planned from the
     // printer's sheet and the job's settings when first shown.
     struct SheetPlan;
     void ShowSheets(bool on);
     void PlanSheets(const preview::OpenedPrinter& opened);
     void SetSheetsButton(bool on);
-    std::shared_ptr<docmgr::PageImage> DrawCurrentSheet();
-    // What each view does when the model changes.
-    void OnModelChanged(unsigned changes);
-    // Keys that need the page's picture wait for it.
-    void ReplayWaitingKeys();
-    preview::Size GetScaledImageSize();
-    preview::Size MainViewClientSize() const;
-    void ClampMainViewScroll();
-    void SetMainViewScroll(preview::Scroll scroll);
+    // How the page view draws a side of the plan, on its worker.
+    preview::DrawPicture DrawSheet(uint64_t side) const;
 
     platform::PrintSystem& m_printers;
     platform::Display& m_display;
     preview::JobMaker m_makeJob;
     std::function<void()> m_showProgress;
-    std::unique_ptr<Widgets> m_widgets;
     docmgr::DocFilePageMgr* m_pageManager = nullptr;
     PrintJobSettings* m_settings = nullptr;
     std::string m_documentName;
     std::string m_printerName;
     PrintCallback m_printCallback;
     preview::PreviewModel m_model;
-    std::vector<unsigned> m_waitingKeys;
+    std::unique_ptr<Widgets> m_widgets;
     std::shared_ptr<SheetPlan> m_sheetPlan;
     // The printer asked for the sheets view, while it is.
     std::unique_ptr<preview::PrinterQuery> m_sheetQuery;
@@ -173,28 +119,8 @@ private:
     std::shared_ptr<PrintFlow> m_print;
     // A close that came while a job was being sent: the window closes when it has ended.
     bool m_closeAfterPrint = false;
-    std::vector<std::shared_ptr<docmgr::PageImage>> m_thumbnails;
-    size_t m_thumbnailsRequested = 0;
-    // Each page's proportions, known before its picture.
-    std::vector<std::optional<preview::Size>> m_thumbnailShapes;
-    int32_t m_thumbnailScroll = 0;
-    int32_t m_thumbnailContentHeight = 0;
-    bool m_dragging = false;
-    preview::Scroll m_dragStart;
-    preview::Scroll m_dragStartScroll;
-    bool m_thumbDragging = false;
-    bool m_thumbPressed = false;
-    preview::Scroll m_thumbDragStart;
-    int32_t m_thumbDragStartScroll = 0;
     int32_t m_result = PreviewClosed;
     bool m_running = false;
-    bool m_loading = true;
-    // The page on show and its neighbours, held so that painting and scrolling never render.
-    std::shared_ptr<docmgr::PageImage> m_currentImage;
-    std::shared_ptr<docmgr::PageImage> m_previousImage;
-    std::shared_ptr<docmgr::PageImage> m_nextImage;
-    // The first page shown is fitted to the window, in every preview of the process.
-    bool m_fitOnFirstLoad = true;
 };
 
 }  // namespace nvrprint

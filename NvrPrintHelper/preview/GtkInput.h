@@ -1,0 +1,59 @@
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <cstdint>
+
+#include "NvrPrintHelper/preview/PreviewGeometry.h"
+
+// Small helpers for the preview's views to read the toolkit's input and sizes.
+namespace nvrprint {
+
+// A wheel event as a delta of 120 a notch, positive away from the user; 0 for sideways.
+inline int32_t WheelDelta(const GdkEventScroll* event) {
+    switch (event->direction) {
+        case GDK_SCROLL_UP:
+            return 120;
+        case GDK_SCROLL_DOWN:
+            return -120;
+        case GDK_SCROLL_SMOOTH:
+            return static_cast<int32_t>(-event->delta_y * 120.0);
+        default:
+            return 0;
+    }
+}
+
+// A press or release of the primary button, handed on with its point; other buttons are not
+// taken.
+template <typename OnDown, typename OnUp>
+gboolean OnPrimaryButton(const GdkEventButton* event, OnDown down, OnUp up) {
+    if (event->button != GDK_BUTTON_PRIMARY) {
+        return FALSE;
+    }
+    auto x = static_cast<int32_t>(event->x);
+    auto y = static_cast<int32_t>(event->y);
+    if (event->type == GDK_BUTTON_PRESS) {
+        down(x, y);
+    } else if (event->type == GDK_BUTTON_RELEASE) {
+        up(x, y);
+    }
+    return TRUE;
+}
+
+// Gives the keyboard to a window once it is on the screen, as a window manager gives it to a
+// window that opens; asking before it is mapped would be refused.
+inline void TakeKeysWhenShown(GtkWidget* window) {
+    g_signal_connect(window, "map-event",
+                     G_CALLBACK(+[](GtkWidget* shown, GdkEvent*, gpointer) -> gboolean {
+                         gtk_window_present(GTK_WINDOW(shown));
+                         return FALSE;
+                     }),
+                     nullptr);
+}
+
+// The size of a widget's drawing area.
+inline preview::Size AllocatedSize(GtkWidget* widget) {
+    return {gtk_widget_get_allocated_width(widget), gtk_widget_get_allocated_height(widget)};
+}
+
+}  // namespace nvrprint
