@@ -1,6 +1,7 @@
 #include <gtk/gtk.h>
 
 #include <cstdio>
+#include <memory>
 
 #include "SystemServices/Display.h"
 #include "SystemServices/Notice.h"
@@ -53,15 +54,21 @@ public:
             gtk_widget_show(dialog);
             return;
         }
-        // No loop runs yet or any more: the notice runs its own and returns when closed.
+        // No loop runs yet or any more: the notice runs the main loop itself until it is
+        // answered, and is gone from the screen when this returns.
         GtkWidget* dialog = gtk_message_dialog_new(ShownWindow(), GTK_DIALOG_MODAL, type,
                                                    GTK_BUTTONS_OK, "%s", text.c_str());
         gtk_window_set_title(GTK_WINDOW(dialog), title.c_str());
-        gtk_dialog_run(GTK_DIALOG(dialog));
+        std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> loop(
+            g_main_loop_new(nullptr, FALSE), g_main_loop_unref);
+        g_signal_connect(dialog, "response", G_CALLBACK(+[](GtkDialog*, gint, gpointer answered) {
+                             g_main_loop_quit(static_cast<GMainLoop*>(answered));
+                         }),
+                         loop.get());
+        gtk_widget_show(dialog);
+        g_main_loop_run(loop.get());
         gtk_widget_destroy(dialog);
-        while (gtk_events_pending()) {
-            gtk_main_iteration();
-        }
+        gdk_display_flush(gdk_display_get_default());
     }
 
 private:
