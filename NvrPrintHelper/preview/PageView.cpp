@@ -108,6 +108,12 @@ void PageView::Connect() {
                              self, nullptr);
                      }),
                      this);
+    g_signal_connect(m_canvas, "focus-in-event",
+                     G_CALLBACK(+[](GtkWidget*, GdkEventFocus*, gpointer) {
+                         NVR_LOG_DEBUG("Keys go to the page view");
+                         return FALSE;
+                     }),
+                     this);
     auto button = +[](GtkWidget*, GdkEventButton* event, gpointer self) {
         PageView* view = View(self);
         return OnPrimaryButton(

@@ -223,6 +223,27 @@ void PreviewWindow::ShowPrintDialog() {
                          Self(self)->OnPrintDialogResponse(response);
                      }),
                      this);
+    // The printer the dialog shows, once it knows the printer's options.
+    g_signal_connect(
+        dialog, "notify::selected-printer", G_CALLBACK(+[](GObject* shown, GParamSpec*, gpointer) {
+            GtkPrinter* printer =
+                gtk_print_unix_dialog_get_selected_printer(GTK_PRINT_UNIX_DIALOG(shown));
+            if (printer == nullptr) {
+                return;
+            }
+            auto logDetails = +[](GtkPrinter* printer, gboolean acquired) {
+                if (acquired) {
+                    NVR_LOG_DEBUG("Print dialog shows printer: {}", gtk_printer_get_name(printer));
+                }
+            };
+            if (gtk_printer_has_details(printer)) {
+                logDetails(printer, TRUE);
+            } else {
+                g_signal_connect_object(printer, "details-acquired", G_CALLBACK(logDetails), shown,
+                                        static_cast<GConnectFlags>(0));
+            }
+        }),
+        nullptr);
     NVR_LOG_DEBUG("Calling PrintDlgW...");
     TakeKeysWhenShown(dialog);
     gtk_widget_show(dialog);

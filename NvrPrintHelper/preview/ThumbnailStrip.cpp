@@ -101,6 +101,12 @@ void ThumbnailStrip::Connect() {
                              self, nullptr);
                      }),
                      this);
+    g_signal_connect(m_panel, "focus-in-event",
+                     G_CALLBACK(+[](GtkWidget*, GdkEventFocus*, gpointer) {
+                         NVR_LOG_DEBUG("Keys go to the thumbnail strip");
+                         return FALSE;
+                     }),
+                     this);
     auto button = +[](GtkWidget*, GdkEventButton* event, gpointer self) {
         ThumbnailStrip* strip = Strip(self);
         return OnPrimaryButton(

@@ -1,5 +1,6 @@
 // Printing from the preview as a user does it: the Print button, the system print dialog
 // answered with real keys, and what the virtual printer received.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -54,17 +55,19 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayoutAndNoD
         session.OpenPrintDialog();
         session.X().Key("Tab");
         session.X().Type((*s_stack).*c.chosen);
-        Pause(700);
+        ASSERT_TRUE(session.WaitForLog("Print dialog shows printer: " + (*s_stack).*c.chosen))
+            << session.Log();
+        session.X().WaitForStillScreen();
         session.X().Screenshot("print-dialog-" + (*s_stack).*c.chosen);
         session.X().Key("Escape");
-        Pause(1500);
+        session.X().WaitForStillScreen();
         session.X().Key("ISO_Left_Tab");
         if (c.twoSided) {
             session.X().Key("Page_Down", true);
-            Pause(300);
+            session.X().WaitForStillScreen();
             session.X().Key("Tab");
             session.X().Key("Down");
-            Pause(500);
+            session.X().WaitForStillScreen();
         }
         session.PressDialogPrint();
         // A close while the progress window shows waits for the job, then ends the run.
@@ -129,7 +132,7 @@ TEST_F(PreviewPrintTest, CopiesAndCollationTypedInTheDialogArePrintedByTheProgra
         s.X().Key("Tab");
         if (c.untickCollate)
             s.X().Key("o", false, true);  // C_ollate
-        Pause(500);
+        s.X().WaitForStillScreen();
         s.X().Screenshot("print-dialog-copies-" + queue);
         s.PressDialogPrint();
         ASSERT_TRUE(s.WaitForLog("Print callback returned, success=true")) << s.Log();
@@ -157,41 +160,51 @@ TEST_F(PreviewPrintTest, CopiesAndCollationTypedInTheDialogArePrintedByTheProgra
     }
 }
 
-// The sheets view shows one copy of the job as the printer gets it: five pages two to a side in
-// reverse on the two-sided queue, so three sides and the blank back that closes the copy. Print
-// to File writes what the printer gets.
+// The sheets view shows one copy of the job as the printer gets it: fourteen pages two to a
+// side in reverse on the two-sided queue, so seven sides on four sheets and the blank back
+// that closes the copy. Print to File writes what the printer gets.
 TEST_F(PreviewPrintTest, SheetsViewAndPrintToFileShowTheSidesThePrinterReceives) {
     PreviewSession s;
     const std::string title = "sheets-view";
-    const std::string doc = s.Work().File("five.pdf");
-    MakePdfWithSettings(doc, std::vector<FixturePage>(5, kLetter),
+    const std::string doc = s.Work().File("fourteen.pdf");
+    MakePdfWithSettings(doc, std::vector<FixturePage>(14, kLetter),
                         R"({"PagesPerSheet": 2, "bReversePages": true, "dmCopies": 2,
                             "PrintJobTitle": ")" +
                             title + R"("})");
     s.SetEnv("CUPS_SERVER", s_stack->cupsServer);
     s.SetEnv("HOME", s.Work().Path());  // where the dialog's Print to File writes by default
     ASSERT_TRUE(s.Open({"-interactive", doc, s_stack->defaultsQueue})) << s.Log();
-    s.ClickButton("Sheets");
-    // Two sides a sheet of paper: two sheets, the second one's back blank.
-    const char* statuses[] = {"Sheet 1 of 2, front", "Sheet 1 of 2, back", "Sheet 2 of 2, front",
-                              "Sheet 2 of 2, back (blank)", "Sheet 2 of 2, back (blank)"};
-    ASSERT_TRUE(s.WaitForStatus(statuses[0])) << s.Log();
-    WaitUntil([&] { return Has(s.Log(), "Sheet 1 drawn"); }, std::chrono::seconds(10));
-    Pause(300);
-    s.X().Screenshot("preview-sheets-side-1");
-    for (int side = 2; side <= 5; ++side) {
-        s.ClickButton("Next");
-        EXPECT_TRUE(s.WaitForStatus(statuses[side - 1])) << s.LatestStatus();
+    // Each side as the status bar names it, as the log lists its pages and as its text reads.
+    Texts statuses, listed, shown;
+    for (int side = 1; side <= 8; ++side) {
+        const int first = 16 - 2 * side;
+        statuses.push_back(fmt::format("Sheet {} of 4, {}{}", (side + 1) / 2,
+                                       side % 2 == 1 ? "front" : "back",
+                                       side == 8 ? " (blank)" : ""));
+        listed.push_back(side == 8 ? "Sheet 8: pages blank"
+                                   : fmt::format("Sheet {}: pages {}, {}", side, first, first - 1));
+        shown.push_back(side == 8 ? "" : fmt::format("Page {} Page {}", first, first - 1));
     }
-    WaitUntil([&] { return Has(s.Log(), "Sheet 4 drawn"); }, std::chrono::seconds(10));
-    s.X().Screenshot("preview-sheets-blank-back");
-    // What each side carries, as the view lists it, is what the printer gets.
-    for (const char* side :
-         {"Sheet 1: pages 5, 4", "Sheet 2: pages 3, 2", "Sheet 3: pages 1", "Sheet 4: pages blank"})
-        EXPECT_TRUE(Has(s.Log(), side)) << side;
-    const Texts shown = {"Page 5 Page 4", "Page 3 Page 2", "Page 1", ""};
+    // Sheets 1 and 4, front and back, are kept as pictures.
+    auto keepPicture = [&s](int side) {
+        WaitUntil([&] { return Has(s.Log(), fmt::format("Sheet {} drawn", side)); },
+                  std::chrono::seconds(10));
+        s.X().WaitForStillScreen();
+        s.X().Screenshot(fmt::format("preview-sheets-side-{}", side));
+    };
     s.ClickButton("Sheets");
-    EXPECT_TRUE(s.WaitForStatus("Page 1 of 5")) << s.LatestStatus();
+    ASSERT_TRUE(s.WaitForStatus(statuses[0])) << s.Log();
+    keepPicture(1);
+    for (int side = 2; side <= 9; ++side) {
+        s.ClickButton("Next");  // past the last side, the view stays there
+        EXPECT_TRUE(s.WaitForStatus(statuses[std::min(side, 8) - 1])) << s.LatestStatus();
+        if (side == 2 || side == 7 || side == 8)
+            keepPicture(side);
+    }
+    for (const std::string& side : listed)
+        EXPECT_TRUE(Has(s.Log(), side)) << side;
+    s.ClickButton("Sheets");
+    EXPECT_TRUE(s.WaitForStatus("Page 2 of 14")) << s.LatestStatus();
 
     s.OpenPrintDialog();
     s.PressDialogPrint();
@@ -242,7 +255,7 @@ TEST(PreviewOnPrivateStackTest, SchedulerGoneOrHangingFailsThePrintAndNeverTheWi
             EXPECT_TRUE(s.X().WaitForWindow("Print", std::chrono::seconds(80)));
             s.X().Screenshot("print-waiting-for-printer");
             s.PointAtDialog();
-            Pause(1000);
+            s.X().WaitForStillScreen();
             s.X().Key("Escape");
             EXPECT_TRUE(s.WaitForLog("PrintDlgW returned: 0", std::chrono::seconds(60)));
             s.ClickButton("Next");
@@ -311,7 +324,7 @@ TEST(PreviewOnPrivateStackTest, ClosedProgressWindowComesBackOnPrint) {
     s.ClickButton("Print");
     EXPECT_TRUE(s.WaitForLog("Showing the progress window again")) << s.Log();
     EXPECT_TRUE(s.X().WaitForWindow("Printing", std::chrono::seconds(20)));
-    Pause(300);
+    s.X().WaitForStillScreen();
     s.X().Screenshot("progress-shown-again");
     SignalScheduler(*own.Stack(), SIGCONT);
     // Whole or given up by its time limit, the print ends, and so does the run.

@@ -129,12 +129,17 @@ void PreviewSession::PointAtDialog() {
 
 // Print in the preview's toolbar, clicked again if the window missed it; the dialog asks the
 // scheduler for its printer and then for its printers before it settles.
-void PreviewSession::OpenPrintDialog() {
+void PreviewSession::OpenPrintDialog(bool printerListed) {
     ClickButton("Print");
     if (!WaitForLog("User initiated print from preview", std::chrono::seconds(5)))
         ClickButton("Print");
     ASSERT_TRUE(WaitForLog("Calling PrintDlgW...", std::chrono::seconds(60))) << Log();
-    Pause(3000);
+    if (printerListed) {
+        ASSERT_TRUE(WaitForLog("Print dialog shows printer: ", std::chrono::seconds(60))) << Log();
+    } else {
+        ASSERT_TRUE(m_x.WaitForWindow("Print", std::chrono::seconds(60)));
+    }
+    m_x.WaitForStillScreen();
     PointAtDialog();
 }
 
@@ -151,7 +156,8 @@ void PreviewSession::PrintToFileInDialog() {
     std::optional<unsigned long> dialog = m_x.WaitForWindow("Print", std::chrono::seconds(10));
     ASSERT_TRUE(dialog);
     m_x.Click(*dialog, 120, 85);
-    Pause(700);
+    ASSERT_TRUE(WaitForLog("Print dialog shows printer: Print to File")) << Log();
+    m_x.WaitForStillScreen();
     m_x.Screenshot("print-dialog-print-to-file");
     PressDialogPrint();
 }

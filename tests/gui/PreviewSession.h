@@ -20,10 +20,6 @@ struct Box {
     int CentreY() const { return y + height / 2; }
 };
 
-inline void Pause(int ms) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-}
-
 // What the program needs to show windows on the display: the theme, no accessibility bus,
 // and under the thread sanitizer the toolkit's own libraries left unwatched (they lock in
 // ways it cannot see; our code stays watched).
@@ -55,9 +51,10 @@ public:
     Box Part(const std::string& name);
     void ClickButton(const std::string& text);
     void Click(const Box& box, int dy = 0, unsigned button = 1);
-    // Print in the toolbar, and the system print dialog once it has settled, with the pointer
-    // over it so that keys go there.
-    void OpenPrintDialog();
+    // Print in the toolbar, and the system print dialog once it has settled, showing the
+    // job's printer when the scheduler lists it, with the pointer over it so that keys go
+    // there.
+    void OpenPrintDialog(bool printerListed = true);
     void PointAtDialog();
     // The dialog's Print button.
     void PressDialogPrint();

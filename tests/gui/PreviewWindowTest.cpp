@@ -1,5 +1,6 @@
 // The preview as a user meets it: the real program on an X server, driven by real pointer,
 // wheel and key events, checked through what its status bar shows, with screenshots kept.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "tests/gui/PreviewSession.h"
@@ -52,7 +53,7 @@ TEST(PreviewWindowTest, ToolbarStripKeysWheelDragsAndTypedZoomDriveThePage) {
     // Keys go to the pane under the pointer.
     Box view = s.Part("view");
     s.X().MoveTo(s.Window(), view.CentreX(), view.CentreY());
-    Pause(200);
+    ASSERT_TRUE(s.WaitForLog("Keys go to the page view")) << s.Log();
     Steps(s, false, {{"Home", 1}, {"Next", 2}, {"Next", 3}, {"Prior", 2}, {"End", 3}, {"Prior", 2}},
           fitted);
     s.X().Key("0");
@@ -61,11 +62,14 @@ TEST(PreviewWindowTest, ToolbarStripKeysWheelDragsAndTypedZoomDriveThePage) {
     // and arrows scroll it rather than turn it; plus and minus zoom.
     s.X().Button(true);
     for (int step = 1; step <= 5; ++step) {
-        s.X().MoveTo(s.Window(), view.CentreX() - 20 * step, view.CentreY() - 30 * step);
-        Pause(50);
+        const int dx = 20 * step;
+        const int dy = 30 * step;
+        s.X().MoveTo(s.Window(), view.CentreX() - dx, view.CentreY() - dy);
+        ASSERT_TRUE(
+            s.WaitForLog(fmt::format("Dragging - delta={},{}, scroll={},{}", dx, dy, dx, dy)))
+            << s.Log();
     }
     s.X().Button(false);
-    EXPECT_TRUE(s.WaitForLog("Dragging - delta=100,150, scroll=100,150"));
     s.Click(view, 0, 5);
     EXPECT_TRUE(s.WaitForLog("Scrolled by 60 pixels, new Y pos=210"));
     s.X().Key("Down");
@@ -156,7 +160,7 @@ TEST(PreviewWindowTest, RefusedPrintSettingsEndWithANoticeOverAnAnsweringPreview
     const std::string doc = s.Work().File("three.pdf");
     MakePdfWithSettings(doc, {kLetter, kLetter, kLetter}, R"({"dmCopies": 2})");
     ASSERT_TRUE(s.Open({"-interactive", doc, "Refusing"})) << s.Log();
-    s.OpenPrintDialog();
+    s.OpenPrintDialog(false);
     s.PrintToFileInDialog();
     std::optional<unsigned long> notice =
         s.X().WaitForWindow("NvrPrintHelper Error", std::chrono::seconds(60));
@@ -164,7 +168,7 @@ TEST(PreviewWindowTest, RefusedPrintSettingsEndWithANoticeOverAnAnsweringPreview
     EXPECT_TRUE(s.WaitForLog("Print callback returned, success=false")) << s.Log();
     s.ClickButton("Next");
     EXPECT_TRUE(s.WaitForStatus("Page 2 of 3")) << s.LatestStatus();
-    Pause(300);
+    s.X().WaitForStillScreen();
     s.X().Screenshot("notice-over-preview");
     s.X().Focus(*notice);
     s.X().Key("Return");
@@ -181,7 +185,7 @@ TEST(PreviewWindowTest, ErrorDialogWaitsForThePersonAndTheRunFails) {
     std::optional<unsigned long> notice =
         x.WaitForWindow("NvrPrintHelper Error", std::chrono::seconds(20));
     ASSERT_TRUE(notice);
-    Pause(500);  // its first paint
+    x.WaitForStillScreen();  // its first paint
     x.Screenshot("notice-error");
     x.Focus(*notice);
     x.Key("Return");

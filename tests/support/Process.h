@@ -35,8 +35,9 @@ int StartProcess(const std::vector<std::string>& argv, const ProcessOptions& opt
 // does not end in time is killed.
 int WaitForProcess(int pid, int timeoutSeconds = 60);
 
-// Asks until the answer is yes or the time is up; the last answer.
-bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout);
+// Asks every so often until the answer is yes or the time is up; the last answer.
+bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout,
+               std::chrono::milliseconds every = std::chrono::milliseconds(20));
 
 // The program under test, as built next to the tests.
 std::string ProgramPath();

@@ -130,7 +130,6 @@ void XSession::Button(bool down, unsigned button) {
 
 void XSession::Click(unsigned long window, int x, int y, unsigned button) {
     MoveTo(window, x, y);
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
     Button(true, button);
     Button(false, button);
 }
@@ -179,6 +178,35 @@ void XSession::Close(unsigned long window) {
     event.xclient.data.l[1] = CurrentTime;
     XSendEvent(m_display, window, False, NoEventMask, &event);
     Sync();
+}
+
+std::string XSession::ScreenPixels() {
+    Window root = DefaultRootWindow(m_display);
+    XWindowAttributes screen;
+    XGetWindowAttributes(m_display, root, &screen);
+    XImage* image =
+        XGetImage(m_display, root, 0, 0, screen.width, screen.height, AllPlanes, ZPixmap);
+    if (image == nullptr) {
+        return {};
+    }
+    std::string pixels(image->data, static_cast<size_t>(image->bytes_per_line) * image->height);
+    XDestroyImage(image);
+    return pixels;
+}
+
+bool XSession::WaitForStillScreen(std::chrono::milliseconds timeout) {
+    // Still: the same picture three times running, a tenth of a second apart, which outlasts
+    // the toolkit's redraws after a change.
+    std::string last = ScreenPixels();
+    int same = 0;
+    return WaitUntil(
+        [&] {
+            std::string now = ScreenPixels();
+            same = now == last ? same + 1 : 0;
+            last = std::move(now);
+            return same >= 2;
+        },
+        timeout, std::chrono::milliseconds(100));
 }
 
 void XSession::Screenshot(const std::string& name) {

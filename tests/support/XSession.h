@@ -44,11 +44,15 @@ public:
     void Type(const std::string& text);
     // Asks the window to close, as a window manager's close button does.
     void Close(unsigned long window);
+    // Waits until the screen stops changing, as windows do once they have shown what they
+    // were asked to; whether it did within the timeout.
+    bool WaitForStillScreen(std::chrono::milliseconds timeout = std::chrono::seconds(10));
     // The whole screen as a PNG file named so in the build's artifact directory.
     void Screenshot(const std::string& name);
 
 private:
     void Sync();
+    std::string ScreenPixels();
     ScratchDir m_dir;
     int m_pid = -1;
     std::string m_name;

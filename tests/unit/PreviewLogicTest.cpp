@@ -89,6 +89,10 @@ TEST(SheetsView, CountsSheetsOfPaperAndMarksThePagesOfTheSideOnShow) {
     // Back to the pages: the first page of the last side with pages.
     model.ShowSheets(false);
     EXPECT_EQ(model.Current(), 13u);
+    // A page picked in the strip shows the side that carries it.
+    model.ShowSheets(true);
+    EXPECT_TRUE(model.ShowPage(6));
+    EXPECT_EQ(model.Current(), 3u);
     // One-sided paper counts sides as sheets.
     sides.twoSided = false;
     sides.pages.pop_back();
