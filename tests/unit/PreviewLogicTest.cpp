@@ -3,6 +3,8 @@
 // counted wrong.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "DocFilePageMgr/DocFilePageMgrLib/SheetPlan.h"
 #include "NvrPrintHelper/preview/PreviewModel.h"
 #include "NvrPrintHelper/preview/ThumbnailLayout.h"
@@ -24,6 +26,48 @@ TEST(PreviewZoom, StepsAndFitStayWithinTheLimitsAndTypedZoomReadsLeadingDigits) 
         {"", std::nullopt}, {"abc", std::nullopt}, {"99999999999", std::nullopt}};
     for (const auto& [text, zoom] : typed)
         EXPECT_EQ(ParseTypedZoom(text), zoom) << text;
+}
+
+// Every view hears each change once, and only a real one: a step past either end, a page out
+// of range or the page already on show change nothing.
+TEST(PreviewModel, StepsStopAtTheEndsAndEachChangeIsAnnouncedOnce) {
+    PreviewModel model;
+    model.SetPageCount(3);
+    std::vector<unsigned> heard;
+    model.Observe([&heard](unsigned changes) { heard.push_back(changes); });
+    const struct {
+        std::function<bool()> act;
+        bool changed;
+        uint64_t page;
+    } steps[] = {
+        {[&] { return model.Step(PageStep::Previous); }, false, 1},
+        {[&] { return model.Step(PageStep::Next); }, true, 2},
+        {[&] { return model.Step(PageStep::Last); }, true, 3},
+        {[&] { return model.Step(PageStep::Next); }, false, 3},
+        {[&] { return model.GoTo(4); }, false, 3},
+        {[&] { return model.GoTo(0); }, false, 3},
+        {[&] { return model.GoTo(3); }, false, 3},
+        {[&] { return model.ShowPage(1); }, true, 1},
+    };
+    for (const auto& step : steps) {
+        heard.clear();
+        EXPECT_EQ(step.act(), step.changed);
+        EXPECT_EQ(model.Current(), step.page);
+        EXPECT_EQ(heard, step.changed ? std::vector<unsigned>{kPageChanged | kScrollChanged}
+                                      : std::vector<unsigned>{});
+    }
+    heard.clear();
+    model.SetZoom({0.5, {10, 20}});
+    model.SetZoom({0.5, {10, 20}});
+    model.SetScroll({10, 20});
+    EXPECT_EQ(heard, std::vector<unsigned>{kZoomChanged | kScrollChanged});
+    // A fit asked for before the picture is taken once, when the picture comes.
+    model.AskFit();
+    EXPECT_TRUE(model.TakeFitRequest());
+    EXPECT_FALSE(model.TakeFitRequest());
+    // The scroll stays within the page at its zoom: none where the page fits the view.
+    EXPECT_EQ(ClampScroll({500, -5}, {1000, 2000}, {800, 600}), (Scroll{200, 0}));
+    EXPECT_EQ(ClampScroll({50, 50}, {400, 300}, {800, 600}), (Scroll{0, 0}));
 }
 
 TEST(ThumbnailStrip, ClicksFindTheirPageAndGapsNone) {
