@@ -4,9 +4,10 @@
 
 #include <cstdint>
 
-#include "NvrPrintHelper/preview/PreviewGeometry.h"
+#include "NvrPrintHelper/preview/PreviewModel.h"
+#include "logging/LogMacros.h"
 
-// Small helpers for the preview's views to read the toolkit's input and sizes.
+// Small helpers for the preview's views: the toolkit's input and sizes, and page steps.
 namespace nvrprint {
 
 // A wheel event as a delta of 120 a notch, positive away from the user; 0 for sideways.
@@ -54,6 +55,14 @@ inline void TakeKeysWhenShown(GtkWidget* window) {
 // The size of a widget's drawing area.
 inline preview::Size AllocatedSize(GtkWidget* widget) {
     return {gtk_widget_get_allocated_width(widget), gtk_widget_get_allocated_height(widget)};
+}
+
+// The previous, next, first or last page or side, from the toolbar, a view's keys or the
+// frame's; logged where it moves.
+inline void StepPage(preview::PreviewModel& model, preview::PageStep step) {
+    if (model.Step(step)) {
+        NVR_LOG_DEBUG("Navigating to page {}", model.Current());
+    }
 }
 
 }  // namespace nvrprint

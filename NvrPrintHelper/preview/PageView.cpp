@@ -200,7 +200,10 @@ void PageView::FinishLoadingCurrentPage() {
                         return G_SOURCE_CONTINUE;
                     }
                     view->m_pageSource = 0;
-                    view->FinishLoadingCurrentPage();
+                    // Another page was asked for meanwhile: its picture finishes the load.
+                    if (view->m_currentImage) {
+                        view->FinishLoadingCurrentPage();
+                    }
                     return G_SOURCE_REMOVE;
                 },
                 this, nullptr);
@@ -230,7 +233,9 @@ void PageView::FinishLoadingCurrentPage() {
     UpdateMainViewScrollbars();
     gtk_widget_queue_draw(m_canvas);
     ReplayWaitingKeys();
-    Prefetch();
+    if (!m_loading) {
+        Prefetch();
+    }
 }
 
 void PageView::Prefetch() {
@@ -422,19 +427,19 @@ bool PageView::OnMainViewKeyDown(unsigned key) {
     switch (key) {
         case GDK_KEY_Page_Up:
         case GDK_KEY_KP_Page_Up:
-            m_model.Step(PageStep::Previous);
+            StepPage(m_model, PageStep::Previous);
             return true;
         case GDK_KEY_Page_Down:
         case GDK_KEY_KP_Page_Down:
-            m_model.Step(PageStep::Next);
+            StepPage(m_model, PageStep::Next);
             return true;
         case GDK_KEY_Home:
         case GDK_KEY_KP_Home:
-            m_model.Step(PageStep::First);
+            StepPage(m_model, PageStep::First);
             return true;
         case GDK_KEY_End:
         case GDK_KEY_KP_End:
-            m_model.Step(PageStep::Last);
+            StepPage(m_model, PageStep::Last);
             return true;
         case GDK_KEY_0:
             NVR_LOG_DEBUG("Reset zoom to 100%");
@@ -482,11 +487,11 @@ bool PageView::OnMainViewKeyDown(unsigned key) {
             break;
         case GDK_KEY_Up:
             taller ? SetMainViewScroll({scroll.x, scroll.y - kLineStep})
-                   : (void)m_model.Step(PageStep::Previous);
+                   : StepPage(m_model, PageStep::Previous);
             break;
         default:
             taller ? SetMainViewScroll({scroll.x, scroll.y + kLineStep})
-                   : (void)m_model.Step(PageStep::Next);
+                   : StepPage(m_model, PageStep::Next);
             break;
     }
     return true;

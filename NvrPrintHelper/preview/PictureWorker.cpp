@@ -10,11 +10,14 @@ PictureWorker::~PictureWorker() {
     {
         std::lock_guard lock(m_lock);
         m_stopping = true;
-        m_waiting[0].reset();
-        m_waiting[1].reset();
+        for (std::optional<Job>& waiting : m_waiting) {
+            waiting.reset();
+        }
     }
     m_wake.notify_one();
     m_thread.join();
+    std::lock_guard lock(m_finished->lock);
+    m_finished->pictures.clear();
 }
 
 void PictureWorker::Draw(Lane lane, DrawPicture draw, PictureReady ready) {
@@ -27,25 +30,45 @@ void PictureWorker::Draw(Lane lane, DrawPicture draw, PictureReady ready) {
 
 std::optional<PictureWorker::Job> PictureWorker::TakeNext() {
     std::unique_lock lock(m_lock);
-    m_wake.wait(lock, [this] { return m_stopping || m_waiting[0] || m_waiting[1]; });
-    if (m_stopping) {
-        return std::nullopt;
+    m_wake.wait(lock,
+                [this] { return m_stopping || m_waiting[0] || m_waiting[1] || m_waiting[2]; });
+    for (std::optional<Job>& waiting : m_waiting) {
+        if (!m_stopping && waiting) {
+            std::optional<Job> job = std::move(waiting);
+            waiting.reset();
+            return job;
+        }
     }
-    std::optional<Job>& next = m_waiting[0] ? m_waiting[0] : m_waiting[1];
-    std::optional<Job> job = std::move(next);
-    next.reset();
-    return job;
+    return std::nullopt;
 }
 
 void PictureWorker::Run() {
     while (std::optional<Job> job = TakeNext()) {
         Picture picture = job->draw();
-        platform::RunOnMainLoop([alive = std::weak_ptr<int>(m_alive), ready = std::move(job->ready),
-                                 picture = std::move(picture)]() mutable {
-            if (!alive.expired()) {
-                ready(std::move(picture));
+        {
+            std::lock_guard lock(m_finished->lock);
+            m_finished->pictures.emplace_back(std::move(job->ready), std::move(picture));
+        }
+        platform::RunOnMainLoop([finished = std::weak_ptr<Finished>(m_finished)] {
+            if (std::shared_ptr<Finished> alive = finished.lock()) {
+                alive->Deliver();
             }
         });
+    }
+}
+
+void PictureWorker::Finished::Deliver() {
+    for (;;) {
+        std::pair<PictureReady, Picture> next;
+        {
+            std::lock_guard hold(lock);
+            if (pictures.empty()) {
+                return;
+            }
+            next = std::move(pictures.front());
+            pictures.pop_front();
+        }
+        next.first(std::move(next.second));
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -20,13 +21,15 @@ using DrawPicture = std::function<Picture()>;
 // Hears a finished picture (null when it could not be drawn) on the main thread.
 using PictureReady = std::function<void(Picture)>;
 
-// What a picture is for: the page view's pictures go before the strip's.
-enum class Lane { Page = 0, Thumbnail = 1 };
+// What a picture is for, most urgent first: the page on show, the page after it drawn ahead,
+// the strip's next thumbnail.
+enum class Lane { Page = 0, Ahead = 1, Thumbnail = 2 };
 
 class PictureWorker {
 public:
     PictureWorker();
-    // Waits for the picture being drawn; none is delivered after this.
+    // Waits for the picture being drawn; none is delivered after this, and finished ones not
+    // yet delivered are let go here.
     ~PictureWorker();
     PictureWorker(const PictureWorker&) = delete;
     PictureWorker& operator=(const PictureWorker&) = delete;
@@ -40,15 +43,21 @@ private:
         DrawPicture draw;
         PictureReady ready;
     };
+    // Finished pictures wait here for the main loop, which takes them in order.
+    struct Finished {
+        std::mutex lock;
+        std::deque<std::pair<PictureReady, Picture>> pictures;
+        void Deliver();
+    };
     void Run();
     std::optional<Job> TakeNext();
 
+    static constexpr int kLanes = 3;
     std::mutex m_lock;
     std::condition_variable m_wake;
-    std::optional<Job> m_waiting[2];
+    std::optional<Job> m_waiting[kLanes];
     bool m_stopping = false;
-    // Alive while the worker is: a picture arriving on the main loop after the end is dropped.
-    std::shared_ptr<int> m_alive = std::make_shared<int>(0);
+    std::shared_ptr<Finished> m_finished = std::make_shared<Finished>();
     std::thread m_thread;
 };
 

@@ -86,7 +86,6 @@ int32_t PreviewWindow::ShowPreview(docmgr::DocFilePageMgr* pageManager,
     m_printCallback = std::move(printCallback);
     m_model = preview::PreviewModel();
     m_model.SetPageCount(pageManager->m_pageCount);
-    m_model.Observe([this](unsigned changes) { OnModelChanged(changes); });
     m_result = PreviewClosed;
     m_running = true;
 
@@ -111,9 +110,10 @@ int32_t PreviewWindow::ShowPreview(docmgr::DocFilePageMgr* pageManager,
     m_print.reset();
     m_sheetQuery.reset();
     m_closeAfterPrint = false;
+    // The views stop hearing the model before they go.
+    m_model = preview::PreviewModel();
     m_widgets.reset();
     m_sheetPlan.reset();
-    m_model = preview::PreviewModel();
     return m_result;
 }
 
@@ -271,10 +271,10 @@ void PreviewWindow::OnClose() {
 void PreviewWindow::OnCommand(int32_t id) {
     switch (id) {
         case kPrevious:
-            m_model.Step(preview::PageStep::Previous);
+            StepPage(m_model, preview::PageStep::Previous);
             break;
         case kNext:
-            m_model.Step(preview::PageStep::Next);
+            StepPage(m_model, preview::PageStep::Next);
             break;
         case kZoomIn:
             m_widgets->pageView->ZoomIn();
@@ -311,20 +311,14 @@ bool PreviewWindow::OnFrameKeyDown(unsigned key) {
             return true;
         case GDK_KEY_End:
         case GDK_KEY_KP_End:
-            m_model.Step(preview::PageStep::Last);
+            StepPage(m_model, preview::PageStep::Last);
             return true;
         case GDK_KEY_Home:
         case GDK_KEY_KP_Home:
-            m_model.Step(preview::PageStep::First);
+            StepPage(m_model, preview::PageStep::First);
             return true;
         default:
             return false;
-    }
-}
-
-void PreviewWindow::OnModelChanged(unsigned changes) {
-    if (changes & preview::kPageChanged) {
-        NVR_LOG_DEBUG("Navigating to page {}", m_model.Current());
     }
 }
 

@@ -78,7 +78,6 @@ private:
     void OnClose();
     void OnCommand(int32_t id);
     bool OnFrameKeyDown(unsigned key);
-    void OnModelChanged(unsigned changes);
     // The steps of a print after the Print command (PreviewPrint.cpp).
     struct PrintFlow;
     void OnPrint();

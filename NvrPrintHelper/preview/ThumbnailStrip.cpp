@@ -348,18 +348,18 @@ void ThumbnailStrip::OnThumbnailKeyDown(unsigned key) {
             NVR_LOG_VERBOSE("Page Down - Scrolled to {}", m_scroll);
             break;
         case GDK_KEY_Up:
-            m_model.Step(PageStep::Previous);
+            StepPage(m_model, PageStep::Previous);
             break;
         case GDK_KEY_Down:
-            m_model.Step(PageStep::Next);
+            StepPage(m_model, PageStep::Next);
             break;
         case GDK_KEY_Home:
         case GDK_KEY_KP_Home:
-            m_model.Step(PageStep::First);
+            StepPage(m_model, PageStep::First);
             break;
         case GDK_KEY_End:
         case GDK_KEY_KP_End:
-            m_model.Step(PageStep::Last);
+            StepPage(m_model, PageStep::Last);
             break;
         default:
             break;
@@ -395,6 +395,7 @@ void ThumbnailStrip::OnThumbnailButtonUp(int32_t x, int32_t y) {
         const uint64_t page = GetThumbnailAtPosition(y);
         if (page != 0) {
             NVR_LOG_DEBUG("Clicked on page {}", page);
+            NVR_LOG_DEBUG("Navigating to page {}", page);
             m_model.ShowPage(page);
         }
     }

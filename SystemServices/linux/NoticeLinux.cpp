@@ -61,13 +61,22 @@ public:
         gtk_window_set_title(GTK_WINDOW(dialog), title.c_str());
         std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> loop(
             g_main_loop_new(nullptr, FALSE), g_main_loop_unref);
+        // Answered, or gone some other way: either ends the loop.
         g_signal_connect(dialog, "response", G_CALLBACK(+[](GtkDialog*, gint, gpointer answered) {
                              g_main_loop_quit(static_cast<GMainLoop*>(answered));
                          }),
                          loop.get());
+        const gulong gone =
+            g_signal_connect(dialog, "destroy", G_CALLBACK(+[](GtkWidget*, gpointer answered) {
+                                 g_main_loop_quit(static_cast<GMainLoop*>(answered));
+                             }),
+                             loop.get());
+        g_object_ref(dialog);
         gtk_widget_show(dialog);
         g_main_loop_run(loop.get());
+        g_signal_handler_disconnect(dialog, gone);
         gtk_widget_destroy(dialog);
+        g_object_unref(dialog);
         gdk_display_flush(gdk_display_get_default());
     }
 

@@ -57,17 +57,17 @@ TEST_F(PreviewPrintTest, DialogChoicesReachThePrinterWithTheProgramsLayoutAndNoD
         session.X().Type((*s_stack).*c.chosen);
         ASSERT_TRUE(session.WaitForLog("Print dialog shows printer: " + (*s_stack).*c.chosen))
             << session.Log();
-        session.X().WaitForStillScreen();
+        EXPECT_TRUE(session.X().WaitForStillScreen());
         session.X().Screenshot("print-dialog-" + (*s_stack).*c.chosen);
         session.X().Key("Escape");
-        session.X().WaitForStillScreen();
+        EXPECT_TRUE(session.X().WaitForStillScreen());
         session.X().Key("ISO_Left_Tab");
         if (c.twoSided) {
             session.X().Key("Page_Down", true);
-            session.X().WaitForStillScreen();
+            EXPECT_TRUE(session.X().WaitForStillScreen());
             session.X().Key("Tab");
             session.X().Key("Down");
-            session.X().WaitForStillScreen();
+            EXPECT_TRUE(session.X().WaitForStillScreen());
         }
         session.PressDialogPrint();
         // A close while the progress window shows waits for the job, then ends the run.
@@ -132,7 +132,7 @@ TEST_F(PreviewPrintTest, CopiesAndCollationTypedInTheDialogArePrintedByTheProgra
         s.X().Key("Tab");
         if (c.untickCollate)
             s.X().Key("o", false, true);  // C_ollate
-        s.X().WaitForStillScreen();
+        EXPECT_TRUE(s.X().WaitForStillScreen());
         s.X().Screenshot("print-dialog-copies-" + queue);
         s.PressDialogPrint();
         ASSERT_TRUE(s.WaitForLog("Print callback returned, success=true")) << s.Log();
@@ -187,9 +187,10 @@ TEST_F(PreviewPrintTest, SheetsViewAndPrintToFileShowTheSidesThePrinterReceives)
     }
     // Sheets 1 and 4, front and back, are kept as pictures.
     auto keepPicture = [&s](int side) {
-        WaitUntil([&] { return Has(s.Log(), fmt::format("Sheet {} drawn", side)); },
-                  std::chrono::seconds(10));
-        s.X().WaitForStillScreen();
+        EXPECT_TRUE(WaitUntil([&] { return Has(s.Log(), fmt::format("Sheet {} drawn", side)); },
+                              std::chrono::seconds(10)))
+            << side;
+        EXPECT_TRUE(s.X().WaitForStillScreen());
         s.X().Screenshot(fmt::format("preview-sheets-side-{}", side));
     };
     s.ClickButton("Sheets");
@@ -255,7 +256,7 @@ TEST(PreviewOnPrivateStackTest, SchedulerGoneOrHangingFailsThePrintAndNeverTheWi
             EXPECT_TRUE(s.X().WaitForWindow("Print", std::chrono::seconds(80)));
             s.X().Screenshot("print-waiting-for-printer");
             s.PointAtDialog();
-            s.X().WaitForStillScreen();
+            EXPECT_TRUE(s.X().WaitForStillScreen());
             s.X().Key("Escape");
             EXPECT_TRUE(s.WaitForLog("PrintDlgW returned: 0", std::chrono::seconds(60)));
             s.ClickButton("Next");
@@ -324,7 +325,7 @@ TEST(PreviewOnPrivateStackTest, ClosedProgressWindowComesBackOnPrint) {
     s.ClickButton("Print");
     EXPECT_TRUE(s.WaitForLog("Showing the progress window again")) << s.Log();
     EXPECT_TRUE(s.X().WaitForWindow("Printing", std::chrono::seconds(20)));
-    s.X().WaitForStillScreen();
+    EXPECT_TRUE(s.X().WaitForStillScreen());
     s.X().Screenshot("progress-shown-again");
     SignalScheduler(*own.Stack(), SIGCONT);
     // Whole or given up by its time limit, the print ends, and so does the run.

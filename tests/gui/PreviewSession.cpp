@@ -139,7 +139,7 @@ void PreviewSession::OpenPrintDialog(bool printerListed) {
     } else {
         ASSERT_TRUE(m_x.WaitForWindow("Print", std::chrono::seconds(60)));
     }
-    m_x.WaitForStillScreen();
+    EXPECT_TRUE(m_x.WaitForStillScreen());
     PointAtDialog();
 }
 
@@ -157,7 +157,7 @@ void PreviewSession::PrintToFileInDialog() {
     ASSERT_TRUE(dialog);
     m_x.Click(*dialog, 120, 85);
     ASSERT_TRUE(WaitForLog("Print dialog shows printer: Print to File")) << Log();
-    m_x.WaitForStillScreen();
+    EXPECT_TRUE(m_x.WaitForStillScreen());
     m_x.Screenshot("print-dialog-print-to-file");
     PressDialogPrint();
 }

@@ -97,8 +97,9 @@ TEST(PreviewWindowTest, ToolbarStripKeysWheelDragsAndTypedZoomDriveThePage) {
     EXPECT_TRUE(s.WaitForLog("User cancelled"));
 }
 
-// A long document as it opens: the keys work before the pointer comes to the window, the
-// toolbar never takes them, and the strip has its whole length while it still fills.
+// A long document as it opens: the keys work before the pointer comes to the window, wait for
+// pages still drawn, the toolbar never takes them, and the strip has its whole length while
+// it still fills.
 TEST(PreviewWindowTest, KeysWorkAtOnceAndTheStripReachesItsEndWhileFilling) {
     PreviewSession s;
     const std::string doc = s.Work().File("long.pdf");
@@ -113,6 +114,11 @@ TEST(PreviewWindowTest, KeysWorkAtOnceAndTheStripReachesItsEndWhileFilling) {
     EXPECT_TRUE(s.WaitForLog("Scrolled to page 350 at y=" + std::to_string(15 + 349 * (207 + 45))))
         << s.Log().substr(s.Log().rfind("Scrolled to page"), 80);
     s.X().Screenshot("preview-strip-end");
+    // Arrows pressed while a page is still drawn wait for it, then each steps on.
+    for (int up = 0; up < 3; ++up)
+        s.X().Key("Up");
+    EXPECT_TRUE(s.WaitForStatus("Page 347 of 350")) << s.LatestStatus();
+    EXPECT_TRUE(s.WaitForLog("Page 347 loaded successfully")) << s.LatestStatus();
     s.X().Key("Home");
     s.X().Key("Next");
     EXPECT_TRUE(s.WaitForStatus("Page 2 of 350")) << s.LatestStatus();
@@ -168,7 +174,7 @@ TEST(PreviewWindowTest, RefusedPrintSettingsEndWithANoticeOverAnAnsweringPreview
     EXPECT_TRUE(s.WaitForLog("Print callback returned, success=false")) << s.Log();
     s.ClickButton("Next");
     EXPECT_TRUE(s.WaitForStatus("Page 2 of 3")) << s.LatestStatus();
-    s.X().WaitForStillScreen();
+    EXPECT_TRUE(s.X().WaitForStillScreen());
     s.X().Screenshot("notice-over-preview");
     s.X().Focus(*notice);
     s.X().Key("Return");
@@ -185,7 +191,7 @@ TEST(PreviewWindowTest, ErrorDialogWaitsForThePersonAndTheRunFails) {
     std::optional<unsigned long> notice =
         x.WaitForWindow("NvrPrintHelper Error", std::chrono::seconds(20));
     ASSERT_TRUE(notice);
-    x.WaitForStillScreen();  // its first paint
+    EXPECT_TRUE(x.WaitForStillScreen());  // its first paint
     x.Screenshot("notice-error");
     x.Focus(*notice);
     x.Key("Return");
