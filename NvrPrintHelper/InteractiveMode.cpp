@@ -105,10 +105,10 @@ bool NvrPrintHelper::PrintDocumentWithProgress(void* parentWindow, PrintFinished
     m_progressDialog = std::make_unique<PrintProgressDialog>(*m_os.display);
     // The job runs on the dialog's thread; the main loop goes on meanwhile, and nothing here
     // is touched by it until the job has ended.
-    auto print = [this](void* progressWindow) {
-        m_progressWindow = progressWindow;
+    auto print = [this](docmgr::PrintProgress progress) {
+        m_printProgress = std::move(progress);
         bool printed = PrintDocument();
-        m_progressWindow = nullptr;
+        m_printProgress = nullptr;
         return printed;
     };
     auto ended = [this, finished = std::move(finished)](bool printed) {

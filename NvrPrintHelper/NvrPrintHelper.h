@@ -169,7 +169,8 @@ private:
     std::string m_outputFile;
     std::mutex m_modeMutex;
     std::condition_variable m_modeCondition;
-    docmgr::WindowHandle m_progressWindow = nullptr;
+    // Hears the page progress of the print under way, when a window shows it.
+    docmgr::PrintProgress m_printProgress;
     platform::Platform& m_os;
     // The job's printer, opened once by ValidatePrinter and used by every later step.
     std::unique_ptr<platform::Printer> m_printer;

@@ -153,25 +153,18 @@ namespace {
 
 using Job = PrintProgressDialog::Job;
 
-// The print job's page progress: the handle it was given is the dialog's job.
-std::mutex s_activeJobLock;
-std::weak_ptr<Job> s_activeJob;
-
-void PostPageProgress(docmgr::WindowHandle window, uint64_t done, uint64_t total) {
-    std::shared_ptr<Job> job;
-    {
-        std::lock_guard lock(s_activeJobLock);
-        job = s_activeJob.lock();
-    }
-    if (job && job.get() == window) {
-        platform::RunOnMainLoop([job, done, total] { job->ShowPageSent(done, total); });
-    }
-}
-
 void PrintThreadProc(Job& job, std::shared_ptr<Job> keep) {
     NVR_LOG_DEBUG("Print thread started");
     try {
-        job.success = job.printFunction(&job);
+        // Each page's progress goes to the window on the main loop, while the job is there.
+        job.success =
+            job.printFunction([shown = std::weak_ptr<Job>(keep)](uint64_t done, uint64_t total) {
+                platform::RunOnMainLoop([shown, done, total] {
+                    if (std::shared_ptr<Job> job = shown.lock()) {
+                        job->ShowPageSent(done, total);
+                    }
+                });
+            });
         NVR_LOG_DEBUG("Print function completed, success={}", job.success.load());
     } catch (const std::exception& e) {
         NVR_LOG_ERROR("Exception: {}", e.what());
@@ -229,11 +222,6 @@ bool PrintProgressDialog::ShowAndPrint(void* parent, const std::string& document
     }
     m_job->printFunction = std::move(printFunction);
     m_job->finished = std::move(finished);
-    {
-        std::lock_guard lock(s_activeJobLock);
-        s_activeJob = m_job;
-    }
-    docmgr::SetPrintProgressPoster(PostPageProgress);
     m_job->thread = std::thread(PrintThreadProc, std::ref(*m_job), m_job);
     NVR_LOG_DEBUG("Print thread started, entering message loop");
     return true;

@@ -4,13 +4,14 @@
 #include <memory>
 #include <string>
 
+#include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "SystemServices/Display.h"
 
 namespace nvrprint {
 
-// The whole print job, run on the dialog's print thread; the handle it gets is where page
-// progress is posted (see docmgr::PostPrintProgress). True when the document was printed.
-using PrintFunction = std::function<bool(void* progressWindow)>;
+// The whole print job, run on the dialog's print thread, which hands it what hears its page
+// progress. True when the document was printed.
+using PrintFunction = std::function<bool(docmgr::PrintProgress progress)>;
 
 // Called on the main thread once the job has ended and its window is gone.
 using PrintFinished = std::function<void(bool printed)>;

@@ -176,7 +176,7 @@ bool NvrPrintHelper::SendJob(const PrintJob& job) {
     m_docMgr->m_printer = m_printer.get();
     NVR_LOG_INFO("Rendering document to printer");
     const bool printed =
-        m_docMgr->RenderDocToPrinter(job.printerName, job.title, device.get(), m_progressWindow);
+        m_docMgr->RenderDocToPrinter(job.printerName, job.title, device.get(), m_printProgress);
     NVR_LOG_DEBUG("Printer DC will be automatically cleaned up");
     return printed;
 }

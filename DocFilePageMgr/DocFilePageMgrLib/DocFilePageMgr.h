@@ -3,6 +3,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -23,11 +24,9 @@ namespace docmgr {
 
 using nvrprint::DevModePtr;
 
-// Progress of a print reaches a window through this; the UI layer installs it. The
-// arguments are the window, the number just finished (from 1) and the count it is out of.
-using PrintProgressPoster = void (*)(WindowHandle window, uint64_t done, uint64_t total);
-void SetPrintProgressPoster(PrintProgressPoster poster);
-void PostPrintProgress(WindowHandle window, uint64_t done, uint64_t total);
+// Hears a print's progress on the printing thread: the number of sheets or pages just
+// finished (from 1) and the count it is out of.
+using PrintProgress = std::function<void(uint64_t done, uint64_t total)>;
 
 // The token LoadDocument hands back; its only use is the null test.
 using LoadHandle = const void*;
@@ -66,7 +65,7 @@ public:
     // or copies, fitted into the cells of the grid; any other gets a sheet of each page's
     // own size.
     bool RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
-                            PrintDevice* device, WindowHandle notifyWindow);
+                            PrintDevice* device, PrintProgress progress = {});
 
     LoadHandle LoadDocument(const std::string& path, bool isPipe,
                             const DocMgrEventCallback& callback, const std::string& tempFilePath);
@@ -121,9 +120,11 @@ protected:
     void JoinLoadThread();
 
     const TargetParams& ParamsFor(RenderTarget target) const;
-    // Tells the window following the print under way that done of total pages are ready.
+    // Tells whoever follows the print under way that done of total pages are ready.
     void ReportPrintProgress(uint64_t done, uint64_t total) const {
-        PostPrintProgress(m_printProgressWindow, done, total);
+        if (m_printProgress) {
+            m_printProgress(done, total);
+        }
     }
     // Held while a backend's engine draws a page: the preview and a print may both ask.
     std::mutex& RenderLock() { return m_renderLock; }
@@ -156,7 +157,7 @@ private:
     DocMgrEventCallback m_eventCallback;
     std::string m_tempFilePath;
     TargetParams m_printerParams{1.0, 600, 600};
-    WindowHandle m_printProgressWindow = nullptr;
+    PrintProgress m_printProgress;
 
     // Lets WaitForDocumentLoad wait for the thread's end with a time limit.
     std::mutex m_threadStateLock;

@@ -1,30 +1,11 @@
 // The program's own share of a print: page order, copies, collation and N-up, and the one
 // printing loop that uses them for every backend.
-#include <atomic>
-
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/SheetPlan.h"
 #include "logging/LogMacros.h"
 
 namespace docmgr {
-namespace {
-
-std::atomic<PrintProgressPoster> s_progressPoster{nullptr};
-
-}  // namespace
-
-void SetPrintProgressPoster(PrintProgressPoster poster) {
-    s_progressPoster.store(poster);
-}
-
-void PostPrintProgress(WindowHandle window, uint64_t done, uint64_t total) {
-    PrintProgressPoster poster = s_progressPoster.load();
-    if (window != nullptr && poster != nullptr) {
-        poster(window, done, total);
-    }
-}
-
 std::vector<PhysicalPage> DocFilePageMgr::BuildPhysicalPageList(size_t totalPages) const {
     return PhysicalPageList(m_printJobSettings, totalPages);
 }
@@ -132,15 +113,15 @@ bool DocFilePageMgr::PrintSide(PrintDevice* device, const PhysicalPage& side, Pa
 }
 
 bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const std::string& jobTitle,
-                                        PrintDevice* device, WindowHandle notifyWindow) {
+                                        PrintDevice* device, PrintProgress progress) {
     struct Ended {
         DocFilePageMgr* manager;
         ~Ended() {
             manager->OnPrintEnded();
-            manager->m_printProgressWindow = nullptr;
+            manager->m_printProgress = nullptr;
         }
     } ended{this};
-    m_printProgressWindow = notifyWindow;
+    m_printProgress = std::move(progress);
     if (!OnPrintStarting(printerName, jobTitle, device)) {
         return false;
     }

@@ -136,6 +136,9 @@ TEST_F(PreviewPrintTest, CopiesAndCollationTypedInTheDialogArePrintedByTheProgra
         s.X().Screenshot("print-dialog-copies-" + queue);
         s.PressDialogPrint();
         ASSERT_TRUE(s.WaitForLog("Print callback returned, success=true")) << s.Log();
+        // The progress window followed the job to its last sheet.
+        EXPECT_TRUE(std::regex_search(s.Log(), std::regex(R"(Progress updated - page (\d+)/\1 )")))
+            << s.Log();
 
         // On two-sided paper (the scheduler-defaults queue) each copy keeps to its own sheets.
         ReceivedJob job = Received(title);

@@ -184,7 +184,7 @@ TYPED_TEST(PageDataThreads, PrintUnderTheWindowGetsEveryPage) {
     std::atomic<bool> done{false};
     std::thread printer([&] {
         if constexpr (std::is_same_v<TypeParam, PageMgrPdfium>) {
-            EXPECT_TRUE(manager.RenderDocToPrinter("P", "title", &device, nullptr));
+            EXPECT_TRUE(manager.RenderDocToPrinter("P", "title", &device));
             printed = std::count_if(device.calls.begin(), device.calls.end(),
                                     [](const std::string& c) { return c.starts_with("Place "); });
         } else {

@@ -82,7 +82,7 @@ TEST(PrintedSheets, OrderNUpCopiesCollationAndBlankBacksOfTheJobAndOfOneCopy) {
         doc.m_printJobSettings.dmCollate = job.collate;
         doc.m_printJobSettings.dmDuplex = job.duplex;
         RecordingPrintDevice device;
-        ASSERT_TRUE(doc.RenderDocToPrinter("P", "t", &device, nullptr)) << job.sides;
+        ASSERT_TRUE(doc.RenderDocToPrinter("P", "t", &device)) << job.sides;
         EXPECT_EQ(Sides(device.calls), job.sides);
         EXPECT_EQ(Sides(docmgr::SidesOfOneCopy(doc.m_printJobSettings, job.pages, true)),
                   job.oneCopy)
@@ -133,7 +133,7 @@ TEST(PrintedSheets, PdfPagesAtNaturalSizeOrReversedIntoLandscapeCells) {
     ASSERT_TRUE(pdf.LoadDocument(dir.File("doc.pdf"), false, nullptr, ""));
     ASSERT_TRUE(pdf.WaitForDocumentLoad(30000));
     RecordingPrintDevice natural;
-    ASSERT_TRUE(pdf.RenderDocToPrinter("P", "t", &natural, nullptr));
+    ASSERT_TRUE(pdf.RenderDocToPrinter("P", "t", &natural));
     EXPECT_EQ(natural.calls, (Calls{"StartDoc t", "StartPage", "Place 1 at 0,0", "EndPage",
                                     "StartPage", "Place 2 at 0,0", "EndPage", "StartPage",
                                     "Place 3 at 0,0", "EndPage", "EndDoc"}));
@@ -143,7 +143,7 @@ TEST(PrintedSheets, PdfPagesAtNaturalSizeOrReversedIntoLandscapeCells) {
     landscape.printableHeight = 4800;
     pdf.m_printJobSettings.PagesPerSheet = 2;
     pdf.m_printJobSettings.bReversePages = true;
-    ASSERT_TRUE(pdf.RenderDocToPrinter("P", "t", &landscape, nullptr));
+    ASSERT_TRUE(pdf.RenderDocToPrinter("P", "t", &landscape));
     EXPECT_EQ(landscape.calls, (Calls{"StartDoc t", "StartPage", "Place 3 in 3150x4800 at 0,0",
                                       "Place 2 in 3150x4800 at 3150,0", "EndPage", "StartPage",
                                       "Place 1 in 3150x4800 at 0,0", "EndPage", "EndDoc"}));
@@ -174,7 +174,7 @@ TEST(PrintedSheets, AFailingDeviceAbortsTheJobExceptAtItsEnd) {
         doc.m_printJobSettings.PagesPerSheet = 2;
         RecordingPrintDevice device;
         c.fault(device, doc);
-        EXPECT_FALSE(doc.RenderDocToPrinter("P", "t", &device, nullptr));
+        EXPECT_FALSE(doc.RenderDocToPrinter("P", "t", &device));
         EXPECT_EQ(device.calls, c.expected);
     }
 }

@@ -97,7 +97,7 @@ TEST(PrintedSheets, EachSideOfTheSheetViewShowsItsPagesWhereThePaperHasThem) {
             perSheet, docmgr::SideFitFor(manager.m_printJobSettings, manager.LaysOutSheets())};
         layout.sheet.scale = scalePercent / 100.0;
         JobPdfDevice device(layout.sheet);
-        ASSERT_TRUE(manager.RenderDocToPrinter("P", "t", &device, nullptr));
+        ASSERT_TRUE(manager.RenderDocToPrinter("P", "t", &device));
         GBytes* bytes = g_bytes_new(device.bytes.data(), device.bytes.size());
         PopplerDocument* job = poppler_document_new_from_bytes(bytes, nullptr, nullptr);
         ASSERT_NE(job, nullptr);

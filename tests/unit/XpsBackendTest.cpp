@@ -287,7 +287,7 @@ protected:
         doc->manager.m_printer = printer.get();
         doc->manager.SetJobWait(std::chrono::milliseconds(200), std::chrono::milliseconds(5));
     }
-    bool Print() { return doc->manager.RenderDocToPrinter("Office", "job", &device, nullptr); }
+    bool Print() { return doc->manager.RenderDocToPrinter("Office", "job", &device); }
     FakePrintSystem system;
     std::unique_ptr<nvrprint::platform::Printer> printer = system.Open();
     std::unique_ptr<LoadedXps> doc;
@@ -302,14 +302,11 @@ TEST_F(XpsPrintTest, EveryPageIsOneSheetOfItsOwnSizeWhateverTheProgramsLayout) {
                        {PrintJobStatus::Processing, 1},
                        {PrintJobStatus::Completed, 3}};
     // The progress window counts the pages as they are drawn, once each.
-    static std::vector<std::pair<uint64_t, uint64_t>> progress;
-    progress.clear();
-    SetPrintProgressPoster(
-        [](WindowHandle, uint64_t done, uint64_t total) { progress.emplace_back(done, total); });
+    std::vector<std::pair<uint64_t, uint64_t>> progress;
     LogCapture log;
-    int window = 0;
-    const bool printed = doc->manager.RenderDocToPrinter("Office", "job", &device, &window);
-    SetPrintProgressPoster(nullptr);
+    const bool printed = doc->manager.RenderDocToPrinter(
+        "Office", "job", &device,
+        [&progress](uint64_t done, uint64_t total) { progress.emplace_back(done, total); });
     ASSERT_TRUE(printed);
     EXPECT_EQ(progress, (std::vector<std::pair<uint64_t, uint64_t>>{{1, 3}, {2, 3}, {3, 3}}));
     EXPECT_EQ(device.calls,
