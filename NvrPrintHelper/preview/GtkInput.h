@@ -3,6 +3,7 @@
 #include <gtk/gtk.h>
 
 #include <cstdint>
+#include <optional>
 
 #include "NvrPrintHelper/preview/PreviewModel.h"
 #include "logging/LogMacros.h"
@@ -55,6 +56,45 @@ inline void TakeKeysWhenShown(GtkWidget* window) {
 // The size of a widget's drawing area.
 inline preview::Size AllocatedSize(GtkWidget* widget) {
     return {gtk_widget_get_allocated_width(widget), gtk_widget_get_allocated_height(widget)};
+}
+
+// The page step of Page Up, Page Down, Home and End, keypad or not, wherever the keys step
+// pages; none for another key.
+inline std::optional<preview::PageStep> PageStepOfKey(unsigned key) {
+    switch (key) {
+        case GDK_KEY_Page_Up:
+        case GDK_KEY_KP_Page_Up:
+            return preview::PageStep::Previous;
+        case GDK_KEY_Page_Down:
+        case GDK_KEY_KP_Page_Down:
+            return preview::PageStep::Next;
+        case GDK_KEY_Home:
+        case GDK_KEY_KP_Home:
+            return preview::PageStep::First;
+        case GDK_KEY_End:
+        case GDK_KEY_KP_End:
+            return preview::PageStep::Last;
+        default:
+            return std::nullopt;
+    }
+}
+
+// A view takes the keys when the pointer moves over it, and the log says which has them.
+inline void TakeKeysUnderPointer(GtkWidget* view, const char* name) {
+    g_signal_connect(view, "motion-notify-event",
+                     G_CALLBACK(+[](GtkWidget* under, GdkEventMotion*, gpointer) {
+                         if (!gtk_widget_has_focus(under)) {
+                             gtk_widget_grab_focus(under);
+                         }
+                         return FALSE;
+                     }),
+                     nullptr);
+    g_signal_connect(view, "focus-in-event",
+                     G_CALLBACK(+[](GtkWidget*, GdkEventFocus*, gpointer viewName) {
+                         NVR_LOG_DEBUG("Keys go to the {}", static_cast<const char*>(viewName));
+                         return FALSE;
+                     }),
+                     const_cast<char*>(name));
 }
 
 // The previous, next, first or last page or side, from the toolbar, a view's keys or the

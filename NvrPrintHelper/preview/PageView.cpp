@@ -84,6 +84,7 @@ PageView::~PageView() {
 }
 
 void PageView::Connect() {
+    TakeKeysUnderPointer(m_canvas, "page view");
     g_signal_connect(m_canvas, "draw", G_CALLBACK(+[](GtkWidget*, cairo_t* cr, gpointer self) {
                          View(self)->PaintMainView(cr);
                          return TRUE;
@@ -108,12 +109,6 @@ void PageView::Connect() {
                              self, nullptr);
                      }),
                      this);
-    g_signal_connect(m_canvas, "focus-in-event",
-                     G_CALLBACK(+[](GtkWidget*, GdkEventFocus*, gpointer) {
-                         NVR_LOG_DEBUG("Keys go to the page view");
-                         return FALSE;
-                     }),
-                     this);
     auto button = +[](GtkWidget*, GdkEventButton* event, gpointer self) {
         PageView* view = View(self);
         return OnPrimaryButton(
@@ -123,12 +118,9 @@ void PageView::Connect() {
     g_signal_connect(m_canvas, "button-press-event", G_CALLBACK(button), this);
     g_signal_connect(m_canvas, "button-release-event", G_CALLBACK(button), this);
     g_signal_connect(m_canvas, "motion-notify-event",
-                     G_CALLBACK(+[](GtkWidget* canvas, GdkEventMotion* event, gpointer self) {
+                     G_CALLBACK(+[](GtkWidget*, GdkEventMotion* event, gpointer self) {
                          View(self)->OnMainViewMouseMove(static_cast<int32_t>(event->x),
                                                          static_cast<int32_t>(event->y));
-                         if (!gtk_widget_has_focus(canvas)) {
-                             gtk_widget_grab_focus(canvas);
-                         }
                          return FALSE;
                      }),
                      this);
@@ -424,23 +416,11 @@ void PageView::OnMainViewMouseWheel(int32_t delta, bool zoom) {
 }
 
 bool PageView::OnMainViewKeyDown(unsigned key) {
+    if (std::optional<PageStep> step = PageStepOfKey(key)) {
+        StepPage(m_model, *step);
+        return true;
+    }
     switch (key) {
-        case GDK_KEY_Page_Up:
-        case GDK_KEY_KP_Page_Up:
-            StepPage(m_model, PageStep::Previous);
-            return true;
-        case GDK_KEY_Page_Down:
-        case GDK_KEY_KP_Page_Down:
-            StepPage(m_model, PageStep::Next);
-            return true;
-        case GDK_KEY_Home:
-        case GDK_KEY_KP_Home:
-            StepPage(m_model, PageStep::First);
-            return true;
-        case GDK_KEY_End:
-        case GDK_KEY_KP_End:
-            StepPage(m_model, PageStep::Last);
-            return true;
         case GDK_KEY_0:
             NVR_LOG_DEBUG("Reset zoom to 100%");
             m_model.SetZoom({1.0, {}});

@@ -1,5 +1,8 @@
 #include "NvrPrintHelper/preview/PictureWorker.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "platform/MainLoopTask.h"
 
 namespace nvrprint::preview {
@@ -30,8 +33,11 @@ void PictureWorker::Draw(Lane lane, DrawPicture draw, PictureReady ready) {
 
 std::optional<PictureWorker::Job> PictureWorker::TakeNext() {
     std::unique_lock lock(m_lock);
-    m_wake.wait(lock,
-                [this] { return m_stopping || m_waiting[0] || m_waiting[1] || m_waiting[2]; });
+    m_wake.wait(lock, [this] {
+        return m_stopping ||
+               std::any_of(std::begin(m_waiting), std::end(m_waiting),
+                           [](const std::optional<Job>& waiting) { return waiting.has_value(); });
+    });
     for (std::optional<Job>& waiting : m_waiting) {
         if (!m_stopping && waiting) {
             std::optional<Job> job = std::move(waiting);

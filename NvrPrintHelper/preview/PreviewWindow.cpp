@@ -56,6 +56,24 @@ preview::Size ScreenSize() {
     return {area.width, area.height};
 }
 
+// Where the views and the toolbar's buttons are in the frame, for whoever reads the log.
+void LogWhereThePartsAre(const PreviewWindow::Widgets& w, const GdkRectangle& frame) {
+    auto where = [&](GtkWidget* widget) {
+        int x = 0;
+        int y = 0;
+        gtk_widget_translate_coordinates(widget, w.frame, 0, 0, &x, &y);
+        return fmt::format("{},{} {}x{}", x, y, gtk_widget_get_allocated_width(widget),
+                           gtk_widget_get_allocated_height(widget));
+    };
+    NVR_LOG_VERBOSE("Frame {}x{}: thumbnails {}, view {}, zoom part {}", frame.width, frame.height,
+                    where(w.strip->Panel()), where(w.pageView->Canvas()),
+                    where(w.status->ZoomPart()));
+    for (GtkWidget* button : w.toolButtons) {
+        NVR_LOG_VERBOSE("Toolbar button {} at {}",
+                        gtk_tool_button_get_label(GTK_TOOL_BUTTON(button)), where(button));
+    }
+}
+
 }  // namespace
 
 PreviewWindow::PreviewWindow(platform::PrintSystem& printers, platform::Display& display,
@@ -167,28 +185,19 @@ bool PreviewWindow::CreateMainWindow() {
                          return static_cast<gboolean>(Self(self)->OnFrameKeyDown(event->keyval));
                      }),
                      this);
-    g_signal_connect(
-        window, "size-allocate", G_CALLBACK(+[](GtkWidget*, GdkRectangle* area, gpointer self) {
-            Widgets& w = *Self(self)->m_widgets;
-            // The views follow the frame by themselves; where each is, is logged.
-            auto where = [&](GtkWidget* widget) {
-                int x = 0;
-                int y = 0;
-                gtk_widget_translate_coordinates(widget, w.frame, 0, 0, &x, &y);
-                return fmt::format("{},{} {}x{}", x, y, gtk_widget_get_allocated_width(widget),
-                                   gtk_widget_get_allocated_height(widget));
-            };
-            NVR_LOG_VERBOSE("Frame {}x{}: thumbnails {}, view {}, zoom part {}", area->width,
-                            area->height, where(w.strip->Panel()), where(w.pageView->Canvas()),
-                            where(w.status->ZoomPart()));
-            for (GtkWidget* button : w.toolButtons) {
-                NVR_LOG_VERBOSE("Toolbar button {} at {}",
-                                gtk_tool_button_get_label(GTK_TOOL_BUTTON(button)), where(button));
-            }
-        }),
-        this);
-
+    // The views follow the frame by themselves; where each is, is logged.
+    g_signal_connect(window, "size-allocate",
+                     G_CALLBACK(+[](GtkWidget*, GdkRectangle* area, gpointer self) {
+                         LogWhereThePartsAre(*Self(self)->m_widgets, *area);
+                     }),
+                     this);
     CreateToolbar();
+    CreateViews();
+    return true;
+}
+
+void PreviewWindow::CreateViews() {
+    Widgets& w = *m_widgets;
     w.worker = std::make_unique<preview::PictureWorker>();
     w.status = std::make_unique<preview::StatusBar>(m_model, m_documentName);
     w.strip = std::make_unique<preview::ThumbnailStrip>(m_model, *m_pageManager, *w.worker);
@@ -202,9 +211,8 @@ bool PreviewWindow::CreateMainWindow() {
     gtk_box_pack_start(GTK_BOX(column), w.toolbar, FALSE, FALSE, 0);
     gtk_box_pack_start(GTK_BOX(column), panes, TRUE, TRUE, 0);
     gtk_box_pack_start(GTK_BOX(column), w.status->Bar(), FALSE, FALSE, 0);
-    gtk_container_add(GTK_CONTAINER(window), column);
+    gtk_container_add(GTK_CONTAINER(w.frame), column);
     w.status->UpdateStatusBar();
-    return true;
 }
 
 void PreviewWindow::CreateToolbar() {
@@ -300,26 +308,11 @@ void PreviewWindow::OnCommand(int32_t id) {
 }
 
 bool PreviewWindow::OnFrameKeyDown(unsigned key) {
-    switch (key) {
-        case GDK_KEY_Page_Up:
-        case GDK_KEY_KP_Page_Up:
-            OnCommand(kPrevious);
-            return true;
-        case GDK_KEY_Page_Down:
-        case GDK_KEY_KP_Page_Down:
-            OnCommand(kNext);
-            return true;
-        case GDK_KEY_End:
-        case GDK_KEY_KP_End:
-            StepPage(m_model, preview::PageStep::Last);
-            return true;
-        case GDK_KEY_Home:
-        case GDK_KEY_KP_Home:
-            StepPage(m_model, preview::PageStep::First);
-            return true;
-        default:
-            return false;
+    const std::optional<preview::PageStep> step = PageStepOfKey(key);
+    if (step) {
+        StepPage(m_model, *step);
     }
+    return step.has_value();
 }
 
 namespace preview {

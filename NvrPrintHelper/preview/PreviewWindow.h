@@ -75,6 +75,8 @@ private:
     // Frame and toolbar.
     bool CreateMainWindow();
     void CreateToolbar();
+    // The views in the frame, below the toolbar, and the worker that draws their pictures.
+    void CreateViews();
     void OnClose();
     void OnCommand(int32_t id);
     bool OnFrameKeyDown(unsigned key);

@@ -79,6 +79,7 @@ ThumbnailStrip::~ThumbnailStrip() {
 }
 
 void ThumbnailStrip::Connect() {
+    TakeKeysUnderPointer(m_panel, "thumbnail strip");
     g_signal_connect(m_panel, "draw", G_CALLBACK(+[](GtkWidget*, cairo_t* cr, gpointer self) {
                          Strip(self)->PaintThumbnails(cr);
                          return TRUE;
@@ -101,12 +102,6 @@ void ThumbnailStrip::Connect() {
                              self, nullptr);
                      }),
                      this);
-    g_signal_connect(m_panel, "focus-in-event",
-                     G_CALLBACK(+[](GtkWidget*, GdkEventFocus*, gpointer) {
-                         NVR_LOG_DEBUG("Keys go to the thumbnail strip");
-                         return FALSE;
-                     }),
-                     this);
     auto button = +[](GtkWidget*, GdkEventButton* event, gpointer self) {
         ThumbnailStrip* strip = Strip(self);
         return OnPrimaryButton(
@@ -116,10 +111,7 @@ void ThumbnailStrip::Connect() {
     g_signal_connect(m_panel, "button-press-event", G_CALLBACK(button), this);
     g_signal_connect(m_panel, "button-release-event", G_CALLBACK(button), this);
     g_signal_connect(m_panel, "motion-notify-event",
-                     G_CALLBACK(+[](GtkWidget* panel, GdkEventMotion* event, gpointer self) {
-                         if (!gtk_widget_has_focus(panel)) {
-                             gtk_widget_grab_focus(panel);
-                         }
+                     G_CALLBACK(+[](GtkWidget*, GdkEventMotion* event, gpointer self) {
                          Strip(self)->OnThumbnailMouseMove(static_cast<int32_t>(event->y),
                                                            (event->state & GDK_BUTTON1_MASK) != 0);
                          return TRUE;
