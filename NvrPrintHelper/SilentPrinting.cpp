@@ -173,7 +173,6 @@ bool NvrPrintHelper::SendJob(const PrintJob& job) {
     NVR_LOG_DEBUG("Setting print job settings for hybrid printing (N-up: {}, Reverse: {})",
                   job.settings.PagesPerSheet, job.settings.bReversePages);
     m_docMgr->m_printJobSettings = job.settings;
-    m_docMgr->m_printer = m_printer.get();
     NVR_LOG_INFO("Rendering document to printer");
     const bool printed =
         m_docMgr->RenderDocToPrinter(job.printerName, job.title, device.get(), m_printProgress);

@@ -93,8 +93,6 @@ public:
     uint64_t m_pageCount = 0;
     bool m_deleteTempFile = true;
     nvrprint::PrintJobSettings m_printJobSettings;
-    // The job's printer, open for the job; set with the job's settings, not owned.
-    nvrprint::PrinterSession* m_printer = nullptr;
 
 protected:
     virtual bool OnLoadDocument(const std::string& path) = 0;

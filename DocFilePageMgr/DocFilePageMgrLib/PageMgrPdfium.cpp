@@ -64,42 +64,13 @@ struct PageMgrPdfium::Document {
     }
 };
 
-std::atomic<int32_t> PageMgrPdfium::s_pdfiumRefCount = 0;
-
-PageMgrPdfium::PageMgrPdfium() {
-    EnsurePdfiumInit();
-}
+PageMgrPdfium::PageMgrPdfium() = default;
 
 PageMgrPdfium::~PageMgrPdfium() {
     JoinLoadThread();
     if (m_document) {
         m_document.reset();
         NVR_LOG_DEBUG("Closed PDF document");
-    }
-    PdfiumShutdown();
-}
-
-void PageMgrPdfium::EnsurePdfiumInit() {
-    // Poppler needs no process-wide start; the count keeps the engine's lifetime visible in
-    // the log.
-    const int32_t count = s_pdfiumRefCount.fetch_add(1) + 1;
-    if (count == 1) {
-        NVR_LOG_INFO("Initializing PDFium library");
-    }
-    NVR_LOG_VERBOSE("PDFium ref count: {}", count);
-}
-
-void PageMgrPdfium::PdfiumShutdown() {
-    int32_t count = s_pdfiumRefCount.load();
-    do {
-        if (count <= 0) {
-            return;
-        }
-    } while (!s_pdfiumRefCount.compare_exchange_weak(count, count - 1));
-    --count;
-    NVR_LOG_VERBOSE("PDFium ref count: {}", count);
-    if (count == 0) {
-        NVR_LOG_ENTRY("Shutting down PDFium library");
     }
 }
 

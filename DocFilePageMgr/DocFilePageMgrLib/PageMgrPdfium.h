@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -45,8 +44,6 @@ private:
     };
     struct Document;
 
-    static void EnsurePdfiumInit();
-    static void PdfiumShutdown();
     void OnDocumentSettingsAvailable(const std::string& json);
     bool CheckPageIndex(size_t pageIndex) const;
 
@@ -55,8 +52,6 @@ private:
     std::vector<PageSize> m_pageSizes;
     std::once_flag m_renderFlagsLogged;
     std::string m_loadedPath;
-
-    static std::atomic<int32_t> s_pdfiumRefCount;
 };
 
 }  // namespace docmgr

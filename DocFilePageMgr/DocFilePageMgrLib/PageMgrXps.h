@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,13 +39,6 @@ public:
     // The package's pages go to the printer as they are, under the printer's own defaults.
     bool LaysOutSheets() const override { return false; }
 
-    // How long a job may go without any change of state on the printer, and how often it is
-    // asked; tests shorten them.
-    void SetJobWait(std::chrono::milliseconds perWait, std::chrono::milliseconds poll) {
-        m_jobWait = perWait;
-        m_jobPoll = poll;
-    }
-
     // Draws every page into a PDF at path, one page per page at its own size. False, with the
     // file removed, when a page cannot be drawn.
     bool WriteJobPdf(const std::string& path);
@@ -58,7 +50,7 @@ protected:
     bool OnGetPageSizePoints(size_t pageIndex, double* width, double* height) override;
     // Places the page as drawn into the job's PDF.
     bool OnPlacePage(PrintDevice* device, size_t pageIndex, const PageCell& cell) override;
-    // Makes the Print Ticket and draws every page into the job's PDF.
+    // Draws every page into the job's PDF.
     bool OnPrintStarting(const std::string& printerName, const std::string& jobTitle,
                          PrintDevice* device) override;
     // Follows the job on the printer until it is done.
@@ -74,8 +66,6 @@ private:
     // The size a page is drawn at everywhere (page events, preview, images and the job): the
     // one measured at load.
     PageSize DrawingSize(size_t pageIndex) const;
-    // Follows the printer's job until it is done; false (and the job cancelled) otherwise.
-    bool WaitForJob(PrintDevice* device, int jobId);
 
     std::unique_ptr<Package> m_package;
     uint64_t m_totalPages = 0;
@@ -83,8 +73,6 @@ private:
     // The pages drawn as vector PDF for the print under way, and its printer.
     std::unique_ptr<ScratchFile> m_jobPdf;
     std::string m_printerName;
-    std::chrono::milliseconds m_jobWait{60000};
-    std::chrono::milliseconds m_jobPoll{250};
 };
 
 }  // namespace docmgr

@@ -6,38 +6,12 @@
 #include <cairo-pdf.h>
 
 #include <mutex>
-#include <thread>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
-#include "NvrPrintUtils/PrintTicket.h"
 #include "logging/LogMacros.h"
 
 namespace docmgr {
-namespace {
-
-const char* JobStateText(PrintJobStatus::State state) {
-    switch (state) {
-        case PrintJobStatus::Pending:
-            return "Pending";
-        case PrintJobStatus::Held:
-            return "Held";
-        case PrintJobStatus::Processing:
-            return "In Progress";
-        case PrintJobStatus::Stopped:
-            return "Stopped";
-        case PrintJobStatus::Cancelled:
-            return "Cancelled";
-        case PrintJobStatus::Aborted:
-            return "Failed";
-        case PrintJobStatus::Completed:
-            return "Completed";
-    }
-    return "Unknown";
-}
-
-}  // namespace
-
 bool PageMgrXps::WriteJobPdf(const std::string& path) {
     NVR_LOG_DEBUG("Writing {} page(s) to {}", m_totalPages, path);
     CairoSurfacePtr surface(cairo_pdf_surface_create(path.c_str(), 612.0, 792.0));
@@ -93,20 +67,6 @@ bool PageMgrXps::OnPrintStarting(const std::string& printerName, const std::stri
         NVR_LOG_ERROR("No print device for: {}", printerName);
         return false;
     }
-    DevModePtr devMode = m_printer != nullptr ? GetPrinterSettings(*m_printer) : nullptr;
-    if (!devMode) {
-        NVR_LOG_ERROR("Failed to get printer settings for: {}", printerName);
-        return false;
-    }
-    NVR_LOG_DEBUG("Retrieved printer DEVMODE settings");
-    const std::vector<unsigned char> ticket =
-        nvrprint::PrintTicket::CreateFromSettings(devMode.get(), m_printJobSettings);
-    if (ticket.empty()) {
-        NVR_LOG_ERROR("Failed to create Print Ticket");
-        return false;
-    }
-    NVR_LOG_DEBUG("Created Print Ticket ({} bytes)", ticket.size());
-    NVR_LOG_VERBOSE("Print Ticket: {}", std::string(ticket.begin(), ticket.end()));
     NVR_LOG_INFO(
         "XPS job: the job's paper, two-sided, colour, resolution, paper source, media type and "
         "stapling go to {} as job options; its N-up, order and copies are not applied "
@@ -138,55 +98,15 @@ bool PageMgrXps::OnPlacePage(PrintDevice* device, size_t pageIndex, const PageCe
 }
 
 bool PageMgrXps::OnPrintSent(PrintDevice* device, int jobId) {
-    NVR_LOG_DEBUG("Waiting for job completion...");
-    if (!WaitForJob(device, jobId)) {
+    if (!device->FollowJob(jobId)) {
         return false;
     }
-    NVR_LOG_INFO("Print job completed successfully");
     NVR_LOG_INFO("Successfully completed XPS print job to: {}", m_printerName);
     return true;
 }
 
 void PageMgrXps::OnPrintEnded() {
     m_jobPdf.reset();
-}
-
-bool PageMgrXps::WaitForJob(PrintDevice* device, int jobId) {
-    using Clock = std::chrono::steady_clock;
-    Clock::time_point lastChange = Clock::now();
-    PrintJobStatus last;
-    bool first = true;
-    while (true) {
-        PrintJobStatus status;
-        if (!device->GetJobStatus(&status)) {
-            NVR_LOG_ERROR("Failed to get job status (Error: {})", device->LastError());
-            device->AbortDoc();
-            return false;
-        }
-        // Each change of state or of pages done starts the time limit anew.
-        if (first || status.state != last.state || status.pagesDone != last.pagesDone) {
-            first = false;
-            last = status;
-            lastChange = Clock::now();
-            NVR_LOG_VERBOSE("Job status - {}, Current page: {}, Current doc: {}, Job ID: {}",
-                            JobStateText(status.state), status.pagesDone, 1, jobId);
-        }
-        if (status.state == PrintJobStatus::Completed) {
-            return true;
-        }
-        if (status.state == PrintJobStatus::Cancelled || status.state == PrintJobStatus::Aborted) {
-            NVR_LOG_ERROR("Print job did not complete successfully (Status: {})",
-                          JobStateText(status.state));
-            device->AbortDoc();
-            return false;
-        }
-        if (Clock::now() - lastChange >= m_jobWait) {
-            NVR_LOG_ERROR("Timeout waiting for job completion");
-            device->AbortDoc();
-            return false;
-        }
-        std::this_thread::sleep_for(m_jobPoll);
-    }
 }
 
 }  // namespace docmgr

@@ -71,8 +71,9 @@ public:
     // Places a page on the started sheet as the cell says; the area it covers is filled
     // white first, as a printed page covers what lies beneath.
     virtual bool PlacePage(const VectorPage& page, const PageCell& cell) = 0;
-    // The state of the job after EndDoc; false when the print system cannot tell.
-    virtual bool GetJobStatus(PrintJobStatus* status) = 0;
+    // Follows the job after EndDoc until the printer has done it; jobId is StartDoc's. False,
+    // with the job aborted, when the printer fails it or stops telling where it stands.
+    virtual bool FollowJob(int jobId) = 0;
 };
 
 }  // namespace docmgr

@@ -47,8 +47,11 @@ std::string RefusalReason(http_t* http) {
 }  // namespace
 
 CupsPrintDevice::CupsPrintDevice(std::shared_ptr<CupsDestination> destination,
-                                 const SheetGeometry& sheet, JobOptions options)
-    : PdfSheetDevice(sheet), m_destination(std::move(destination)), m_options(std::move(options)) {}
+                                 const SheetGeometry& sheet, JobOptions options, JobWatch watch)
+    : PdfSheetDevice(sheet),
+      m_destination(std::move(destination)),
+      m_options(std::move(options)),
+      m_watch(watch) {}
 
 CupsPrintDevice::~CupsPrintDevice() {
     if (m_jobId > 0 && !m_finished) {
@@ -114,7 +117,12 @@ int CupsPrintDevice::SinkFailed(const std::string& reason) {
                             cause != 0 ? fmt::format(" ({})", std::strerror(cause)) : ""));
 }
 
-bool CupsPrintDevice::GetJobStatus(PrintJobStatus* status) {
+bool CupsPrintDevice::FollowJob(int jobId) {
+    return platform::FollowJob(
+        *this, jobId, [this](PrintJobStatus* status) { return ReadJobState(status); }, m_watch);
+}
+
+bool CupsPrintDevice::ReadJobState(PrintJobStatus* status) {
     if (m_jobId <= 0) {
         Fail(EINVAL, "No job is open");
         return false;

@@ -7,6 +7,7 @@
 
 #include "SystemServices/JobPdf/PdfSheetDevice.h"
 #include "SystemServices/linux/CupsDestination.h"
+#include "SystemServices/linux/JobFollowing.h"
 
 namespace nvrprint::platform {
 
@@ -18,21 +19,24 @@ public:
     using JobOptions = std::vector<std::pair<std::string, std::string>>;
 
     CupsPrintDevice(std::shared_ptr<CupsDestination> destination, const SheetGeometry& sheet,
-                    JobOptions options);
+                    JobOptions options, JobWatch watch = {});
     ~CupsPrintDevice() override;
 
     int StartDoc(const std::string& documentName) override;
     int EndDoc() override;
     int AbortDoc() override;
-    bool GetJobStatus(docmgr::PrintJobStatus* status) override;
+    bool FollowJob(int jobId) override;
 
 private:
+    // The job's state as the printer tells it now; false when it cannot.
+    bool ReadJobState(docmgr::PrintJobStatus* status);
     // The job's document stream broke.
     int SinkFailed(const std::string& reason) override;
 
     // Shared with the printer it was made by: one connection for the whole job.
     std::shared_ptr<CupsDestination> m_destination;
     JobOptions m_options;
+    JobWatch m_watch;
     std::string m_title;
     int m_jobId = 0;
     bool m_finished = false;

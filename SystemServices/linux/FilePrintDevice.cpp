@@ -127,13 +127,12 @@ int FilePrintDevice::AbortDoc() {
     return 1;
 }
 
-bool FilePrintDevice::GetJobStatus(PrintJobStatus* status) {
+bool FilePrintDevice::FollowJob(int) {
+    // A file is done once written: nothing is left to follow.
     if (!m_written) {
         Fail(EINVAL, fmt::format("The job's PDF is not written to {}", m_path));
         return false;
     }
-    status->state = PrintJobStatus::Completed;
-    status->pagesDone = static_cast<int>(m_writer->SheetCount());
     return true;
 }
 

@@ -20,7 +20,7 @@ public:
     int StartDoc(const std::string& documentName) override;
     int EndDoc() override;
     int AbortDoc() override;
-    bool GetJobStatus(docmgr::PrintJobStatus* status) override;
+    bool FollowJob(int jobId) override;
 
 private:
     int SinkFailed(const std::string& reason) override;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+#include "SystemServices/linux/JobFollowing.h"
 
 namespace testsupport {
 
@@ -20,8 +21,11 @@ public:
     int failStartPage = 0;   // fail the n-th StartPage (from 1); 0 never
     bool failPlacement = false;
     bool failEndDoc = false;
-    // What GetJobStatus answers, one after another; the last one stays. Empty: cannot tell.
+    // The job's states as the printer tells them, one after another; the last one stays.
+    // Empty: it cannot tell.
     std::vector<docmgr::PrintJobStatus> statuses;
+    nvrprint::platform::JobWatch watch{std::chrono::milliseconds(200),
+                                       std::chrono::milliseconds(5)};
     std::vector<std::string> calls;
 
     int GetDeviceCaps(int index) const override {
@@ -73,12 +77,18 @@ public:
         }
         return !failPlacement;
     }
-    bool GetJobStatus(docmgr::PrintJobStatus* status) override {
-        if (statuses.empty()) {
-            return false;
-        }
-        *status = statuses[std::min(m_statusReads++, statuses.size() - 1)];
-        return true;
+    // Followed as the print system's job code follows a job, through the scripted states.
+    bool FollowJob(int jobId) override {
+        return nvrprint::platform::FollowJob(
+            *this, jobId,
+            [this](docmgr::PrintJobStatus* status) {
+                if (statuses.empty()) {
+                    return false;
+                }
+                *status = statuses[std::min(m_statusReads++, statuses.size() - 1)];
+                return true;
+            },
+            watch);
     }
 
 private:

@@ -3,11 +3,14 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "NvrPrintUtils/IppDevMode.h"
 #include "NvrPrintUtils/PrintJobSettingsHelper.h"
 #include "SystemServices/JobPdf/PdfSheetWriter.h"
 #include "tests/support/PageRender.h"
 #include "tests/support/PdfFixtures.h"
+#include "tests/support/RecordingPrintDevice.h"
 #include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
@@ -149,4 +152,37 @@ TEST(JobPdf, PlacedPagesKeepTheirTextAndSheetsTheirSize) {
     EXPECT_EQ(texts[1], "Page 1");
     // The page used twice went in once; the job is about the size of its source.
     EXPECT_LT(written.size(), ReadFile(source).size() * 3 / 2);
+}
+
+// A sent job is followed on the printer: every change there starts the wait anew, and a job
+// the printer fails, holds or keeps still too long, or whose state it cannot tell, is aborted.
+TEST(JobFollowing, WaitRestartsOnProgressAndAbortsOnFailure) {
+    RecordingPrintDevice device;
+    for (int page = 0; page < 100; ++page) {
+        device.statuses.push_back({docmgr::PrintJobStatus::Processing, page});
+    }
+    device.statuses.push_back({docmgr::PrintJobStatus::Completed, 100});
+    EXPECT_TRUE(device.FollowJob(7));
+    EXPECT_TRUE(device.calls.empty());
+
+    using docmgr::PrintJobStatus;
+    const std::vector<std::pair<std::optional<PrintJobStatus>, std::string>> endings = {
+        {PrintJobStatus{PrintJobStatus::Processing, 1}, "Timeout waiting for job completion"},
+        {PrintJobStatus{PrintJobStatus::Held, 0}, "Timeout waiting for job completion"},
+        {PrintJobStatus{PrintJobStatus::Cancelled, 0},
+         "Print job did not complete successfully (Status: Cancelled)"},
+        {PrintJobStatus{PrintJobStatus::Aborted, 0},
+         "Print job did not complete successfully (Status: Failed)"},
+        {std::nullopt, "Failed to get job status"},
+    };
+    for (const auto& [status, words] : endings) {
+        RecordingPrintDevice ending;
+        if (status) {
+            ending.statuses = {*status};
+        }
+        LogCapture log;
+        EXPECT_FALSE(ending.FollowJob(7)) << words;
+        EXPECT_EQ(ending.calls, std::vector<std::string>{"AbortDoc"}) << words;
+        EXPECT_TRUE(log.Contains(words)) << log.Text();
+    }
 }

@@ -32,7 +32,7 @@ public:
     bool PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override {
         return PlaceInCell(m_writer, m_sheet, m_width, m_height, page, cell, &m_reason);
     }
-    bool GetJobStatus(docmgr::PrintJobStatus*) override { return false; }
+    bool FollowJob(int) override { return false; }
     std::string bytes;
     SheetGeometry m_sheet;
     double m_width = 0, m_height = 0;

@@ -7,7 +7,6 @@
 #include <regex>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
-#include "tests/support/FakePrintSystem.h"
 #include "tests/support/LoadedDocument.h"
 #include "tests/support/PageRender.h"
 #include "tests/support/RecordingPrintDevice.h"
@@ -284,12 +283,8 @@ protected:
         doc = std::make_unique<LoadedXps>(
             Package("print.xps", {{kXpsLetter, kXpsLetterLandscape}, {kXpsLetter}}));
         ASSERT_TRUE(doc->ok);
-        doc->manager.m_printer = printer.get();
-        doc->manager.SetJobWait(std::chrono::milliseconds(200), std::chrono::milliseconds(5));
     }
     bool Print() { return doc->manager.RenderDocToPrinter("Office", "job", &device); }
-    FakePrintSystem system;
-    std::unique_ptr<nvrprint::platform::Printer> printer = system.Open();
     std::unique_ptr<LoadedXps> doc;
     RecordingPrintDevice device;
 };
@@ -318,36 +313,6 @@ TEST_F(XpsPrintTest, EveryPageIsOneSheetOfItsOwnSizeWhateverTheProgramsLayout) {
         log.Contains("the job's paper, two-sided, colour, resolution, paper source, "
                      "media type and stapling go to Office as job options"));
     EXPECT_TRUE(log.Contains("Successfully completed XPS print job to: Office"));
-}
-
-TEST_F(XpsPrintTest, JobWaitRestartsOnProgressAndCancelsOnFailure) {
-    // Progress every poll keeps a job alive far beyond one wait.
-    for (int page = 0; page < 100; ++page) {
-        device.statuses.push_back({PrintJobStatus::Processing, page});
-    }
-    device.statuses.push_back({PrintJobStatus::Completed, 100});
-    EXPECT_TRUE(Print());
-    EXPECT_EQ(device.calls.back(), "EndDoc");
-
-    const std::vector<std::pair<PrintJobStatus, std::string>> endings = {
-        {{PrintJobStatus::Processing, 1}, "Timeout waiting for job completion"},
-        {{PrintJobStatus::Held, 0}, "Timeout waiting for job completion"},
-        {{PrintJobStatus::Cancelled, 0},
-         "Print job did not complete successfully (Status: Cancelled)"},
-        {{PrintJobStatus::Aborted, 0}, "Print job did not complete successfully (Status: Failed)"},
-    };
-    for (const auto& [status, words] : endings) {
-        device.calls.clear();
-        device.statuses = {status};
-        LogCapture log;
-        EXPECT_FALSE(Print()) << words;
-        EXPECT_EQ(device.calls.back(), "AbortDoc") << words;
-        EXPECT_TRUE(log.Contains(words)) << log.Text();
-    }
-    device.calls.clear();
-    device.statuses.clear();
-    EXPECT_FALSE(Print()) << "a job whose state cannot be read";
-    EXPECT_EQ(device.calls.back(), "AbortDoc");
 }
 
 TEST_F(XpsPrintTest, AFailedSheetAbortsTheJob) {

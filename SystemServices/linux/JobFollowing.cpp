@@ -1,0 +1,75 @@
+#include "SystemServices/linux/JobFollowing.h"
+
+#include <thread>
+
+#include "logging/LogMacros.h"
+
+namespace nvrprint::platform {
+namespace {
+
+using docmgr::PrintJobStatus;
+
+const char* JobStateText(PrintJobStatus::State state) {
+    switch (state) {
+        case PrintJobStatus::Pending:
+            return "Pending";
+        case PrintJobStatus::Held:
+            return "Held";
+        case PrintJobStatus::Processing:
+            return "In Progress";
+        case PrintJobStatus::Stopped:
+            return "Stopped";
+        case PrintJobStatus::Cancelled:
+            return "Cancelled";
+        case PrintJobStatus::Aborted:
+            return "Failed";
+        case PrintJobStatus::Completed:
+            return "Completed";
+    }
+    return "Unknown";
+}
+
+}  // namespace
+
+bool FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& read,
+               const JobWatch& watch) {
+    using Clock = std::chrono::steady_clock;
+    NVR_LOG_DEBUG("Waiting for job completion...");
+    Clock::time_point lastChange = Clock::now();
+    PrintJobStatus last;
+    bool first = true;
+    while (true) {
+        PrintJobStatus status;
+        if (!read(&status)) {
+            NVR_LOG_ERROR("Failed to get job status (Error: {})", device.LastError());
+            device.AbortDoc();
+            return false;
+        }
+        // Each change of state or of pages done starts the time limit anew.
+        if (first || status.state != last.state || status.pagesDone != last.pagesDone) {
+            first = false;
+            last = status;
+            lastChange = Clock::now();
+            NVR_LOG_VERBOSE("Job status - {}, Current page: {}, Current doc: {}, Job ID: {}",
+                            JobStateText(status.state), status.pagesDone, 1, jobId);
+        }
+        if (status.state == PrintJobStatus::Completed) {
+            NVR_LOG_INFO("Print job completed successfully");
+            return true;
+        }
+        if (status.state == PrintJobStatus::Cancelled || status.state == PrintJobStatus::Aborted) {
+            NVR_LOG_ERROR("Print job did not complete successfully (Status: {})",
+                          JobStateText(status.state));
+            device.AbortDoc();
+            return false;
+        }
+        if (Clock::now() - lastChange >= watch.quietLimit) {
+            NVR_LOG_ERROR("Timeout waiting for job completion");
+            device.AbortDoc();
+            return false;
+        }
+        std::this_thread::sleep_for(watch.poll);
+    }
+}
+
+}  // namespace nvrprint::platform

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+#include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+
+namespace nvrprint::platform {
+
+// How a sent job is followed: it may go this long without any change of state or of pages
+// done on the printer, and is asked this often.
+struct JobWatch {
+    std::chrono::milliseconds quietLimit{60000};
+    std::chrono::milliseconds poll{250};
+};
+
+// Reads the job's state once; false when the print system cannot tell.
+using JobStateReader = std::function<bool(docmgr::PrintJobStatus*)>;
+
+// Follows a job whose document is sent until the printer has done it. False, with the job
+// aborted on the device, when the printer cancels or aborts it, cannot tell its state, or
+// leaves it unchanged for longer than the watch allows.
+bool FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& read,
+               const JobWatch& watch);
+
+}  // namespace nvrprint::platform
