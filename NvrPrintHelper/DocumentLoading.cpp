@@ -4,22 +4,22 @@
 
 #include <cerrno>
 
-#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrPdfium.h"
-#include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "logging/LogMacros.h"
 
 namespace nvrprint {
 namespace {
 
-const char* const kPipeWithoutClassText =
-    "Error: When reading from pipe (stdin), you must specify the document type using -t option.\n"
-    "\n"
-    "Valid document types:\n"
-    "  -t pdfium  (for PDF documents)\n"
-    "  -t xps     (for XPS/OXPS documents)\n"
-    "\n"
-    "Example: command | NvrPrintHelper -t pdfium -";
+// The help for standard input without a class, listing the classes that take a pipe.
+std::string PipeWithoutClassText(const docmgr::FormatRegistry& formats) {
+    return "Error: When reading from pipe (stdin), you must specify the document type using -t "
+           "option.\n"
+           "\n"
+           "Valid document types:\n" +
+           formats.PipeHelpLines() +
+           "\n"
+           "Example: command | NvrPrintHelper -t pdfium -";
+}
 
 }  // namespace
 
@@ -30,7 +30,7 @@ bool NvrPrintHelper::ProcessInputFile() {
         m_inputFromPipe = true;
         if (m_documentClass.empty()) {
             NVR_LOG_ERROR("Pipe input requires -t <class> option");
-            ShowError(kPipeWithoutClassText, false);
+            ShowError(PipeWithoutClassText(m_formats), false);
             NVR_LOG_ENTRY("Returning false");
             return false;
         }
@@ -87,44 +87,30 @@ std::unique_ptr<docmgr::DocFilePageMgr> NvrPrintHelper::CreateDocumentManagerByC
     const std::string& documentClass) {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_DEBUG("Creating manager for class: {}", documentClass);
-    if (documentClass == "pdfium") {
-        NVR_LOG_INFO("Using PDFium page manager");
-        NVR_LOG_ENTRY("Returning PDFium manager");
-        return std::make_unique<docmgr::PageMgrPdfium>();
+    const auto match = m_formats.FindClass(documentClass);
+    if (!match) {
+        NVR_LOG_ERROR("Unknown document class: {}", documentClass);
+        NVR_LOG_ENTRY("Returning nullptr");
+        return nullptr;
     }
-    if (documentClass == "xps") {
-        NVR_LOG_INFO("Using XPS page manager");
-        NVR_LOG_ENTRY("Returning XPS manager");
-        return std::make_unique<docmgr::PageMgrXps>();
-    }
-    if (documentClass == "winpdf") {
-        // This class has never had a manager of its own: it is served by the XPS manager.
-        NVR_LOG_INFO("Using Window.Data.Pdf namespace page manager");
-        NVR_LOG_ENTRY("Returning WinPdf manager");
-        return std::make_unique<docmgr::PageMgrXps>();
-    }
-    NVR_LOG_ERROR("Unknown document class: {}", documentClass);
-    NVR_LOG_ENTRY("Returning nullptr");
-    return nullptr;
+    NVR_LOG_INFO("{}", match->documentClass->createdLine);
+    NVR_LOG_ENTRY("{}", match->documentClass->returnedLine);
+    return docmgr::FormatRegistry::Create(*match->format);
 }
 
 std::unique_ptr<docmgr::DocFilePageMgr> NvrPrintHelper::CreateDocumentManager(
     const std::string& filePath) {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Auto-detecting document type for: {}", filePath);
-    if (docmgr::PageMgrPdfium::CanHandleFile(filePath)) {
-        NVR_LOG_INFO("File can be handled by PDFium");
-        NVR_LOG_ENTRY("Returning PDFium manager");
-        return std::make_unique<docmgr::PageMgrPdfium>();
+    const docmgr::DocumentFormat* format = m_formats.FindByContent(filePath);
+    if (format == nullptr) {
+        NVR_LOG_ERROR("No suitable document manager found for: {}", filePath);
+        NVR_LOG_ENTRY("Returning nullptr");
+        return nullptr;
     }
-    if (docmgr::PageMgrXps::CanHandleFile(filePath)) {
-        NVR_LOG_INFO("File can be handled by XPS manager");
-        NVR_LOG_ENTRY("Returning XPS manager");
-        return std::make_unique<docmgr::PageMgrXps>();
-    }
-    NVR_LOG_ERROR("No suitable document manager found for: {}", filePath);
-    NVR_LOG_ENTRY("Returning nullptr");
-    return nullptr;
+    NVR_LOG_INFO("{}", format->handledLine);
+    NVR_LOG_ENTRY("{}", format->returnedLine);
+    return docmgr::FormatRegistry::Create(*format);
 }
 
 bool NvrPrintHelper::LoadDocument() {
@@ -147,13 +133,8 @@ bool NvrPrintHelper::LoadDocument() {
 
     std::string capturePath;
     if (m_inputFromPipe) {
-        std::string extension = "dat";
-        if (m_documentClass == "pdfium" || m_documentClass == "winpdf") {
-            extension = "pdf";
-        } else if (m_documentClass == "xps") {
-            extension = "xps";
-        }
-        capturePath = m_tempFileManager.GenerateTempFilePath(m_uniqueBaseName, "Data", extension);
+        capturePath = m_tempFileManager.GenerateTempFilePath(
+            m_uniqueBaseName, "Data", m_formats.CaptureExtension(m_documentClass));
         if (capturePath.empty()) {
             NVR_LOG_ERROR("Failed to generate temp file path for pipe input");
             return false;

@@ -19,7 +19,8 @@ std::filesystem::path ObfuscatedCaptureName(const std::filesystem::path& capture
 
 }  // namespace
 
-NvrPrintHelper::NvrPrintHelper(platform::Platform& os) : m_os(os) {
+NvrPrintHelper::NvrPrintHelper(platform::Platform& os, docmgr::FormatRegistry formats)
+    : m_os(os), m_formats(std::move(formats)) {
     NVR_LOG_ENTRY("Entered");
     if (!m_tempFileManager.EnsureTempDirectoryExists()) {
         NVR_LOG_ERROR("Failed to initialize temporary directory");
@@ -140,7 +141,8 @@ int32_t NvrPrintHelper::Run() {
 void NvrPrintHelper::ShowHelp() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_INFO("Displaying help message");
-    m_os.notices->Show("NvrPrintHelper Help", UsageText(), platform::NoticeKind::Information);
+    m_os.notices->Show("NvrPrintHelper Help", UsageText(m_formats),
+                       platform::NoticeKind::Information);
     NVR_LOG_ENTRY("Exiting");
 }
 
@@ -148,8 +150,9 @@ void NvrPrintHelper::ShowError(const std::string& message, bool showUsage) {
     NVR_LOG_ENTRY("Entered");
     std::string text = message;
     if (showUsage) {
-        NVR_LOG_ERROR("{}", UsageText());
-        text += "\n\n" + UsageText();
+        const std::string usage = UsageText(m_formats);
+        NVR_LOG_ERROR("{}", usage);
+        text += "\n\n" + usage;
     }
     m_os.notices->Show("NvrPrintHelper Error", text, platform::NoticeKind::Error);
     NVR_LOG_ENTRY("Exiting");

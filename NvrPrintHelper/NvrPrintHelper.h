@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/DocumentFormats.h"
 #include "NvrPrintHelper/CommandLine.h"
 #include "NvrPrintHelper/OperationMode.h"
 #include "NvrPrintHelper/PrintProgressDialog.h"
@@ -30,8 +31,10 @@ namespace nvrprint {
 // the choice of mode and the way out to the printer or an external viewer.
 class NvrPrintHelper {
 public:
-    // Everything it asks of the system goes through os, which outlives it.
-    explicit NvrPrintHelper(platform::Platform& os);
+    // Everything it asks of the system goes through os, which outlives it; it opens the
+    // documents of the given formats.
+    explicit NvrPrintHelper(platform::Platform& os,
+                            docmgr::FormatRegistry formats = docmgr::FormatRegistry::Standard());
     ~NvrPrintHelper();
     NvrPrintHelper(const NvrPrintHelper&) = delete;
     NvrPrintHelper& operator=(const NvrPrintHelper&) = delete;
@@ -40,10 +43,9 @@ public:
     int32_t Run();
 
     bool ProcessInputFile();
-    static std::unique_ptr<docmgr::DocFilePageMgr> CreateDocumentManagerByClass(
+    std::unique_ptr<docmgr::DocFilePageMgr> CreateDocumentManagerByClass(
         const std::string& documentClass);
-    static std::unique_ptr<docmgr::DocFilePageMgr> CreateDocumentManager(
-        const std::string& filePath);
+    std::unique_ptr<docmgr::DocFilePageMgr> CreateDocumentManager(const std::string& filePath);
     bool LoadDocument();
     bool DetermineOperationMode();
     void OnDocumentEvent(docmgr::DocMgrEventType kind, const docmgr::DocMgrEventData& data);
@@ -64,8 +66,9 @@ public:
     void ShowHelp();
     void ShowError(const std::string& message, bool showUsage);
 
-    // The usage text shown by -help and appended to option errors.
-    static const std::string& UsageText();
+    // The usage text shown by -help and appended to option errors, naming the formats' classes.
+    static std::string UsageText(
+        const docmgr::FormatRegistry& formats = docmgr::FormatRegistry::Standard());
 
     // The next print writes the job's PDF to this file (a local path) instead of sending it
     // to the printer: the same sheets, on the printer's paper. Applies to one print only;
@@ -172,6 +175,7 @@ private:
     // Hears the page progress of the print under way, when a window shows it.
     docmgr::PrintProgress m_printProgress;
     platform::Platform& m_os;
+    const docmgr::FormatRegistry m_formats;
     // The job's printer, opened once by ValidatePrinter and used by every later step.
     std::unique_ptr<platform::Printer> m_printer;
     std::chrono::milliseconds m_loadTimeout{30000};

@@ -31,20 +31,26 @@ bool IsDigits(const std::string& text, size_t from, size_t count) {
                        [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
+// A capture of standard input: "Data." and the extension its document format gives it.
+bool IsCaptureSuffix(std::string_view suffix) {
+    constexpr std::string_view kCapture = "Data.";
+    constexpr size_t kMaxExtension = 8;
+    const std::string_view extension =
+        suffix.starts_with(kCapture) ? suffix.substr(kCapture.size()) : std::string_view();
+    return !extension.empty() && extension.size() <= kMaxExtension &&
+           std::all_of(extension.begin(), extension.end(),
+                       [](unsigned char c) { return std::isalnum(c) != 0; });
+}
+
 // The names the program gives its own files: base, then one of its suffixes and extensions.
 bool IsOwnFileName(const std::string& name) {
     if (!HasTimestampedBase(name) || name.size() <= kBaseLength || name[kBaseLength] != '_') {
         return false;
     }
     static const std::set<std::string, std::less<>> kOwnSuffixes = {
-        "Log.log",
-        "Data.pdf",
-        "Data.xps",
-        "Data.dat",
-        "Data.tmp",
-        "Images.tmp",
-        TempFileManager::kReservationSuffix};
-    return kOwnSuffixes.contains(std::string_view(name).substr(kBaseLength + 1));
+        "Log.log", "Images.tmp", TempFileManager::kReservationSuffix};
+    const std::string_view suffix = std::string_view(name).substr(kBaseLength + 1);
+    return kOwnSuffixes.contains(suffix) || IsCaptureSuffix(suffix);
 }
 
 bool IsReservation(const std::string& name) {

@@ -10,19 +10,6 @@
 
 namespace docmgr {
 
-const char* DocumentTypeName(int32_t documentType) {
-    switch (documentType) {
-        case 1:
-            return "PDF";
-        case 2:
-            return "XPS";
-        case 3:
-            return "OXPS";
-        default:
-            return "Unknown";
-    }
-}
-
 DocFilePageMgr::DocFilePageMgr() : m_stopSignal(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 DocFilePageMgr::~DocFilePageMgr() {

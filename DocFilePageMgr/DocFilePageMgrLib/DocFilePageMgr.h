@@ -28,6 +28,13 @@ using nvrprint::DevModePtr;
 // finished (from 1) and the count it is out of.
 using PrintProgress = std::function<void(uint64_t done, uint64_t total)>;
 
+// What kind of document a manager holds, as the format registry names it: 1 PDF, 2 XPS,
+// 3 OXPS, 0 not told.
+struct DocumentType {
+    int32_t id = 0;
+    std::string name = "Unknown";
+};
+
 // The token LoadDocument hands back; its only use is the null test.
 using LoadHandle = const void*;
 
@@ -51,8 +58,9 @@ public:
     DocFilePageMgr(const DocFilePageMgr&) = delete;
     DocFilePageMgr& operator=(const DocFilePageMgr&) = delete;
 
-    // 1 PDF, 2 XPS, 3 OXPS.
-    virtual int32_t GetDocumentType() = 0;
+    int32_t GetDocumentType() const { return m_documentType.id; }
+    // Set once by the format registry that made the manager, before its load.
+    void SetDocumentType(DocumentType type) { m_documentType = std::move(type); }
     // The printer's default DEVMODE, as its driver validates it. Needs no document: a
     // thread may ask it while the manager is busy or gone.
     static DevModePtr GetPrinterSettings(nvrprint::PrinterSession& printer);
@@ -165,9 +173,7 @@ private:
     std::atomic<bool> m_stopRequested{false};
     nvrprint::platform::UniqueFd m_stopSignal;
     std::string m_scratchDirectory;
+    DocumentType m_documentType;
 };
-
-// Text of a document type in LoadDocumentStart: "PDF", "XPS", "OXPS" or "Unknown".
-const char* DocumentTypeName(int32_t documentType);
 
 }  // namespace docmgr

@@ -140,8 +140,7 @@ void DocFilePageMgr::LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> c
         }
 
         if (callback) {
-            callback(LoadDocumentStart,
-                     LoadDocumentStartData{path, DocumentTypeName(self->GetDocumentType())});
+            callback(LoadDocumentStart, LoadDocumentStartData{path, self->m_documentType.name});
         }
         NVR_LOG_INFO("Loading document from: {}", path);
         if (!self->OnLoadDocument(path)) {

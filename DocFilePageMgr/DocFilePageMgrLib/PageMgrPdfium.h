@@ -19,8 +19,6 @@ public:
     // True when the file starts with "%PDF-".
     static bool CanHandleFile(const std::string& path);
 
-    int32_t GetDocumentType() override { return 1; }
-
     // The loaded file, for the print path that places its pages; empty before a load.
     const std::string& LoadedPath() const { return m_loadedPath; }
 

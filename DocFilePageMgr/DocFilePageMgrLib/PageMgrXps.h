@@ -35,7 +35,6 @@ public:
     // central directory holds an XPS package's relationships and fixed document sequence.
     static bool CanHandleFile(const std::string& path);
 
-    int32_t GetDocumentType() override { return 2; }
     // The package's pages go to the printer as they are, under the printer's own defaults.
     bool LaysOutSheets() const override { return false; }
 

@@ -24,8 +24,6 @@ public:
         JoinLoadThread();
     }
 
-    int32_t GetDocumentType() override { return 1; }
-
     // The load waits in OnLoadDocument until Release is called.
     void HoldLoad() { m_hold = true; }
     void Release() {
