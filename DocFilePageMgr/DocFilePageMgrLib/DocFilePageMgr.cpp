@@ -13,7 +13,7 @@ namespace docmgr {
 DocFilePageMgr::DocFilePageMgr() : m_stopSignal(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 DocFilePageMgr::~DocFilePageMgr() {
-    NVR_LOG_ENTRY("Entered - clearing cache with {} entries", m_pageCache.size());
+    NVR_LOG_ENTRY("Entered - clearing cache with {} entries", m_images.Size());
     JoinLoadThread();
     if (m_deleteTempFile && !m_tempFilePath.empty()) {
         std::error_code ec;

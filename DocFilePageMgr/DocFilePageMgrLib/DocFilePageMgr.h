@@ -12,6 +12,7 @@
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocMgrTypes.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/PageImageCache.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/SheetPlan.h"
 #include "NvrPrintUtils/DevMode.h"
@@ -43,16 +44,6 @@ using LoadHandle = const void*;
 // operations and events count pages from 1, the On... operations from 0.
 class DocFilePageMgr {
 public:
-    struct LoadThreadContext {
-        DocFilePageMgr* manager = nullptr;
-        std::string inputPath;
-        bool isPipe = false;
-        DocMgrEventCallback callback;
-        std::string actualPath;
-        bool completed = false;
-        std::string tempFilePath;
-    };
-
     DocFilePageMgr();
     virtual ~DocFilePageMgr();
     DocFilePageMgr(const DocFilePageMgr&) = delete;
@@ -125,7 +116,6 @@ protected:
     // one of their operations.
     void JoinLoadThread();
 
-    const TargetParams& ParamsFor(RenderTarget target) const;
     // Tells whoever follows the print under way that done of total pages are ready.
     void ReportPrintProgress(uint64_t done, uint64_t total) const {
         if (m_printProgress) {
@@ -137,6 +127,17 @@ protected:
     const std::string& ScratchDirectory() const { return m_scratchDirectory; }
 
 private:
+    // What the load thread is given, and what it finds.
+    struct LoadThreadContext {
+        DocFilePageMgr* manager = nullptr;
+        std::string inputPath;
+        bool isPipe = false;
+        DocMgrEventCallback callback;
+        std::string actualPath;
+        bool completed = false;
+        std::string tempFilePath;
+    };
+
     // The sides of a print, and how each takes its pages: every page on a side of its own,
     // at natural size on the job's paper or on a sheet of its own size, or the program's
     // layout fitted into the grid's cells.
@@ -148,21 +149,13 @@ private:
     static void LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> context);
     void MarkThreadFinished();
 
-    std::shared_ptr<PageImage> FindCachedImage(size_t index, RenderTarget target);
-
-    // The weak page cache and the targets' parameters, shared by the threads that ask for
-    // pages; rendering itself goes one page at a time.
-    std::mutex m_cacheLock;
+    PageImageCache m_images;
     std::mutex m_renderLock;
-    std::vector<PageCacheEntry> m_pageCache;
-    TargetParams m_thumbnailParams{0.75, 200, 200};
-    TargetParams m_screenParams{1.0, 300, 300};
     std::thread m_loadThread;
     std::atomic<bool> m_loadComplete{false};
     std::atomic<bool> m_loadSuccess{false};
     DocMgrEventCallback m_eventCallback;
     std::string m_tempFilePath;
-    TargetParams m_printerParams{1.0, 600, 600};
     PrintProgress m_printProgress;
 
     // Lets WaitForDocumentLoad wait for the thread's end with a time limit.

@@ -63,7 +63,7 @@ LoadHandle DocFilePageMgr::LoadDocument(const std::string& path, bool isPipe,
     m_eventCallback = callback;
     m_loadComplete.store(false);
     m_loadSuccess.store(false);
-    m_pageCache.clear();
+    m_images.Clear();
     m_pageCount = 0;
     {
         std::lock_guard lock(m_threadStateLock);

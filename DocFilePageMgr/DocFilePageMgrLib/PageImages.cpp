@@ -1,55 +1,14 @@
-// Page images: target parameters, the weak page cache and page sizes.
+// Page images, drawn by the backend and kept in the cache while in use, and page sizes.
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "logging/LogMacros.h"
 
 namespace docmgr {
 
-const TargetParams& DocFilePageMgr::ParamsFor(RenderTarget target) const {
-    switch (target) {
-        case Thumbnail:
-            return m_thumbnailParams;
-        case Printer:
-            return m_printerParams;
-        default:
-            return m_screenParams;
-    }
-}
-
 void DocFilePageMgr::SetTargetParams(RenderTarget target, const TargetParams& params) {
-    std::lock_guard cache(m_cacheLock);
-    switch (target) {
-        case Thumbnail:
-            m_thumbnailParams = params;
-            break;
-        case Screen:
-            m_screenParams = params;
-            break;
-        case Printer:
-            m_printerParams = params;
-            break;
-        default:
-            break;
-    }
+    m_images.SetParams(target, params);
     NVR_LOG_VERBOSE("Set {} params - DPI: {}x{}, Scale: {}", RenderTargetName(target), params.dpiX,
                     params.dpiY, params.scale);
-}
-
-std::shared_ptr<PageImage> DocFilePageMgr::FindCachedImage(size_t index, RenderTarget target) {
-    std::lock_guard cache(m_cacheLock);
-    std::shared_ptr<PageImage> found;
-    for (auto row = m_pageCache.begin(); row != m_pageCache.end();) {
-        std::shared_ptr<PageImage> alive = row->image.lock();
-        if (!alive) {
-            row = m_pageCache.erase(row);
-            continue;
-        }
-        if (!found && row->pageIndex == index && row->target == target) {
-            found = std::move(alive);
-        }
-        ++row;
-    }
-    return found;
 }
 
 std::shared_ptr<PageImage> DocFilePageMgr::GetPageImage(size_t pageNumber, RenderTarget target) {
@@ -62,17 +21,13 @@ std::shared_ptr<PageImage> DocFilePageMgr::GetPageImage(size_t pageNumber, Rende
     size_t index = pageNumber - 1;
     NVR_LOG_VERBOSE("Requesting page {}", pageNumber);
 
-    if (std::shared_ptr<PageImage> cached = FindCachedImage(index, target)) {
+    if (std::shared_ptr<PageImage> cached = m_images.Find(index, target)) {
         NVR_LOG_ENTRY("Returning cached PageImage");
         return cached;
     }
 
     NVR_LOG_DEBUG("Rendering page {}", pageNumber);
-    TargetParams params;
-    {
-        std::lock_guard cache(m_cacheLock);
-        params = ParamsFor(target);
-    }
+    const TargetParams params = m_images.Params(target);
     double width = 0.0;
     double height = 0.0;
     OnGetPageSizePoints(index, &width, &height);
@@ -96,10 +51,7 @@ std::shared_ptr<PageImage> DocFilePageMgr::GetPageImage(size_t pageNumber, Rende
     }
     auto image =
         std::make_shared<PageImage>(index, target, std::move(bitmap), pixelWidth, pixelHeight);
-    {
-        std::lock_guard cache(m_cacheLock);
-        m_pageCache.push_back(PageCacheEntry{index, target, image});
-    }
+    m_images.Add(image);
     NVR_LOG_ENTRY("Returning new PageImage");
     return image;
 }

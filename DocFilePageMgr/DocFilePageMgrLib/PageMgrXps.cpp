@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <mutex>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/FileSignature.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
@@ -22,17 +21,9 @@ using nvrprint::platform::GObjectPtr;
 constexpr PageMgrXps::PageSize kLetterUnits{816.0, 1056.0};
 constexpr int32_t kMaxBitmapSide = 16384;
 
-// The library's own warnings go to the log instead of standard error.
-void RouteLibraryWarnings() {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        g_log_set_handler(
-            "GXPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK),
-            [](const gchar*, GLogLevelFlags, const gchar* message, gpointer) {
-                NVR_LOG_WARNING("libgxps: {}", message != nullptr ? message : "");
-            },
-            nullptr);
-    });
+// The library's own warnings, to the log instead of standard error.
+void LogLibraryWarning(const gchar*, GLogLevelFlags, const gchar* message, gpointer) {
+    NVR_LOG_WARNING("libgxps: {}", message != nullptr ? message : "");
 }
 
 std::string ErrorText(const GError* error) {
@@ -68,13 +59,14 @@ PageMgrXps::PageSize MeasurePage(GXPSDocument* document, unsigned localIndex) {
 
 }  // namespace
 
-PageMgrXps::PageMgrXps() {
-    RouteLibraryWarnings();
-}
+PageMgrXps::PageMgrXps()
+    : m_warningHandler(g_log_set_handler("GXPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK),
+                                         &LogLibraryWarning, nullptr)) {}
 
 PageMgrXps::~PageMgrXps() {
     JoinLoadThread();
     m_package.reset();
+    g_log_remove_handler("GXPS", m_warningHandler);
 }
 
 bool PageMgrXps::CanHandleFile(const std::string& path) {

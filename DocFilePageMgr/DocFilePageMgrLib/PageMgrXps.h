@@ -66,6 +66,8 @@ private:
     // one measured at load.
     PageSize DrawingSize(size_t pageIndex) const;
 
+    // Routes the library's warnings to the log while this manager lives.
+    unsigned m_warningHandler = 0;
     std::unique_ptr<Package> m_package;
     uint64_t m_totalPages = 0;
     std::vector<PageSize> m_pageSizes;

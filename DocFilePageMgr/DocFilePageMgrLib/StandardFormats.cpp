@@ -4,31 +4,40 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
 
 namespace docmgr {
+namespace {
+
+DocumentFormat Pdf() {
+    DocumentFormat pdf;
+    pdf.type = {1, "PDF"};
+    pdf.canHandleFile = &PageMgrPdfium::CanHandleFile;
+    pdf.handledLine = "File can be handled by PDFium";
+    pdf.returnedLine = "Returning PDFium manager";
+    pdf.classes = {{"pdfium", "Pdfium", "pdf", "  -t pdfium  (for PDF documents)",
+                    "Using PDFium page manager", "Returning PDFium manager"}};
+    pdf.createBackend = [] { return std::make_unique<PageMgrPdfium>(); };
+    return pdf;
+}
+
+// The package is XPS or OpenXPS alike; "winpdf" never had a backend of its own and is served
+// by this one, while its capture is named as a PDF.
+DocumentFormat Xps() {
+    DocumentFormat xps;
+    xps.type = {2, "XPS"};
+    xps.canHandleFile = &PageMgrXps::CanHandleFile;
+    xps.handledLine = "File can be handled by XPS manager";
+    xps.returnedLine = "Returning XPS manager";
+    xps.classes = {{"xps", "Xps", "xps", "  -t xps     (for XPS/OXPS documents)",
+                    "Using XPS page manager", "Returning XPS manager"},
+                   {"winpdf", "WinDataPdf", "pdf", "",
+                    "Using Window.Data.Pdf namespace page manager", "Returning WinPdf manager"}};
+    xps.createBackend = [] { return std::make_unique<PageMgrXps>(); };
+    return xps;
+}
+
+}  // namespace
 
 FormatRegistry FormatRegistry::Standard() {
-    DocumentFormat pdf{
-        .type = {1, "PDF"},
-        .canHandleFile = &PageMgrPdfium::CanHandleFile,
-        .handledLine = "File can be handled by PDFium",
-        .returnedLine = "Returning PDFium manager",
-        .classes = {{"pdfium", "Pdfium", "pdf", "  -t pdfium  (for PDF documents)",
-                     "Using PDFium page manager", "Returning PDFium manager"}},
-        .createBackend = [] { return std::make_unique<PageMgrPdfium>(); },
-    };
-    // The package is XPS or OpenXPS alike; "winpdf" never had a backend of its own and is
-    // served by this one, while its capture is named as a PDF.
-    DocumentFormat xps{
-        .type = {2, "XPS"},
-        .canHandleFile = &PageMgrXps::CanHandleFile,
-        .handledLine = "File can be handled by XPS manager",
-        .returnedLine = "Returning XPS manager",
-        .classes = {{"xps", "Xps", "xps", "  -t xps     (for XPS/OXPS documents)",
-                     "Using XPS page manager", "Returning XPS manager"},
-                    {"winpdf", "WinDataPdf", "pdf", "",
-                     "Using Window.Data.Pdf namespace page manager", "Returning WinPdf manager"}},
-        .createBackend = [] { return std::make_unique<PageMgrXps>(); },
-    };
-    return FormatRegistry({std::move(pdf), std::move(xps)});
+    return FormatRegistry({Pdf(), Xps()});
 }
 
 }  // namespace docmgr

@@ -119,15 +119,15 @@ private:
 }  // namespace
 
 docmgr::DocumentFormat DrawnPagesFormat() {
-    return docmgr::DocumentFormat{
-        .type = {7, "DRAWN"},
-        .canHandleFile = &DrawnPages::CanHandleFile,
-        .handledLine = "File can be handled by the drawn page manager",
-        .returnedLine = "Returning drawn manager",
-        .classes = {{"drawn", "Drawn", "drawn", "  -t drawn   (for drawn test pages)",
-                     "Using drawn page manager", "Returning drawn manager"}},
-        .createBackend = [] { return std::make_unique<DrawnPages>(); },
-    };
+    docmgr::DocumentFormat format;
+    format.type = {7, "DRAWN"};
+    format.canHandleFile = &DrawnPages::CanHandleFile;
+    format.handledLine = "File can be handled by the drawn page manager";
+    format.returnedLine = "Returning drawn manager";
+    format.classes = {{"drawn", "Drawn", "drawn", "  -t drawn   (for drawn test pages)",
+                       "Using drawn page manager", "Returning drawn manager"}};
+    format.createBackend = [] { return std::make_unique<DrawnPages>(); };
+    return format;
 }
 
 std::string DrawnPagesDocument(const std::vector<std::pair<double, double>>& pageSizes) {
