@@ -9,6 +9,7 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/FileSignature.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/XpsPackage.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/XpsPageRepair.h"
 #include "logging/LogMacros.h"
 #include "platform/GObjectPtr.h"
 
@@ -99,6 +100,30 @@ bool PageMgrXps::CanHandleFile(const std::string& path) {
     return false;
 }
 
+bool PageMgrXps::OpenLibraryView(Package& package, std::string* reason) {
+    GObjectPtr<GFile> file(g_file_new_for_path(package.copy->Path().c_str()));
+    GError* rawError = nullptr;
+    GObjectPtr<GXPSFile> opened(gxps_file_new(file.get(), &rawError));
+    GErrorPtr openError(rawError);
+    if (!opened) {
+        *reason = ErrorText(openError.get());
+        return false;
+    }
+    std::vector<GObjectPtr<GXPSDocument>> documents;
+    const guint documentCount = gxps_file_get_n_documents(opened.get());
+    for (guint d = 0; d < documentCount; ++d) {
+        rawError = nullptr;
+        documents.emplace_back(gxps_file_get_document(opened.get(), d, &rawError));
+        GErrorPtr documentError(rawError);
+        if (!documents.back()) {
+            NVR_LOG_ERROR("Failed to get document {} ({})", d, ErrorText(documentError.get()));
+        }
+    }
+    package.file = std::move(opened);
+    package.documents = std::move(documents);
+    return true;
+}
+
 bool PageMgrXps::OnLoadDocument(const std::string& path) {
     NVR_LOG_INFO("Loading XPS document: {}", path);
     m_package.reset();
@@ -120,31 +145,20 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
         NVR_LOG_ERROR("Failed to create package from file ({}): {}", reason, path);
         return false;
     }
-    GObjectPtr<GFile> file(g_file_new_for_path(package->copy->Path().c_str()));
-    GError* rawError = nullptr;
-    package->file.reset(gxps_file_new(file.get(), &rawError));
-    GErrorPtr openError(rawError);
-    if (!package->file) {
-        NVR_LOG_ERROR("Failed to create package from file ({}): {}", ErrorText(openError.get()),
-                      path);
+    if (!OpenLibraryView(*package, &reason)) {
+        NVR_LOG_ERROR("Failed to create package from file ({}): {}", reason, path);
         return false;
     }
     NVR_LOG_DEBUG("Package created successfully");
     NVR_LOG_DEBUG("Document sequence obtained");
-    const guint documentCount = gxps_file_get_n_documents(package->file.get());
-    NVR_LOG_DEBUG("XPS package contains {} sub-document(s)", documentCount);
+    NVR_LOG_DEBUG("XPS package contains {} sub-document(s)", package->documents.size());
 
-    for (guint d = 0; d < documentCount; ++d) {
-        rawError = nullptr;
-        GObjectPtr<GXPSDocument> document(
-            gxps_file_get_document(package->file.get(), d, &rawError));
-        GErrorPtr documentError(rawError);
-        if (!document) {
-            NVR_LOG_ERROR("Failed to get document {} ({})", d, ErrorText(documentError.get()));
-            package->documents.emplace_back();
+    for (size_t d = 0; d < package->documents.size(); ++d) {
+        GXPSDocument* document = package->documents[d].get();
+        if (document == nullptr) {
             continue;
         }
-        const guint pages = gxps_document_get_n_pages(document.get());
+        const guint pages = gxps_document_get_n_pages(document);
         m_totalPages += pages;
         NVR_LOG_DEBUG("Document {} has {} page(s)", d, pages);
         if (m_totalPages > kMaxPages) {
@@ -152,7 +166,7 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
             return false;
         }
         for (guint p = 0; p < pages; ++p) {
-            PageSize size = MeasurePage(document.get(), p);
+            PageSize size = MeasurePage(document, p);
             if (size.width > kMaxPageUnits || size.height > kMaxPageUnits) {
                 NVR_LOG_ERROR("Page {} of document {} is too large ({}x{} in 1/96 inch)", p, d,
                               size.width, size.height);
@@ -162,7 +176,6 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
             NVR_LOG_VERBOSE("Page {} size: {}x{} pts", m_pageSizes.size(), ToPoints(size.width),
                             ToPoints(size.height));
         }
-        package->documents.push_back(std::move(document));
     }
     m_package = std::move(package);
     if (m_totalPages > 0) {
@@ -228,6 +241,40 @@ std::unique_ptr<PageMgrXps::Page> PageMgrXps::GetPage(size_t pageIndex) {
     return nullptr;
 }
 
+bool PageMgrXps::DrawWhole(size_t pageIndex, const std::function<CairoPtr()>& start) {
+    for (int skipped = 0;; ++skipped) {
+        std::unique_ptr<Page> page = GetPage(pageIndex);
+        if (!page) {
+            NVR_LOG_ERROR("Failed to get page {}", pageIndex + 1);
+            return false;
+        }
+        std::string reason;
+        CairoPtr cr = start();
+        if (page->Draw(cr.get(), &reason)) {
+            return true;
+        }
+        if (skipped == kMaxSkippedElements || !SkipFaultyElement(pageIndex, reason)) {
+            NVR_LOG_ERROR("Failed to draw page {}: {}", pageIndex + 1, reason);
+            return false;
+        }
+    }
+}
+
+bool PageMgrXps::SkipFaultyElement(size_t pageIndex, const std::string& error) {
+    const std::optional<XpsDrawingFault> fault = ParseDrawingFault(error);
+    const std::optional<std::string> markup =
+        fault ? ReadPackagePart(m_package->copy->Path(), fault->part) : std::nullopt;
+    const std::optional<ElementCut> cut = markup ? CutFaultyElement(*markup, *fault) : std::nullopt;
+    std::string reason;
+    if (!cut || !ReplacePackagePart(m_package->copy->Path(), fault->part, cut->markup) ||
+        !OpenLibraryView(*m_package, &reason)) {
+        return false;
+    }
+    NVR_LOG_WARNING("Skipped {} on page {}, which cannot be drawn: {}", cut->element, pageIndex + 1,
+                    fault->detail);
+    return true;
+}
+
 bool PageMgrXps::Page::Draw(cairo_t* cr, std::string* reason) const {
     GError* rawError = nullptr;
     const bool drawn = gxps_page_render(handle.get(), cr, &rawError);
@@ -248,11 +295,6 @@ PageMgrXps::PageSize PageMgrXps::DrawingSize(size_t pageIndex) const {
 BitmapPtr PageMgrXps::OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) {
     NVR_LOG_DEBUG("Rendering page {} at DPI {}x{} with scale {}", pageIndex + 1, params.dpiX,
                   params.dpiY, params.scale);
-    std::unique_ptr<Page> page = GetPage(pageIndex);
-    if (!page) {
-        NVR_LOG_ERROR("Failed to get page {}", pageIndex + 1);
-        return nullptr;
-    }
     const auto [width, height] = DrawingSize(pageIndex);
     const double pixelsWide = width / 96.0 * params.dpiX * params.scale + 0.5;
     const double pixelsHigh = height / 96.0 * params.dpiY * params.scale + 0.5;
@@ -274,15 +316,17 @@ BitmapPtr PageMgrXps::OnRenderPageBitmap(size_t pageIndex, const TargetParams& p
     }
     NVR_LOG_DEBUG("DIB section created successfully");
     bitmap->Fill(0xFF, 0xFF, 0xFF);
-    CairoPtr cr(cairo_create(bitmap->Surface()));
-    cairo_scale(cr.get(), static_cast<double>(pixelWidth) / width,
-                static_cast<double>(pixelHeight) / height);
-    std::string reason;
-    const bool drawn = page->Draw(cr.get(), &reason);
-    cr.reset();
+    // Each attempt starts from white paper.
+    const bool drawn = DrawWhole(pageIndex, [&] {
+        bitmap->Fill(0xFF, 0xFF, 0xFF);
+        CairoPtr cr(cairo_create(bitmap->Surface()));
+        cairo_scale(cr.get(), static_cast<double>(pixelWidth) / width,
+                    static_cast<double>(pixelHeight) / height);
+        return cr;
+    });
     cairo_surface_flush(bitmap->Surface());
     if (!drawn) {
-        NVR_LOG_ERROR("Failed to render page {}: {}", pageIndex + 1, reason);
+        NVR_LOG_ERROR("Failed to render page {}", pageIndex + 1);
         return nullptr;
     }
     NVR_LOG_VERBOSE("Successfully rendered page {}", pageIndex + 1);

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/ScratchFile.h"
+#include "platform/CairoPtr.h"
 
 namespace docmgr {
 
@@ -60,6 +62,18 @@ private:
     struct Package;
     struct Page;
 
+    // At most this many elements of one page are skipped before the page counts as lost.
+    static constexpr int kMaxSkippedElements = 32;
+
+    // The library's view of the package copy: the file and its sub-documents, opened anew.
+    static bool OpenLibraryView(Package& package, std::string* reason);
+    // Draws the page in 1/96-inch units onto a context that start makes afresh for each
+    // attempt. Where the library stops at an element it cannot draw, that element is cut out
+    // of the page and the page drawn again. False when the page cannot be drawn.
+    bool DrawWhole(size_t pageIndex, const std::function<nvrprint::platform::CairoPtr()>& start);
+    // Cuts the element the library's error points at out of the page's markup in the package
+    // copy and opens the copy again; false when nothing could be cut.
+    bool SkipFaultyElement(size_t pageIndex, const std::string& error);
     // The page at a 0-based index over all sub-documents; null when there is none.
     std::unique_ptr<Page> GetPage(size_t pageIndex);
     // The size a page is drawn at everywhere (page events, preview, images and the job): the

@@ -24,21 +24,23 @@ bool PageMgrXps::WriteJobPdf(const std::string& path) {
         const size_t index = static_cast<size_t>(i);
         // A page at a time, so that a window showing the document waits one page at most.
         std::lock_guard rendering(RenderLock());
-        std::unique_ptr<Page> page = GetPage(index);
-        if (!page) {
-            NVR_LOG_ERROR("Failed to get page {}", i + 1);
-            return false;
-        }
         // One scale for both axes: the sheet is the page's own size.
         const PageSize size = DrawingSize(index);
         cairo_pdf_surface_set_size(surface.get(), ToPoints(size.width), ToPoints(size.height));
-        CairoPtr cr(cairo_create(surface.get()));
-        cairo_scale(cr.get(), ToPoints(1.0), ToPoints(1.0));
-        std::string reason;
-        if (!page->Draw(cr.get(), &reason)) {
-            NVR_LOG_ERROR("Failed to draw page {}: {}", i + 1, reason);
+        // Each attempt records the page afresh; the sheet gets the one that drew it whole.
+        CairoSurfacePtr recording;
+        const bool drawn = DrawWhole(index, [&recording, &size] {
+            const cairo_rectangle_t extents{0, 0, size.width, size.height};
+            recording.reset(cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, &extents));
+            return CairoPtr(cairo_create(recording.get()));
+        });
+        if (!drawn) {
             return false;
         }
+        CairoPtr cr(cairo_create(surface.get()));
+        cairo_scale(cr.get(), ToPoints(1.0), ToPoints(1.0));
+        cairo_set_source_surface(cr.get(), recording.get(), 0, 0);
+        cairo_paint(cr.get());
         cairo_show_page(cr.get());
         if (cairo_status(cr.get()) != CAIRO_STATUS_SUCCESS) {
             NVR_LOG_ERROR("Failed to draw page {}: {}", i + 1,

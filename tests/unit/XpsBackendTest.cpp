@@ -276,6 +276,60 @@ TEST_F(XpsBackendTest, DeeplyNestedMarkupIsDrawnWithoutExhaustingTheStack) {
     EXPECT_EQ(corner.r + corner.g + corner.b, 0) << "the innermost path is drawn";
 }
 
+// Elements the library cannot draw (a colour it cannot read, a transform, a missing font)
+// are skipped, each on its own, and what comes after them on the page is drawn and printed;
+// a page that cannot be drawn at all fails the print, which names it.
+TEST_F(XpsBackendTest, ABadElementCostsOnlyItselfAndAPageWithNothingToDrawFailsThePrint) {
+    // Page 1 carries three faults among good elements; page 2 is left unclosed.
+    auto packageWith = [](bool unclosedSecondPage) {
+        std::vector<ZipEntry> parts = XpsParts({{kXpsLetter, kXpsLetter}});
+        for (ZipEntry& entry : parts) {
+            if (entry.name.ends_with("1.fpage")) {
+                entry.data.insert(entry.data.find("<Glyphs"), R"(
+  <Path Data="M 300,300 L 400,300 L 400,400 Z" Fill="no colour"/>
+  <Canvas RenderTransform="1,0,0,x,0,0"><Path Data="M 0,0 L 9,9" Stroke="#FF000000"/></Canvas>
+  <Glyphs OriginX="96" OriginY="600" FontRenderingEmSize="48" FontUri="/Resources/gone.ttf"
+          UnicodeString="Lost" Fill="#FF000000"/>
+  )");
+            } else if (unclosedSecondPage && entry.name.ends_with("2.fpage")) {
+                entry.data.erase(entry.data.rfind("</FixedPage>"));
+            }
+        }
+        return MakeZip(parts);
+    };
+    LoadedXps doc(Bytes("faults.xps", packageWith(false)));
+    ASSERT_TRUE(doc.ok);
+    doc.manager.SetTargetParams(Screen, {1.0, 96, 96});
+    LogCapture log;
+    std::shared_ptr<PageImage> page = doc.manager.GetPageImage(1, Screen);
+    ASSERT_TRUE(page) << log.Text();
+    for (const char* skipped :
+         {"Skipped Path on page 1", "Skipped Canvas on page 1", "Skipped Glyphs on page 1"}) {
+        EXPECT_TRUE(log.Contains(skipped)) << log.Text();
+    }
+    const Rgb square = PixelAt(*page->bitmap, 144, 144);
+    EXPECT_EQ(square.r + square.g + square.b, 0) << "what comes before the faults";
+    int inked = 0;
+    for (int y = 980; y < 1018; ++y) {
+        for (int x = 96; x < 300; ++x) {
+            const Rgb ink = PixelAt(*page->bitmap, x, y);
+            inked += ink.r + ink.g + ink.b < 100 ? 1 : 0;
+        }
+    }
+    EXPECT_GT(inked, 500) << "what comes after them";
+    // The print has every page whole and once.
+    const std::string pdf = dir.File("faults.pdf");
+    ASSERT_TRUE(doc.manager.WriteJobPdf(pdf));
+    EXPECT_EQ(PageTexts(pdf), (std::vector<std::string>{"Page 1", "Page 2"}));
+
+    LoadedXps unclosed(Bytes("unclosed.xps", packageWith(true)));
+    ASSERT_TRUE(unclosed.ok);
+    EXPECT_FALSE(unclosed.manager.GetPageImage(2, Screen));
+    RecordingPrintDevice device;
+    EXPECT_FALSE(unclosed.manager.RenderDocToPrinter("Office", "job", &device));
+    EXPECT_TRUE(log.Contains("Failed to get page 2")) << log.Text();
+}
+
 class XpsPrintTest : public XpsBackendTest {
 protected:
     void SetUp() override {

@@ -1,0 +1,219 @@
+#include "DocFilePageMgr/DocFilePageMgrLib/XpsPageRepair.h"
+
+#include <zip.h>
+
+#include <algorithm>
+#include <memory>
+#include <regex>
+#include <vector>
+
+namespace docmgr {
+namespace {
+
+struct ZipDiscard {
+    void operator()(zip_t* archive) const { zip_discard(archive); }
+};
+using ZipPtr = std::unique_ptr<zip_t, ZipDiscard>;
+
+struct ZipFileClose {
+    void operator()(zip_file_t* file) const { zip_fclose(file); }
+};
+
+// An element of the markup: from the '<' of its start tag to just past its end tag.
+struct ElementSpan {
+    size_t start = 0;
+    size_t tagEnd = 0;  // just past its start tag
+    size_t end = 0;
+    std::string name;
+};
+
+// Every element of the markup in the order they start; comments, processing instructions
+// and character data are passed over. An element left open ends with the markup.
+std::vector<ElementSpan> Elements(std::string_view markup) {
+    std::vector<ElementSpan> spans;
+    std::vector<size_t> open;
+    size_t pos = 0;
+    auto skipTo = [&](std::string_view closing) {
+        const size_t at = markup.find(closing, pos);
+        pos = at == std::string_view::npos ? markup.size() : at + closing.size();
+    };
+    while ((pos = markup.find('<', pos)) != std::string_view::npos) {
+        const std::string_view rest = markup.substr(pos);
+        if (rest.starts_with("<!--")) {
+            skipTo("-->");
+        } else if (rest.starts_with("<![CDATA[")) {
+            skipTo("]]>");
+        } else if (rest.starts_with("<?")) {
+            skipTo("?>");
+        } else if (rest.starts_with("<!")) {
+            skipTo(">");
+        } else if (rest.starts_with("</")) {
+            skipTo(">");
+            if (!open.empty()) {
+                spans[open.back()].end = pos;
+                open.pop_back();
+            }
+        } else {
+            ElementSpan span;
+            span.start = pos;
+            const size_t nameEnd = markup.find_first_of(" \t\r\n/>", pos + 1);
+            span.name = markup.substr(pos + 1, nameEnd - pos - 1);
+            char quote = 0;
+            size_t at = std::min(nameEnd, markup.size());
+            for (; at < markup.size(); ++at) {
+                const char c = markup[at];
+                if (quote != 0) {
+                    quote = c == quote ? 0 : quote;
+                } else if (c == '"' || c == '\'') {
+                    quote = c;
+                } else if (c == '>') {
+                    break;
+                }
+            }
+            pos = span.tagEnd = at < markup.size() ? at + 1 : markup.size();
+            const bool selfClosing = at < markup.size() && markup[at - 1] == '/';
+            span.end = selfClosing ? pos : markup.size();
+            spans.push_back(std::move(span));
+            if (!selfClosing) {
+                open.push_back(spans.size() - 1);
+            }
+        }
+    }
+    return spans;
+}
+
+// The byte offset of a line and column from 1, columns counted in characters.
+size_t OffsetOf(std::string_view markup, int line, int column) {
+    size_t pos = 0;
+    for (int l = 1; l < line && pos < markup.size(); ++l) {
+        const size_t newline = markup.find('\n', pos);
+        pos = newline == std::string_view::npos ? markup.size() : newline + 1;
+    }
+    for (int c = 1; c < column && pos < markup.size() && markup[pos] != '\n'; ++c) {
+        do {
+            ++pos;
+        } while (pos < markup.size() && (static_cast<unsigned char>(markup[pos]) & 0xC0) == 0x80);
+    }
+    return pos;
+}
+
+}  // namespace
+
+std::optional<XpsDrawingFault> ParseDrawingFault(std::string_view error) {
+    static const std::regex kPage(R"(Error rendering page (\S+): (.*))");
+    static const std::regex kPlace(R"(^\S+?:(\d+):(\d+) )");
+    static const std::regex kMissing(R"(The entry '([^']+)' was not found in archive)");
+    static const std::regex kElement(R"(of element '([^']+)')");
+    const std::string text(error);
+    std::smatch page;
+    if (!std::regex_search(text, page, kPage)) {
+        return std::nullopt;
+    }
+    XpsDrawingFault fault;
+    fault.part = page[1];
+    fault.detail = page[2];
+    std::smatch found;
+    if (std::regex_search(fault.detail, found, kPlace)) {
+        fault.line = std::stoi(found[1]);
+        fault.column = std::stoi(found[2]);
+        if (std::regex_search(fault.detail, found, kElement)) {
+            fault.element = found[1];
+        }
+    } else if (std::regex_search(fault.detail, found, kMissing)) {
+        fault.missingResource = found[1];
+    }
+    return fault;
+}
+
+std::optional<ElementCut> CutFaultyElement(std::string_view markup, const XpsDrawingFault& fault) {
+    const std::vector<ElementSpan> spans = Elements(markup);
+    const ElementSpan* chosen = nullptr;
+    if (fault.line > 0) {
+        // The parser names its place a character or two either side of the end of the start
+        // tag at fault: the element it names that ends its tag about there, else the last
+        // one that started before.
+        const size_t place = OffsetOf(markup, fault.line, fault.column);
+        const ElementSpan* endingThere = nullptr;
+        for (const ElementSpan& span : spans) {
+            if (span.start >= place || (!fault.element.empty() && span.name != fault.element)) {
+                continue;
+            }
+            chosen = &span;
+            if (span.tagEnd <= place + 2) {
+                endingThere = &span;
+            }
+        }
+        chosen = endingThere != nullptr ? endingThere : chosen;
+    } else if (!fault.missingResource.empty()) {
+        // Markup may name the resource relative to the page; its last segment is enough.
+        const std::string name = fault.missingResource.substr(fault.missingResource.rfind('/') + 1);
+        for (const ElementSpan& span : spans) {
+            const std::string_view tag = markup.substr(span.start, span.tagEnd - span.start);
+            if (!name.empty() && tag.find(name) != std::string_view::npos) {
+                chosen = &span;
+                break;
+            }
+        }
+    }
+    // The first element is the page itself: without it nothing is left to draw.
+    if (chosen == nullptr || chosen == &spans.front()) {
+        return std::nullopt;
+    }
+    std::string cut(markup.substr(0, chosen->start));
+    cut.append(markup.substr(chosen->end));
+    return ElementCut{std::move(cut), chosen->name};
+}
+
+std::optional<std::string> ReadPackagePart(const std::string& packagePath,
+                                           const std::string& part) {
+    int error = 0;
+    ZipPtr archive(zip_open(packagePath.c_str(), ZIP_RDONLY, &error));
+    if (!archive) {
+        return std::nullopt;
+    }
+    const std::string name = part.starts_with('/') ? part.substr(1) : part;
+    const zip_int64_t index = zip_name_locate(archive.get(), name.c_str(), ZIP_FL_NOCASE);
+    zip_stat_t st;
+    zip_stat_init(&st);
+    if (index < 0 || zip_stat_index(archive.get(), static_cast<zip_uint64_t>(index), 0, &st) != 0 ||
+        (st.valid & ZIP_STAT_SIZE) == 0) {
+        return std::nullopt;
+    }
+    std::unique_ptr<zip_file_t, ZipFileClose> file(
+        zip_fopen_index(archive.get(), static_cast<zip_uint64_t>(index), 0));
+    std::string data(static_cast<size_t>(st.size), '\0');
+    if (!file || zip_fread(file.get(), data.data(), st.size) != static_cast<zip_int64_t>(st.size)) {
+        return std::nullopt;
+    }
+    return data;
+}
+
+bool ReplacePackagePart(const std::string& packagePath, const std::string& part,
+                        const std::string& data) {
+    int error = 0;
+    ZipPtr archive(zip_open(packagePath.c_str(), 0, &error));
+    if (!archive) {
+        return false;
+    }
+    const std::string name = part.starts_with('/') ? part.substr(1) : part;
+    const zip_int64_t index = zip_name_locate(archive.get(), name.c_str(), ZIP_FL_NOCASE);
+    // The archive copies the bytes when it is written, before data goes.
+    zip_source_t* source = zip_source_buffer(archive.get(), data.data(), data.size(), 0);
+    if (index < 0 || source == nullptr) {
+        return false;
+    }
+    if (zip_file_replace(archive.get(), static_cast<zip_uint64_t>(index), source, 0) != 0) {
+        zip_source_free(source);
+        return false;
+    }
+    zip_set_file_compression(archive.get(), static_cast<zip_uint64_t>(index), ZIP_CM_STORE, 0);
+    // Written now; the archive is closed either way.
+    zip_t* raw = archive.release();
+    if (zip_close(raw) != 0) {
+        zip_discard(raw);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace docmgr
