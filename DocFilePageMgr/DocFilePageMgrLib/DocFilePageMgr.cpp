@@ -1,7 +1,5 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 
-#include <sys/eventfd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -10,7 +8,7 @@
 
 namespace docmgr {
 
-DocFilePageMgr::DocFilePageMgr() : m_stopSignal(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+DocFilePageMgr::DocFilePageMgr() = default;
 
 DocFilePageMgr::~DocFilePageMgr() {
     NVR_LOG_ENTRY("Entered - clearing cache with {} entries", m_images.Size());

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocMgrTypes.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/InputCapture.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageImage.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageImageCache.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
@@ -81,7 +82,7 @@ public:
 
     // Where piped input is read from; standard input unless a caller substitutes another
     // descriptor, which stays the caller's.
-    void SetPipeInput(int fd) { m_pipeInputFd = fd; }
+    void SetPipeInput(int fd) { m_capture.SetInput(fd); }
     // Ends a capture of piped input that is still waiting for bytes: its partial file is
     // deleted and the load fails. The backend's own opening of a document is not interrupted.
     void StopLoad();
@@ -145,7 +146,6 @@ private:
     // One side from StartPage to EndPage; a failure aborts the job. number counts from 1.
     bool PrintSide(PrintDevice* device, const PhysicalPage& side, PageCell::Fit fit,
                    uint64_t number);
-    bool CaptureInputFileFromPipe(const std::string& inputPath, const std::string& tempFilePath);
     static void LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> context);
     void MarkThreadFinished();
 
@@ -162,9 +162,7 @@ private:
     std::mutex m_threadStateLock;
     std::condition_variable m_threadFinishedSignal;
     bool m_threadFinished = false;
-    int m_pipeInputFd = 0;
-    std::atomic<bool> m_stopRequested{false};
-    nvrprint::platform::UniqueFd m_stopSignal;
+    InputCapture m_capture;
     std::string m_scratchDirectory;
     DocumentType m_documentType;
 };

@@ -1,44 +1,12 @@
-// Loading a document on a thread of its own: capture of piped input, the backend's load,
-// the events of the load, and the wait for its end.
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
-#include <cerrno>
+// Loading a document on a thread of its own: the capture of piped input, the backend's
+// load, the events of the load, and the wait for its end.
 #include <chrono>
-#include <cstring>
-#include <filesystem>
 #include <system_error>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
 #include "logging/LogMacros.h"
-#include "platform/FileSystem.h"
 
 namespace docmgr {
-namespace {
-
-constexpr size_t kCaptureChunkBytes = 4096;
-
-uint64_t FileSizeOrZero(const std::string& path) {
-    std::error_code ec;
-    uintmax_t size = std::filesystem::file_size(path, ec);
-    return ec ? 0 : static_cast<uint64_t>(size);
-}
-
-// A fresh, unique file in the system temp directory, as a fallback place for a capture.
-std::string MakeSystemTempName(nvrprint::platform::UniqueFd* file, int* error) {
-    std::string pattern = nvrprint::platform::SystemTempPath() + "/docXXXXXX";
-    int fd = ::mkostemp(pattern.data(), O_CLOEXEC);
-    if (fd < 0) {
-        *error = errno;
-        return {};
-    }
-    *file = nvrprint::platform::UniqueFd(fd);
-    return pattern;
-}
-
-}  // namespace
-
 LoadHandle DocFilePageMgr::LoadDocument(const std::string& path, bool isPipe,
                                         const DocMgrEventCallback& callback,
                                         const std::string& tempFilePath) {
@@ -55,11 +23,7 @@ LoadHandle DocFilePageMgr::LoadDocument(const std::string& path, bool isPipe,
         }
         m_loadThread.join();
     }
-    m_stopRequested.store(false);
-    if (m_stopSignal.IsOpen()) {
-        uint64_t pending = 0;
-        [[maybe_unused]] ssize_t drained = ::read(m_stopSignal.Get(), &pending, sizeof pending);
-    }
+    m_capture.Rearm();
     m_eventCallback = callback;
     m_loadComplete.store(false);
     m_loadSuccess.store(false);
@@ -117,24 +81,23 @@ void DocFilePageMgr::LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> c
             if (callback) {
                 callback(InputCaptureStart, InputCaptureStartData{context->inputPath});
             }
-            errno = 0;
-            if (!self->CaptureInputFileFromPipe(context->inputPath, context->tempFilePath)) {
-                int error = errno;
+            NVR_LOG_INFO("Capturing input from: {}", context->inputPath);
+            const InputCapture::Result capture = self->m_capture.Capture(context->tempFilePath);
+            if (!capture.captured) {
                 NVR_LOG_ERROR("Failed to capture input from pipe");
                 if (callback) {
                     callback(DocumentLoadError,
                              DocumentLoadErrorData{"Failed to capture input from pipe",
-                                                   static_cast<uint32_t>(error)});
+                                                   static_cast<uint32_t>(capture.error)});
                 }
                 return;
             }
-            path = context->tempFilePath;
-            context->actualPath = context->tempFilePath;
-            self->m_tempFilePath = context->tempFilePath;
-            uint64_t fileSize = FileSizeOrZero(context->tempFilePath);
+            path = capture.path;
+            context->actualPath = capture.path;
+            self->m_tempFilePath = capture.path;
+            const uint64_t fileSize = capture.bytes;
             if (callback) {
-                callback(InputCaptureComplete,
-                         InputCaptureCompleteData{context->tempFilePath, fileSize});
+                callback(InputCaptureComplete, InputCaptureCompleteData{capture.path, fileSize});
             }
             NVR_LOG_INFO("Input captured successfully ({} bytes)", fileSize);
         }
@@ -194,101 +157,9 @@ bool DocFilePageMgr::WaitForDocumentLoad(uint32_t timeoutMs) {
     return m_loadSuccess.load();
 }
 
-bool DocFilePageMgr::CaptureInputFileFromPipe(const std::string& inputPath,
-                                              const std::string& tempFilePath) {
-    NVR_LOG_ENTRY("Entered");
-    NVR_LOG_INFO("Capturing input from: {}", inputPath);
-    // Standard input carries bytes unchanged here: there is no text mode to switch off.
-
-    nvrprint::platform::UniqueFd output;
-    std::string outputPath = tempFilePath;
-    int error = 0;
-    if (outputPath.empty()) {
-        outputPath = MakeSystemTempName(&output, &error);
-        if (outputPath.empty()) {
-            NVR_LOG_ERROR("Failed to create temp file name (Error: {})", error);
-            errno = error;
-            return false;
-        }
-    } else {
-        output = nvrprint::platform::CreateNewPrivateFile(outputPath, &error);
-    }
-    NVR_LOG_DEBUG("Temporary file: {}", outputPath);
-    if (!output.IsOpen()) {
-        NVR_LOG_ERROR("Failed to create temporary file: {} (errno: {} - {})", outputPath, error,
-                      std::strerror(error));
-        errno = error;
-        return false;
-    }
-
-    // Anything short of every byte on disk is a failed capture, and its file is no document.
-    auto fail = [&](const std::string& why, int cause) {
-        output.Reset();
-        std::error_code ec;
-        std::filesystem::remove(outputPath, ec);
-        NVR_LOG_ERROR("{}; deleted the partial file: {}", why, outputPath);
-        errno = cause;
-        return false;
-    };
-
-    char buffer[kCaptureChunkBytes];
-    uint64_t total = 0;
-    for (;;) {
-        pollfd waits[2] = {{m_pipeInputFd, POLLIN, 0}, {m_stopSignal.Get(), POLLIN, 0}};
-        if (m_stopRequested.load()) {
-            return fail("Capture of standard input stopped", ECANCELED);
-        }
-        if (::poll(waits, 2, -1) < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return fail(fmt::format("Failed to wait for standard input (errno: {} - {})", errno,
-                                    std::strerror(errno)),
-                        errno);
-        }
-        if (waits[1].revents != 0 || m_stopRequested.load()) {
-            return fail("Capture of standard input stopped", ECANCELED);
-        }
-        ssize_t got = ::read(m_pipeInputFd, buffer, sizeof buffer);
-        if (got < 0) {
-            if (errno == EINTR || errno == EAGAIN) {
-                continue;
-            }
-            return fail(fmt::format("Failed to read standard input (errno: {} - {})", errno,
-                                    std::strerror(errno)),
-                        errno);
-        }
-        if (got == 0) {
-            break;
-        }
-        if (!nvrprint::platform::WriteAll(output.Get(), buffer, static_cast<size_t>(got), &error)) {
-            return fail(fmt::format("Failed to write temporary file after {} bytes (errno: {} - "
-                                    "{})",
-                                    total, error, std::strerror(error)),
-                        error);
-        }
-        total += static_cast<uint64_t>(got);
-    }
-    if (!output.Close()) {
-        error = errno;
-        return fail(fmt::format("Failed to close temporary file (errno: {} - {})", error,
-                                std::strerror(error)),
-                    error);
-    }
-    NVR_LOG_INFO("Saved stdin to temporary file ({} bytes): {}", total, outputPath);
-    if (total == 0) {
-        errno = ENODATA;
-    }
-    return total != 0;
-}
-
 void DocFilePageMgr::StopLoad() {
     NVR_LOG_DEBUG("Stopping the load");
-    m_stopRequested.store(true);
-    if (m_stopSignal.IsOpen()) {
-        uint64_t one = 1;
-        [[maybe_unused]] ssize_t written = ::write(m_stopSignal.Get(), &one, sizeof one);
-    }
+    m_capture.Stop();
 }
 
 }  // namespace docmgr
