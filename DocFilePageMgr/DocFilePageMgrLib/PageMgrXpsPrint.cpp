@@ -3,59 +3,41 @@
 // of its own size. The job's device settings (paper, two-sided, colour, resolution, source,
 // media type, stapling) go to the printer as job options; the program's N-up, reverse order
 // and copies do not apply, so the printer's defaults rule those.
-#include <cairo-pdf.h>
-
 #include <mutex>
 
+#include "DocFilePageMgr/DocFilePageMgrLib/DrawnPagesPdf.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "logging/LogMacros.h"
 
 namespace docmgr {
+
 bool PageMgrXps::WriteJobPdf(const std::string& path) {
-    NVR_LOG_DEBUG("Writing {} page(s) to {}", m_totalPages, path);
-    CairoSurfacePtr surface(cairo_pdf_surface_create(path.c_str(), 612.0, 792.0));
-    if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) {
-        NVR_LOG_ERROR("Cannot create {}: {}", path,
-                      cairo_status_to_string(cairo_surface_status(surface.get())));
-        return false;
-    }
-    for (uint64_t i = 0; i < m_totalPages; ++i) {
-        const size_t index = static_cast<size_t>(i);
+    auto sizeOf = [this](size_t index) {
+        const PageSize size = DrawingSize(index);
+        return DrawnPage{ToPoints(size.width), ToPoints(size.height)};
+    };
+    auto draw = [this](size_t index, cairo_t* cr) {
         // A page at a time, so that a window showing the document waits one page at most.
         std::lock_guard rendering(RenderLock());
-        // One scale for both axes: the sheet is the page's own size.
-        const PageSize size = DrawingSize(index);
-        cairo_pdf_surface_set_size(surface.get(), ToPoints(size.width), ToPoints(size.height));
         // Each attempt records the page afresh; the sheet gets the one that drew it whole.
+        const PageSize size = DrawingSize(index);
         CairoSurfacePtr recording;
         const bool drawn = DrawWhole(index, [&recording, &size] {
             const cairo_rectangle_t extents{0, 0, size.width, size.height};
             recording.reset(cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, &extents));
             return CairoPtr(cairo_create(recording.get()));
         });
-        if (!drawn) {
-            return false;
+        if (drawn) {
+            // One scale for both axes: the sheet is the page's own size.
+            cairo_scale(cr, ToPoints(1.0), ToPoints(1.0));
+            cairo_set_source_surface(cr, recording.get(), 0, 0);
+            cairo_paint(cr);
         }
-        CairoPtr cr(cairo_create(surface.get()));
-        cairo_scale(cr.get(), ToPoints(1.0), ToPoints(1.0));
-        cairo_set_source_surface(cr.get(), recording.get(), 0, 0);
-        cairo_paint(cr.get());
-        cairo_show_page(cr.get());
-        if (cairo_status(cr.get()) != CAIRO_STATUS_SUCCESS) {
-            NVR_LOG_ERROR("Failed to draw page {}: {}", i + 1,
-                          cairo_status_to_string(cairo_status(cr.get())));
-            return false;
-        }
-        ReportPrintProgress(i + 1, m_totalPages);
-    }
-    cairo_surface_finish(surface.get());
-    if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) {
-        NVR_LOG_ERROR("Cannot write {}: {}", path,
-                      cairo_status_to_string(cairo_surface_status(surface.get())));
-        return false;
-    }
-    return true;
+        return drawn;
+    };
+    return WriteDrawnPagesPdf(path, static_cast<size_t>(m_totalPages), sizeOf, draw,
+                              [this](size_t done) { ReportPrintProgress(done, m_totalPages); });
 }
 
 bool PageMgrXps::OnPrintStarting(const std::string& printerName, const std::string&,

@@ -1,12 +1,12 @@
 #include "tests/support/DrawnPagesFormat.h"
 
-#include <cairo-pdf.h>
 #include <cairo.h>
 #include <fmt/format.h>
 
 #include <fstream>
 #include <sstream>
 
+#include "DocFilePageMgr/DocFilePageMgrLib/DrawnPagesPdf.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/ScratchFile.h"
 #include "platform/CairoPtr.h"
 
@@ -16,7 +16,6 @@ namespace {
 using docmgr::PageCell;
 using docmgr::PrintDevice;
 using nvrprint::platform::CairoPtr;
-using nvrprint::platform::CairoSurfacePtr;
 
 constexpr const char* kMagic = "%NVRDRAWN";
 
@@ -96,15 +95,15 @@ protected:
         if (!m_jobPdf) {
             return false;
         }
-        CairoSurfacePtr surface(cairo_pdf_surface_create(m_jobPdf->Path().c_str(), 612, 792));
-        for (size_t index = 0; index < m_pages.size(); ++index) {
-            cairo_pdf_surface_set_size(surface.get(), m_pages[index].width, m_pages[index].height);
-            CairoPtr cr(cairo_create(surface.get()));
-            DrawPage(cr.get(), index, m_pages[index]);
-            cairo_show_page(cr.get());
-        }
-        cairo_surface_finish(surface.get());
-        return cairo_surface_status(surface.get()) == CAIRO_STATUS_SUCCESS;
+        return docmgr::WriteDrawnPagesPdf(
+            m_jobPdf->Path(), m_pages.size(),
+            [this](size_t index) {
+                return docmgr::DrawnPage{m_pages[index].width, m_pages[index].height};
+            },
+            [this](size_t index, cairo_t* cr) {
+                DrawPage(cr, index, m_pages[index]);
+                return true;
+            });
     }
     bool OnPlacePage(PrintDevice* device, size_t index, const PageCell& cell) override {
         return m_jobPdf && device->PlacePage(docmgr::VectorPage{m_jobPdf->Path(), index}, cell);
