@@ -129,6 +129,7 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
     m_package.reset();
     m_totalPages = 0;
     m_pageSizes.clear();
+    m_skipsLeft = kMaxSkippedInDocument;
 
     // The library reads only a checked, plain copy of the package.
     int error = 0;
@@ -261,6 +262,9 @@ bool PageMgrXps::DrawWhole(size_t pageIndex, const std::function<CairoPtr()>& st
 }
 
 bool PageMgrXps::SkipFaultyElement(size_t pageIndex, const std::string& error) {
+    if (m_skipsLeft == 0) {
+        return false;
+    }
     const std::optional<XpsDrawingFault> fault = ParseDrawingFault(error);
     const std::optional<std::string> markup =
         fault ? ReadPackagePart(m_package->copy->Path(), fault->part) : std::nullopt;
@@ -270,6 +274,7 @@ bool PageMgrXps::SkipFaultyElement(size_t pageIndex, const std::string& error) {
         !OpenLibraryView(*m_package, &reason)) {
         return false;
     }
+    --m_skipsLeft;
     NVR_LOG_WARNING("Skipped {} on page {}, which cannot be drawn: {}", cut->element, pageIndex + 1,
                     fault->detail);
     return true;

@@ -62,8 +62,10 @@ private:
     struct Package;
     struct Page;
 
-    // At most this many elements of one page are skipped before the page counts as lost.
+    // At most this many elements of one page, and of the whole document, are skipped before
+    // a page counts as lost: each skip writes the package copy anew.
     static constexpr int kMaxSkippedElements = 32;
+    static constexpr int kMaxSkippedInDocument = 128;
 
     // The library's view of the package copy: the file and its sub-documents, opened anew.
     static bool OpenLibraryView(Package& package, std::string* reason);
@@ -83,6 +85,7 @@ private:
     // Routes the library's warnings to the log while this manager lives.
     unsigned m_warningHandler = 0;
     std::unique_ptr<Package> m_package;
+    int m_skipsLeft = kMaxSkippedInDocument;
     uint64_t m_totalPages = 0;
     std::vector<PageSize> m_pageSizes;
     // The pages drawn as vector PDF for the print under way, and its printer.

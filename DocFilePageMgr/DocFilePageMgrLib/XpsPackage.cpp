@@ -1,4 +1,5 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/XpsPackage.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/ZipPtr.h"
 
 #include <zip.h>
 
@@ -13,16 +14,6 @@
 
 namespace docmgr {
 namespace {
-
-struct ZipClose {
-    void operator()(zip_t* archive) const { zip_discard(archive); }
-};
-using ZipPtr = std::unique_ptr<zip_t, ZipClose>;
-
-struct ZipFileClose {
-    void operator()(zip_file_t* file) const { zip_fclose(file); }
-};
-using ZipFilePtr = std::unique_ptr<zip_file_t, ZipFileClose>;
 
 std::string Lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),

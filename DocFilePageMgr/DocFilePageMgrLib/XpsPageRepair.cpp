@@ -1,23 +1,14 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/XpsPageRepair.h"
 
-#include <zip.h>
-
 #include <algorithm>
 #include <memory>
 #include <regex>
 #include <vector>
 
+#include "DocFilePageMgr/DocFilePageMgrLib/ZipPtr.h"
+
 namespace docmgr {
 namespace {
-
-struct ZipDiscard {
-    void operator()(zip_t* archive) const { zip_discard(archive); }
-};
-using ZipPtr = std::unique_ptr<zip_t, ZipDiscard>;
-
-struct ZipFileClose {
-    void operator()(zip_file_t* file) const { zip_fclose(file); }
-};
 
 // An element of the markup: from the '<' of its start tag to just past its end tag.
 struct ElementSpan {
@@ -179,8 +170,7 @@ std::optional<std::string> ReadPackagePart(const std::string& packagePath,
         (st.valid & ZIP_STAT_SIZE) == 0) {
         return std::nullopt;
     }
-    std::unique_ptr<zip_file_t, ZipFileClose> file(
-        zip_fopen_index(archive.get(), static_cast<zip_uint64_t>(index), 0));
+    ZipFilePtr file(zip_fopen_index(archive.get(), static_cast<zip_uint64_t>(index), 0));
     std::string data(static_cast<size_t>(st.size), '\0');
     if (!file || zip_fread(file.get(), data.data(), st.size) != static_cast<zip_int64_t>(st.size)) {
         return std::nullopt;
