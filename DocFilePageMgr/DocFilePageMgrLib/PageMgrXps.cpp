@@ -300,7 +300,9 @@ PageMgrXps::PageSize PageMgrXps::DrawingSize(size_t pageIndex) const {
 BitmapPtr PageMgrXps::OnRenderPageBitmap(size_t pageIndex, const TargetParams& params) {
     NVR_LOG_DEBUG("Rendering page {} at DPI {}x{} with scale {}", pageIndex + 1, params.dpiX,
                   params.dpiY, params.scale);
-    const auto [width, height] = DrawingSize(pageIndex);
+    const PageSize drawing = DrawingSize(pageIndex);
+    const double width = drawing.width;
+    const double height = drawing.height;
     const double pixelsWide = width / 96.0 * params.dpiX * params.scale + 0.5;
     const double pixelsHigh = height / 96.0 * params.dpiY * params.scale + 0.5;
     const int64_t pixelWidth = pixelsWide < 1e9 ? static_cast<int64_t>(pixelsWide) : -1;
