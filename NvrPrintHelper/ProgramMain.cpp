@@ -47,12 +47,12 @@ int RunProgram(int argc, char** argv, const docmgr::FormatRegistry& formats,
     logger.SetModeFlags(LogToTrace | LogToStdout);
     NVR_LOG_ENTRY("=== NvrPrintHelper Application Starting ===");
     platform::Platform os = platform::CreateSystemPlatform();
-    if (adaptSystem) {
-        adaptSystem(os);
-    }
 
     int exitCode = 1;
     try {
+        if (adaptSystem) {
+            adaptSystem(os);
+        }
         exitCode = ParseAndRun(argc, argv, os, formats);
     } catch (const std::exception& e) {
         std::string text = std::string("Unhandled exception: ") + e.what();

@@ -2,6 +2,8 @@
 
 #include <cairo-pdf.h>
 
+#include <cstdio>
+
 #include "logging/LogMacros.h"
 #include "platform/CairoPtr.h"
 
@@ -21,18 +23,24 @@ bool WriteDrawnPagesPdf(const std::string& path, size_t pageCount,
                       cairo_status_to_string(cairo_surface_status(surface.get())));
         return false;
     }
+    // Anything short of every page is no document: what was written goes.
+    auto fail = [&surface, &path] {
+        cairo_surface_finish(surface.get());
+        std::remove(path.c_str());
+        return false;
+    };
     for (size_t index = 0; index < pageCount; ++index) {
         const DrawnPage size = sizeOf(index);
         cairo_pdf_surface_set_size(surface.get(), size.widthPoints, size.heightPoints);
         CairoPtr cr(cairo_create(surface.get()));
         if (!draw(index, cr.get())) {
-            return false;
+            return fail();
         }
         cairo_show_page(cr.get());
         if (cairo_status(cr.get()) != CAIRO_STATUS_SUCCESS) {
             NVR_LOG_ERROR("Failed to draw page {}: {}", index + 1,
                           cairo_status_to_string(cairo_status(cr.get())));
-            return false;
+            return fail();
         }
         if (done) {
             done(index + 1);
@@ -42,6 +50,7 @@ bool WriteDrawnPagesPdf(const std::string& path, size_t pageCount,
     if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) {
         NVR_LOG_ERROR("Cannot write {}: {}", path,
                       cairo_status_to_string(cairo_surface_status(surface.get())));
+        std::remove(path.c_str());
         return false;
     }
     return true;

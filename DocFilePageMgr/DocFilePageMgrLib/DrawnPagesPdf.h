@@ -17,7 +17,8 @@ struct DrawnPage {
 
 // Writes pageCount pages to path: sizeOf tells each page's size, draw draws it in points onto
 // the context it is given (false ends the writing), and done hears each page as it is
-// finished. False, with the reason logged, when a page cannot be drawn or the file written.
+// finished. False, with the reason logged and no file left, when a page cannot be drawn or
+// the file written.
 bool WriteDrawnPagesPdf(const std::string& path, size_t pageCount,
                         const std::function<DrawnPage(size_t index)>& sizeOf,
                         const std::function<bool(size_t index, cairo_t* cr)>& draw,

@@ -123,9 +123,11 @@ InputCapture::Result InputCapture::Capture(const std::string& path) {
                                 std::strerror(error)),
                     error);
     }
+    if (result.bytes == 0) {
+        return fail("Standard input ended without a byte", ENODATA);
+    }
     NVR_LOG_INFO("Saved stdin to temporary file ({} bytes): {}", result.bytes, result.path);
-    result.captured = result.bytes != 0;
-    result.error = result.captured ? 0 : ENODATA;
+    result.captured = true;
     return result;
 }
 

@@ -130,6 +130,7 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
     m_totalPages = 0;
     m_pageSizes.clear();
     m_skipsLeft = kMaxSkippedInDocument;
+    m_unrepairablePages.clear();
 
     // The library reads only a checked, plain copy of the package.
     int error = 0;
@@ -243,6 +244,7 @@ std::unique_ptr<PageMgrXps::Page> PageMgrXps::GetPage(size_t pageIndex) {
 }
 
 bool PageMgrXps::DrawWhole(size_t pageIndex, const std::function<CairoPtr()>& start) {
+    std::string previous;
     for (int skipped = 0;; ++skipped) {
         std::unique_ptr<Page> page = GetPage(pageIndex);
         if (!page) {
@@ -254,15 +256,21 @@ bool PageMgrXps::DrawWhole(size_t pageIndex, const std::function<CairoPtr()>& st
         if (page->Draw(cr.get(), &reason)) {
             return true;
         }
-        if (skipped == kMaxSkippedElements || !SkipFaultyElement(pageIndex, reason)) {
+        // The same fault after a cut: the cut missed it, and the page is left as it is.
+        const bool cutMissed = reason == previous;
+        if (cutMissed) {
+            m_unrepairablePages.insert(pageIndex);
+        }
+        if (cutMissed || skipped == kMaxSkippedElements || !SkipFaultyElement(pageIndex, reason)) {
             NVR_LOG_ERROR("Failed to draw page {}: {}", pageIndex + 1, reason);
             return false;
         }
+        previous = std::move(reason);
     }
 }
 
-bool PageMgrXps::SkipFaultyElement(size_t pageIndex, const std::string& error) {
-    if (m_skipsLeft == 0) {
+bool PageMgrXps::SkipFaultyElement(size_t pageIndex, const std::string& error) try {
+    if (m_skipsLeft == 0 || m_unrepairablePages.contains(pageIndex)) {
         return false;
     }
     const std::optional<XpsDrawingFault> fault = ParseDrawingFault(error);
@@ -278,6 +286,9 @@ bool PageMgrXps::SkipFaultyElement(size_t pageIndex, const std::string& error) {
     NVR_LOG_WARNING("Skipped {} on page {}, which cannot be drawn: {}", cut->element, pageIndex + 1,
                     fault->detail);
     return true;
+} catch (const std::exception& e) {
+    NVR_LOG_ERROR("Cannot skip the faulty element of page {}: {}", pageIndex + 1, e.what());
+    return false;
 }
 
 bool PageMgrXps::Page::Draw(cairo_t* cr, std::string* reason) const {

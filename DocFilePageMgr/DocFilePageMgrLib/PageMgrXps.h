@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -86,6 +87,8 @@ private:
     unsigned m_warningHandler = 0;
     std::unique_ptr<Package> m_package;
     int m_skipsLeft = kMaxSkippedInDocument;
+    // Pages whose fault a cut did not remove: they are not cut again.
+    std::set<size_t> m_unrepairablePages;
     uint64_t m_totalPages = 0;
     std::vector<PageSize> m_pageSizes;
     // The pages drawn as vector PDF for the print under way, and its printer.

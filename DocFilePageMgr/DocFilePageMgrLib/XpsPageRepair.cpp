@@ -1,8 +1,8 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/XpsPageRepair.h"
 
 #include <algorithm>
+#include <charconv>
 #include <memory>
-#include <regex>
 #include <vector>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/ZipPtr.h"
@@ -73,45 +73,67 @@ std::vector<ElementSpan> Elements(std::string_view markup) {
     return spans;
 }
 
-// The byte offset of a line and column from 1, columns counted in characters.
+// The byte offset of a place as the markup parser counts it: lines from 1, columns in bytes
+// from 1 on the first line and from 2 on the others (it counts the line's newline). A byte
+// order mark, which the parser never sees, shifts the first line.
 size_t OffsetOf(std::string_view markup, int line, int column) {
-    size_t pos = 0;
+    size_t pos = markup.starts_with("\xEF\xBB\xBF") ? 3 : 0;
     for (int l = 1; l < line && pos < markup.size(); ++l) {
         const size_t newline = markup.find('\n', pos);
         pos = newline == std::string_view::npos ? markup.size() : newline + 1;
     }
-    for (int c = 1; c < column && pos < markup.size() && markup[pos] != '\n'; ++c) {
-        do {
-            ++pos;
-        } while (pos < markup.size() && (static_cast<unsigned char>(markup[pos]) & 0xC0) == 0x80);
-    }
-    return pos;
+    const size_t skip = static_cast<size_t>(std::max(0, column - (line > 1 ? 2 : 1)));
+    return std::min(markup.size(), pos + skip);
 }
 
 }  // namespace
 
 std::optional<XpsDrawingFault> ParseDrawingFault(std::string_view error) {
-    static const std::regex kPage(R"(Error rendering page (\S+): (.*))");
-    static const std::regex kPlace(R"(^\S+?:(\d+):(\d+) )");
-    static const std::regex kMissing(R"(The entry '([^']+)' was not found in archive)");
-    static const std::regex kElement(R"(of element '([^']+)')");
-    const std::string text(error);
-    std::smatch page;
-    if (!std::regex_search(text, page, kPage)) {
+    // Only the head of a message is read: the library quotes page content after it.
+    constexpr size_t kReadBytes = 4096;
+    const std::string_view text = error.substr(0, kReadBytes);
+    constexpr std::string_view kPage = "Error rendering page ";
+    const size_t pageAt = text.find(kPage);
+    const size_t partAt = pageAt == std::string_view::npos ? pageAt : pageAt + kPage.size();
+    const size_t partEnd = partAt == std::string_view::npos ? partAt : text.find(": ", partAt);
+    if (partEnd == std::string_view::npos || partEnd == partAt) {
         return std::nullopt;
     }
     XpsDrawingFault fault;
-    fault.part = page[1];
-    fault.detail = page[2];
-    std::smatch found;
-    if (std::regex_search(fault.detail, found, kPlace)) {
-        fault.line = std::stoi(found[1]);
-        fault.column = std::stoi(found[2]);
-        if (std::regex_search(fault.detail, found, kElement)) {
-            fault.element = found[1];
+    fault.part = text.substr(partAt, partEnd - partAt);
+    fault.detail = text.substr(partEnd + 2);
+    const std::string_view detail = fault.detail;
+    // "<part>:<line>:<column> invalid content in attribute 'A' of element 'E': ..."
+    if (detail.starts_with(fault.part) && detail.substr(fault.part.size()).starts_with(':')) {
+        const char* at = detail.data() + fault.part.size() + 1;
+        const char* end = detail.data() + detail.size();
+        auto [afterLine, lineError] = std::from_chars(at, end, fault.line);
+        if (lineError == std::errc() && afterLine < end && *afterLine == ':') {
+            auto [afterColumn, columnError] = std::from_chars(afterLine + 1, end, fault.column);
+            if (columnError != std::errc() || fault.line < 1 || fault.column < 1) {
+                fault.line = fault.column = 0;
+            }
+        } else {
+            fault.line = 0;
         }
-    } else if (std::regex_search(fault.detail, found, kMissing)) {
-        fault.missingResource = found[1];
+        constexpr std::string_view kElement = "of element '";
+        const size_t elementAt = detail.find(kElement);
+        const size_t elementEnd = elementAt == std::string_view::npos
+                                      ? elementAt
+                                      : detail.find('\'', elementAt + kElement.size());
+        if (fault.line > 0 && elementEnd != std::string_view::npos) {
+            fault.element = detail.substr(elementAt + kElement.size(),
+                                          elementEnd - elementAt - kElement.size());
+        }
+        return fault;
+    }
+    // "The entry '<name>' was not found in archive"
+    constexpr std::string_view kEntry = "The entry '";
+    if (detail.starts_with(kEntry)) {
+        const size_t nameEnd = detail.find("' was not found in archive", kEntry.size());
+        if (nameEnd != std::string_view::npos) {
+            fault.missingResource = detail.substr(kEntry.size(), nameEnd - kEntry.size());
+        }
     }
     return fault;
 }
@@ -187,9 +209,12 @@ bool ReplacePackagePart(const std::string& packagePath, const std::string& part,
     }
     const std::string name = part.starts_with('/') ? part.substr(1) : part;
     const zip_int64_t index = zip_name_locate(archive.get(), name.c_str(), ZIP_FL_NOCASE);
+    if (index < 0) {
+        return false;
+    }
     // The archive copies the bytes when it is written, before data goes.
     zip_source_t* source = zip_source_buffer(archive.get(), data.data(), data.size(), 0);
-    if (index < 0 || source == nullptr) {
+    if (source == nullptr) {
         return false;
     }
     if (zip_file_replace(archive.get(), static_cast<zip_uint64_t>(index), source, 0) != 0) {

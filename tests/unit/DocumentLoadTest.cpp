@@ -89,7 +89,7 @@ TEST(DocumentLoad, PipedInputIsKeptByteForByteAndDeletedAfter) {
         }
         EXPECT_FALSE(fs::exists(capture));
     }
-    // An empty pipe is a failed load.
+    // An empty pipe is a failed load, and leaves no capture behind.
     {
         ScratchDir dir;
         InputBytes input("");
@@ -99,6 +99,7 @@ TEST(DocumentLoad, PipedInputIsKeptByteForByteAndDeletedAfter) {
         doc.LoadDocument("-", true, events.Callback(), dir.File("e.pdf"));
         EXPECT_FALSE(doc.WaitForDocumentLoad(30000));
         EXPECT_EQ(events.kinds.back(), DocumentLoadError);
+        EXPECT_FALSE(fs::exists(dir.File("e.pdf")));
     }
 }
 
