@@ -134,8 +134,6 @@ private:
         std::string inputPath;
         bool isPipe = false;
         DocMgrEventCallback callback;
-        std::string actualPath;
-        bool completed = false;
         std::string tempFilePath;
     };
 

@@ -93,7 +93,6 @@ void DocFilePageMgr::LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> c
                 return;
             }
             path = capture.path;
-            context->actualPath = capture.path;
             self->m_tempFilePath = capture.path;
             const uint64_t fileSize = capture.bytes;
             if (callback) {
@@ -128,7 +127,6 @@ void DocFilePageMgr::LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> c
             }
             callback(LoadDocumentComplete, LoadDocumentCompleteData{self->m_pageCount});
         }
-        context->completed = true;
         self->m_loadComplete.store(true);
         self->m_loadSuccess.store(true);
         NVR_LOG_INFO("Thread completed successfully");

@@ -24,11 +24,4 @@ public:
     int32_t height;
 };
 
-// One row of the weak page cache.
-struct PageCacheEntry {
-    uint64_t pageIndex;
-    RenderTarget target;
-    std::weak_ptr<PageImage> image;
-};
-
 }  // namespace docmgr

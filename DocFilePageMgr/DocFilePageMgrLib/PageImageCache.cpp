@@ -44,7 +44,7 @@ std::shared_ptr<PageImage> PageImageCache::Find(size_t pageIndex, RenderTarget t
 
 void PageImageCache::Add(const std::shared_ptr<PageImage>& image) {
     std::lock_guard lock(m_lock);
-    m_rows.push_back(PageCacheEntry{image->pageIndex, image->target, image});
+    m_rows.push_back(Row{image->pageIndex, image->target, image});
 }
 
 void PageImageCache::Clear() {

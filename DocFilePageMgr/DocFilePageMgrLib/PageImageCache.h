@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -26,8 +27,14 @@ public:
     size_t Size() const;
 
 private:
+    struct Row {
+        uint64_t pageIndex;
+        RenderTarget target;
+        std::weak_ptr<PageImage> image;
+    };
+
     mutable std::mutex m_lock;
-    std::vector<PageCacheEntry> m_rows;
+    std::vector<Row> m_rows;
     TargetParams m_thumbnail{0.75, 200, 200};
     TargetParams m_screen{1.0, 300, 300};
     TargetParams m_printer{1.0, 600, 600};
