@@ -122,6 +122,10 @@ using DevModePtr = std::unique_ptr<DEVMODEW, DevModeDeleter>;
 
 // A zeroed block with dmSize, dmSpecVersion and dmDriverExtra filled in; empty on failure.
 DevModePtr AllocateDevMode(uint16_t driverExtraBytes = 0);
+// The size of the whole block, driver-private tail included.
+inline size_t DevModeBytes(const DEVMODEW& dm) {
+    return static_cast<size_t>(dm.dmSize) + dm.dmDriverExtra;
+}
 // A byte-for-byte copy of a whole block, driver-private tail included.
 DevModePtr CopyDevMode(const DEVMODEW* devMode);
 
@@ -132,6 +136,11 @@ void SetDevModeText(char16_t (&field)[32], const std::string& utf8);
 // The driver-private tail: UTF-8 "name=value" pairs, each ended by a NUL, the list ended by
 // an empty pair. Reading stops at the end of the block whatever it holds.
 std::map<std::string, std::string> ReadDriverOptions(const DEVMODEW* devMode);
+// The driver-private option that asks a printer to staple; an empty name when it cannot.
+struct StapleOption {
+    std::string name;
+    std::string value;
+};
 // Returns a new block carrying the same public part and these options as its tail.
 DevModePtr WithDriverOptions(const DEVMODEW* devMode,
                              const std::map<std::string, std::string>& options);

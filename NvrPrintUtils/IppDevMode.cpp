@@ -346,19 +346,12 @@ std::vector<std::pair<std::string, std::string>> JobOptionsFromAttributes(
     SheetLayout layout) {
     static const std::map<std::string, std::string> kQuality = {
         {"draft", "3"}, {"normal", "4"}, {"high", "5"}};
-    // Carried by the sheets themselves.
-    static const std::vector<std::string> kLeftOut = {"copies",
-                                                      "collate",
-                                                      "number-up",
-                                                      "page-delivery",
-                                                      "orientation-requested",
-                                                      "fit-to-pagescaling"};
     // Names of custom bins and media types: the attribute document has already used them.
     static const std::vector<std::string> kConsumedDriverOptions = {"media-source", "media-type"};
 
     std::map<std::string, std::string> options;
     for (const auto& [name, value] : attributes.items()) {
-        if (!value.is_string() || Contains(kLeftOut, name)) {
+        if (!value.is_string()) {
             continue;
         }
         const std::string text = value.get<std::string>();

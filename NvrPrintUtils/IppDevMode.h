@@ -71,10 +71,6 @@ DevModePtr DevModeWithOptions(const DEVMODEW* devMode,
 
 // How a printer is asked to staple: IPP finishings with the staple value it supports, else
 // its PPD's staple option with the first real choice; an empty name when it cannot staple.
-struct StapleOption {
-    std::string name;
-    std::string value;
-};
 StapleOption StapleOptionFor(const nlohmann::json& ppdOptions, const std::string& finishingsStaple);
 
 // The job's attribute document without the PPD choices that only restate the printer's

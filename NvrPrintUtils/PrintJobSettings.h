@@ -43,8 +43,7 @@ public:
     void MergeWith(const PrintJobSettings& other);
     void ExtractFromDevMode(const DEVMODEW* devMode);
     // Writes the set fields into devMode, turns the sheet for 2- and 6-up, and with a printer
-    // (null: none) merges stapling through the Print Ticket and has the driver validate the
-    // result.
+    // (null: none) adds the printer's staple option and has the driver validate the result.
     bool ApplyToDevMode(DEVMODEW* devMode, PrinterSession* printer);
 };
 

@@ -4,7 +4,7 @@
 
 #include "NvrPrintUtils/DevModeFields.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
-#include "NvrPrintUtils/PrintTicket.h"
+#include "NvrPrintUtils/IppDevMode.h"
 #include "NvrPrintUtils/PrinterSession.h"
 #include "logging/LogMacros.h"
 
@@ -15,55 +15,46 @@ namespace {
 constexpr const char* kCheckMark = "\xC3\xA2\xC5\x93\xE2\x80\x9C";
 constexpr const char* kCrossMark = "\xC3\xA2\xC5\x93\xE2\x80\x94";
 
-bool WantsExtendedSettings(const PrintJobSettings& s) {
-    return s.PagesPerSheet >= 2 || s.bReversePages || s.bStapled;
+// Stapling has no public DEVMODE field: it is the printer's own driver option (IPP
+// finishings or its PPD's staple choice), written into the driver-private part.
+void AddStapling(DEVMODEW* devMode, PrinterSession& printer) {
+    const StapleOption staple = printer.Stapling();
+    if (staple.name.empty()) {
+        NVR_LOG_WARNING("Printer {} cannot staple; the job is printed without stapling",
+                        printer.Name());
+        return;
+    }
+    std::map<std::string, std::string> options = ReadDriverOptions(devMode);
+    options[staple.name] = staple.value;
+    DevModePtr stapled = DevModeWithOptions(devMode, options);
+    const size_t room = size_t{devMode->dmSize} + devMode->dmDriverExtra;
+    if (!stapled || DevModeBytes(*stapled) > room) {
+        NVR_LOG_WARNING("No room for stapling in the DEVMODE of printer {}", printer.Name());
+        return;
+    }
+    std::memcpy(static_cast<void*>(devMode), stapled.get(), DevModeBytes(*stapled));
+    NVR_LOG_INFO("Stapling requested as {}={}", staple.name, staple.value);
 }
 
-// Whether stapling survived the driver's validation, from the Print Ticket of the validated
-// DEVMODE. Every failure is one warning and ends the test.
-void CheckExtendedSettingsSurvived(const PrintJobSettings& requested, const DEVMODEW* validated,
-                                   PrinterSession& printer) {
-    NVR_LOG_DEBUG(
-        "Checking if Print Ticket extended settings survived DocumentProperties "
-        "validation");
-    int32_t result = 0;
-    std::unique_ptr<PrintTicketProvider> provider = printer.OpenPrintTicketProvider(&result);
-    if (!provider || result != 0) {
-        NVR_LOG_WARNING("Cannot verify Print Ticket settings: failed to open PT provider");
+// Whether stapling survived the driver's validation: its option is still in the validated
+// DEVMODE.
+void CheckStaplingSurvived(const DEVMODEW* validated, PrinterSession& printer) {
+    const StapleOption staple = printer.Stapling();
+    if (staple.name.empty()) {
         return;
     }
-    std::string ticket;
-    if (provider->ConvertDevModeToPrintTicket(
-            validated, size_t{validated->dmSize} + validated->dmDriverExtra, &ticket) != 0) {
-        NVR_LOG_WARNING("Cannot verify Print Ticket settings: conversion failed");
-        return;
-    }
-    NVR_LOG_VERBOSE("Print Ticket after validation:\n{}", PrintTicket::FormatXmlForLog(ticket));
-    int preserved = 0;
-    int lost = 0;
-    if (requested.bStapled) {
-        if (PrintTicket::HasStapling(ticket)) {
-            NVR_LOG_INFO("{} Stapling setting survived DocumentProperties validation", kCheckMark);
-            ++preserved;
-        } else {
-            NVR_LOG_WARNING("{} Stapling setting was removed by DocumentProperties validation",
-                            kCrossMark);
-            ++lost;
-        }
-    }
-    if (preserved > 0) {
-        NVR_LOG_INFO("{} Print Ticket extended setting(s) preserved through validation", preserved);
-    }
-    if (lost > 0) {
-        NVR_LOG_WARNING(
-            "{} Print Ticket extended setting(s) lost during validation - driver may "
-            "not support them",
-            lost);
+    const std::map<std::string, std::string> options = ReadDriverOptions(validated);
+    const auto found = options.find(staple.name);
+    if (found != options.end() && found->second == staple.value) {
+        NVR_LOG_INFO("{} Stapling setting survived DocumentProperties validation", kCheckMark);
+    } else {
+        NVR_LOG_WARNING("{} Stapling setting was removed by DocumentProperties validation",
+                        kCrossMark);
     }
 }
 
 void CompareAndLogValidationResults(const PrintJobSettings& requested, const DEVMODEW* validated,
-                                    PrinterSession& printer, bool checkExtended) {
+                                    PrinterSession& printer) {
     NVR_LOG_DEBUG("Comparing validated DEVMODE with requested settings");
     PrintJobSettings actual;
     actual.ExtractFromDevMode(validated);
@@ -84,8 +75,8 @@ void CompareAndLogValidationResults(const PrintJobSettings& requested, const DEV
     } else {
         NVR_LOG_DEBUG("All standard DEVMODE settings validated without corrections");
     }
-    if (checkExtended && WantsExtendedSettings(requested)) {
-        CheckExtendedSettingsSurvived(requested, validated, printer);
+    if (requested.bStapled) {
+        CheckStaplingSurvived(validated, printer);
     }
 }
 
@@ -134,8 +125,7 @@ bool ValidateWithPrinter(const PrintJobSettings& requested, DEVMODEW* devMode,
                                     size_t{devMode->dmSize} + devMode->dmDriverExtra);
     std::memcpy(static_cast<void*>(devMode), output.get(), bytes);
     NVR_LOG_INFO("DEVMODE validated and corrected successfully");
-    CompareAndLogValidationResults(requested, output.get(), printer,
-                                   WantsExtendedSettings(requested));
+    CompareAndLogValidationResults(requested, output.get(), printer);
     return true;
 }
 
@@ -168,15 +158,8 @@ bool PrintJobSettings::ApplyToDevMode(DEVMODEW* devMode, PrinterSession* printer
     }
     NVR_LOG_INFO("Applied {} setting(s) to DEVMODE", applied);
 
-    if (printer != nullptr && WantsExtendedSettings(*this)) {
-        NVR_LOG_DEBUG("Attempting to merge Print Ticket settings with DEVMODE");
-        if (PrintTicket::MergePTSettingsWithDevmode(devMode, printer, *this)) {
-            NVR_LOG_INFO("Successfully merged Print Ticket settings with DEVMODE");
-        } else {
-            NVR_LOG_WARNING(
-                "Failed to merge Print Ticket settings with DEVMODE (driver may not "
-                "support Print Tickets)");
-        }
+    if (printer != nullptr && bStapled) {
+        AddStapling(devMode, *printer);
     }
 
     if (printer != nullptr && applied >= 1) {

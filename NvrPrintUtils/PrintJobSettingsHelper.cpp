@@ -285,13 +285,8 @@ Json SettingsFromDevMode(const DEVMODEW* devMode) {
 }
 
 const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters = {
-    {"dmOrientation",
-     [](const Json& s, Json& a, const Json&, const Json&) {
-         GetIntOrDefault(s, "dmOrientation", "Setting dmOrientation to Portrait.", 1,
-                         [&](int64_t v) { a["orientation-requested"] = v == 2 ? "4" : "3"; });
-     }},
     {"dmColor",
-     [](const Json& s, Json& a, const Json& caps, const Json&) {
+     [](const Json& s, Json& a, const Json& caps) {
          GetIntOrDefault(s, "dmColor", "Setting dmColor to color.", 2, [&](int64_t v) {
              // Anything but monochrome prints in colour.
              const DeviceChoice* mode = ChoiceByNumber(ColorModes(), v);
@@ -302,7 +297,7 @@ const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters 
          });
      }},
     {"dmDuplex",
-     [](const Json& s, Json& a, const Json& caps, const Json&) {
+     [](const Json& s, Json& a, const Json& caps) {
          GetIntOrDefault(s, "dmDuplex", "Setting dmDuplex to one-sided.", 1, [&](int64_t v) {
              a["sides"] = v == 2   ? "two-sided-long-edge"
                           : v == 3 ? "two-sided-short-edge"
@@ -311,23 +306,13 @@ const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters 
                             static_cast<int32_t>(v));
          });
      }},
-    {"dmScale",
-     [](const Json& s, Json& a, const Json&, const Json&) {
-         GetIntOrDefault(s, "dmScale", "Setting dmScale to 100.", 100, [&](int64_t v) {
-             if (v >= 1 && v <= 1000) {
-                 a["fit-to-pagescaling"] = std::to_string(v);
-             } else {
-                 a["fit-to-pagescaling"] = 100;
-             }
-         });
-     }},
     {"dmPrintQuality",
-     [](const Json& s, Json& a, const Json& caps, const Json&) {
+     [](const Json& s, Json& a, const Json& caps) {
          GetIntOrDefault(s, "dmPrintQuality", "Setting dmPrintQuality to high.", -4,
                          [&](int64_t v) { WriteQuality(s, a, caps, v); });
      }},
     {"dmYResolution",
-     [](const Json& s, Json& a, const Json&, const Json&) {
+     [](const Json& s, Json& a, const Json&) {
          GetIntOrDefault(s, "dmYResolution", "", 0, [&](int64_t y) {
              std::optional<double> quality = NumberOf(s, "dmPrintQuality");
              if ((quality && *quality > 0) || y < 1) {
@@ -336,64 +321,36 @@ const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters 
              a["resolution"] = fmt::format("{}dpi", y);
          });
      }},
-    {"dmCopies",
-     [](const Json& s, Json& a, const Json&, const Json&) {
-         GetIntOrDefault(s, "dmCopies", "Setting dmCopies to 1.", 1,
-                         [&](int64_t v) { a["copies"] = v < 1 ? "1" : std::to_string(v); });
-     }},
-    {"dmCollate",
-     [](const Json& s, Json& a, const Json&, const Json&) {
-         GetIntOrDefault(s, "dmCollate", "Setting dmCollate to true.", 1,
-                         [&](int64_t v) { a["collate"] = v == 0 ? "false" : "true"; });
-     }},
     {"dmDefaultSource",
-     [](const Json& s, Json& a, const Json& caps, const Json&) {
+     [](const Json& s, Json& a, const Json& caps) {
          GetIntOrDefault(s, "dmDefaultSource", "Setting dmDefaultSource to auto.", 256,
                          [&](int64_t v) { WriteMediaSource(s, a, caps, v); });
      }},
     {"dmMediaType",
-     [](const Json& s, Json& a, const Json& caps, const Json&) {
+     [](const Json& s, Json& a, const Json& caps) {
          GetIntOrDefault(s, "dmMediaType", "Setting dmMediaType to auto.", 256,
                          [&](int64_t v) { WriteMediaType(s, a, caps, v); });
      }},
     {"bStapled",
-     [](const Json& s, Json& a, const Json& caps, const Json&) {
+     [](const Json& s, Json& a, const Json& caps) {
          GetBoolOrDefault(s, "bStapled", "Setting bStapled to none.", false, [&](bool on) {
              a["finishings"] = on ? "4" : "none";
              ApplyPPDOption(caps, a, kStapleOptionNames, kStapleValueAliases, on ? 1 : 0);
          });
      }},
-    {"bReversePages",
-     [](const Json& s, Json& a, const Json&, const Json&) {
-         GetBoolOrDefault(
-             s, "bReversePages", "Setting bReversePages to same-order.", false,
-             [&](bool on) { a["page-delivery"] = on ? "reverse-order" : "same-order"; });
-     }},
-    {"PagesPerSheet",
-     [](const Json& s, Json& a, const Json&, const Json&) {
-         GetIntOrDefault(s, "PagesPerSheet", "Setting PagesPerSheet to 1.", 1, [&](int64_t v) {
-             bool supported = v == 1 || v == 2 || v == 4 || v == 9 || v == 16;
-             a["number-up"] = supported ? std::to_string(v) : "1";
-         });
-     }},
 };
-
-const std::vector<std::string> kWriterOrder = {
-    "dmOrientation", "dmColor",       "dmDuplex",     "dmScale",         "dmPrintQuality",
-    "dmYResolution", "dmCopies",      "dmCollate",    "dmDefaultSource", "dmMediaType",
-    "bStapled",      "bReversePages", "PagesPerSheet"};
 
 namespace {
 
-// The writers whose attributes a job sends as options; the rest (orientation, scale, copies,
-// collation, order, N-up) the sheets carry themselves.
-const std::vector<std::string> kJobOptionWriterOrder = {
+// The order in which the writers run. Orientation, scale, copies, collation, order and N-up
+// have none: the job's sheets carry them.
+const std::vector<std::string> kWriterOrder = {
     "dmColor",         "dmDuplex",    "dmPrintQuality", "dmYResolution",
     "dmDefaultSource", "dmMediaType", "bStapled"};
 
 // The settings JSON of a DEVMODE, with BinName and MediaTypeName from its driver-private
-// options and the job's own keys laid over it.
-Json SettingsOf(const DEVMODEW* devMode, const Json& jobSettings) {
+// options.
+Json SettingsOf(const DEVMODEW* devMode) {
     Json settings = SettingsFromDevMode(devMode);
     std::map<std::string, std::string> driverOptions = ReadDriverOptions(devMode);
     if (auto bin = driverOptions.find("media-source"); bin != driverOptions.end()) {
@@ -402,46 +359,18 @@ Json SettingsOf(const DEVMODEW* devMode, const Json& jobSettings) {
     if (auto type = driverOptions.find("media-type"); type != driverOptions.end()) {
         settings["MediaTypeName"] = type->second;
     }
-    if (jobSettings.is_object()) {
-        for (const auto& [key, value] : jobSettings.items()) {
-            settings[key] = value;
-        }
-    }
     return settings;
-}
-
-Json RunWriters(const Json& settings, const Json& deviceCapabilities,
-                const std::vector<std::string>& order) {
-    Json attributes = Json::object();
-    const Json unused;
-    for (const std::string& key : order) {
-        kSettingAttributeWriters.at(key)(settings, attributes, deviceCapabilities, unused);
-    }
-    return attributes;
 }
 
 }  // namespace
 
-Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,
-                            const Json& jobSettings) {
-    Json settings = SettingsOf(devMode, jobSettings);
-    Json attributes = RunWriters(settings, deviceCapabilities, kWriterOrder);
-    if (settings.contains("dmPaperSize")) {
-        auto name = kPaperSizeMediaNames.find(settings["dmPaperSize"].get<int32_t>());
-        if (name != kPaperSizeMediaNames.end()) {
-            attributes["media"] = name->second;
-        }
-    }
-    if (!attributes.contains("media") && settings.contains("dmFormName") &&
-        !settings["dmFormName"].get<std::string>().empty()) {
-        attributes["media"] = settings["dmFormName"];
+Json BuildJobOptionAttributes(const DEVMODEW* devMode, const Json& deviceCapabilities) {
+    const Json settings = SettingsOf(devMode);
+    Json attributes = Json::object();
+    for (const std::string& key : kWriterOrder) {
+        kSettingAttributeWriters.at(key)(settings, attributes, deviceCapabilities);
     }
     return attributes;
-}
-
-Json BuildJobOptionAttributes(const DEVMODEW* devMode, const Json& deviceCapabilities) {
-    return RunWriters(SettingsOf(devMode, Json::object()), deviceCapabilities,
-                      kJobOptionWriterOrder);
 }
 
 }  // namespace nvrprint::PrintJobSettingsHelper

@@ -15,14 +15,12 @@
 namespace nvrprint::PrintJobSettingsHelper {
 
 using Json = nlohmann::json;
-// settings, attribute document, device capabilities (PPD options), a further document.
-using AttributeWriter = std::function<void(const Json&, Json&, const Json&, const Json&)>;
+// settings, attribute document, device capabilities (PPD options).
+using AttributeWriter = std::function<void(const Json&, Json&, const Json&)>;
 using AliasTable = std::unordered_map<int32_t, std::vector<std::string>>;
 
 extern const std::unordered_map<int32_t, std::string> kPaperSizeMediaNames;
 extern const std::unordered_map<std::string, AttributeWriter> kSettingAttributeWriters;
-// The order in which the writers run: the order they are documented in.
-extern const std::vector<std::string> kWriterOrder;
 
 extern const std::vector<std::string> kColorOptionNames;
 extern const std::vector<std::string> kDuplexOptionNames;
@@ -63,13 +61,9 @@ bool ProcessCustomDeviceCapability(const std::string& customName, Json& attribut
 // does not accept replaced by the field's fallback or left out.
 Json SettingsFromDevMode(const DEVMODEW* devMode);
 
-// The job's attributes for a printer: every extractor over the DEVMODE (with BinName and
-// MediaTypeName from the driver-private options media-source and media-type), the job's own
-// keys laid over that, every writer, and "media" named from the paper size or form name.
-Json BuildAttributeDocument(const DEVMODEW* devMode, const Json& deviceCapabilities,
-                            const Json& jobSettings = Json::object());
-// Of those, only the attributes a print job sends as options: no orientation, scale, copies,
-// collation, order, N-up or medium, which the job's sheets carry.
+// The attributes a print job sends as options for a DEVMODE (with BinName and MediaTypeName
+// from the driver-private options media-source and media-type): no orientation, scale,
+// copies, collation, order, N-up or medium, which the job's sheets carry.
 Json BuildJobOptionAttributes(const DEVMODEW* devMode, const Json& deviceCapabilities);
 
 }  // namespace nvrprint::PrintJobSettingsHelper

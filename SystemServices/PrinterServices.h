@@ -15,7 +15,7 @@ namespace nvrprint::platform {
 
 // A printer open for one job: one connection, made when it is opened, and what the printer
 // says of itself (capabilities, driver options) asked for on first need and kept for every
-// later step: defaults, Print Tickets, validation and the print device.
+// later step: defaults, stapling, validation and the print device.
 class Printer : public PrinterSession {
 public:
     // A print device for one job, laid out by the DEVMODE: its paper, orientation, resolution

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <optional>
 
-#include "SystemServices/CupsPrintTicketProvider.h"
 #include "SystemServices/PrinterServices.h"
 #include "SystemServices/linux/CupsCapabilities.h"
 #include "SystemServices/linux/CupsDestination.h"
@@ -14,10 +13,7 @@
 namespace nvrprint::platform {
 namespace {
 
-// HRESULT_FROM_WIN32(ERROR_INVALID_PRINTER_NAME): no such printer to convert tickets for.
-constexpr int32_t kNoSuchPrinter = static_cast<int32_t>(0x80070709u);
-
-// The finishings value that staples as the Print Ticket's top-left staple, or plain
+// The finishings value that staples in the top left corner, or plain
 // stapling; empty for a printer without either.
 std::string FinishingsStaple(const CupsDestination& destination) {
     for (const char* value : {"20", "4"}) {
@@ -26,10 +22,6 @@ std::string FinishingsStaple(const CupsDestination& destination) {
         }
     }
     return {};
-}
-
-size_t DevModeBytes(const DEVMODEW& dm) {
-    return static_cast<size_t>(dm.dmSize) + dm.dmDriverExtra;
 }
 
 // A CUPS destination for one job: one connection, opened with the printer; the
@@ -76,16 +68,14 @@ public:
         return kIdOk;
     }
 
-    std::unique_ptr<PrintTicketProvider> OpenPrintTicketProvider(int32_t* result) override {
+    StapleOption Stapling() override {
         if (Destination() == nullptr) {
-            *result = kNoSuchPrinter;
-            return nullptr;
+            return {};
         }
         if (!m_staple) {
             m_staple = StapleOptionFor(PpdOptions(), FinishingsStaple(*m_destination));
         }
-        *result = 0;
-        return CreatePrintTicketProvider(*m_staple);
+        return *m_staple;
     }
 
     std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW* devMode,

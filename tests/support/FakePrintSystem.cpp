@@ -25,10 +25,7 @@ public:
         m_system->correct(*out);
         return m_system->refuses(*in) ? -1 : m_system->validateResult;
     }
-    std::unique_ptr<PrintTicketProvider> OpenPrintTicketProvider(int32_t* result) override {
-        *result = static_cast<int32_t>(0x80004001);
-        return nullptr;
-    }
+    StapleOption Stapling() override { return {}; }
     std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW*, SheetLayout,
                                                            int* error) override {
         std::unique_ptr<docmgr::PrintDevice> device =

@@ -83,44 +83,49 @@ TEST(PrinterDevMode, DefaultsFromTheIppDescriptionAndCorrectionsToWhatItCanDo) {
     }
 }
 
-TEST(JobOptions, TheSchedulerNeverRepeatsTheProgramsWork) {
-    const auto attributes = nlohmann::json::parse(R"({"copies": "3", "collate": "true",
-        "number-up": "2", "page-delivery": "reverse-order", "orientation-requested": "4",
-        "sides": "two-sided-long-edge", "print-color-mode": "color", "finishings": "4"})");
-    // Driver-private options win over the attribute document.
-    std::string sent = " ";
-    for (const auto& [name, value] :
-         JobOptionsFromAttributes(attributes, {{"print-color-mode", "monochrome"}}))
-        sent += name + "=" + value + " ";
-    for (const std::string option :
-         {"copies=1", "number-up=1", "page-delivery=same-order", "outputorder=normal",
-          "print-scaling=none", "sides=two-sided-long-edge", "finishings=4",
-          "print-color-mode=monochrome"}) {
-        EXPECT_NE(sent.find(" " + option + " "), std::string::npos) << sent;
-    }
-    EXPECT_EQ(sent.find("copies=3"), std::string::npos) << sent;
-    // Where the printer takes the pages as they are, its own defaults stand.
-    EXPECT_TRUE(JobOptionsFromAttributes({{"copies", "2"}}, {}, SheetLayout::ByPrinter).empty());
-}
-
-TEST(JobOptions, WhatADevModeAsksOfThePrinter) {
+TEST(JobOptions, WhatADevModeAsksOfThePrinterAndNeverTheProgramsWork) {
     DevModePtr base = AllocateDevMode();
-    base->dmFields = DM_PAPERSIZE | DM_DUPLEX | DM_COLOR | DM_DEFAULTSOURCE | DM_COPIES;
+    base->dmFields = DM_PAPERSIZE | DM_DUPLEX | DM_COLOR | DM_DEFAULTSOURCE | DM_COPIES |
+                     DM_COLLATE | DM_ORIENTATION | DM_SCALE;
     base->dmPaperSize = DMPAPER_A4;
     base->dmDuplex = DMDUP_VERTICAL;
     base->dmColor = DMCOLOR_MONOCHROME;
     base->dmDefaultSource = 260;
     base->dmCopies = 3;
-    DevModePtr dm = WithDriverOptions(base.get(), {{"media-source", "Tray 5"}});
-    const nlohmann::json ppd = {{"ColorModel", {"RGB", "Gray"}}, {"InputSlot", {"Tray 5", "Auto"}}};
-    nlohmann::json doc =
-        PrintJobSettingsHelper::BuildAttributeDocument(dm.get(), ppd, {{"bStapled", true}});
-    EXPECT_EQ(doc["media"], "iso_a4_210x297mm");
-    EXPECT_EQ(doc["sides"], "two-sided-long-edge");
-    EXPECT_EQ(doc["print-color-mode"], "monochrome");
-    EXPECT_EQ(doc["ColorModel"], "Gray");
-    EXPECT_EQ(doc["InputSlot"], "Tray 5");
-    EXPECT_EQ(doc["finishings"], "4");
+    base->dmCollate = DMCOLLATE_TRUE;
+    base->dmOrientation = DMORIENT_LANDSCAPE;
+    base->dmScale = 50;
+    const nlohmann::json ppd = {{"ColorModel", {"RGB", "Gray"}},
+                                {"InputSlot", {"Tray 5", "Auto"}},
+                                {"StapleLocation", {"None", "SinglePortrait"}}};
+    // Stapling and the bin's name are driver-private options, which win over the attributes.
+    DevModePtr dm = WithDriverOptions(base.get(), {{"media-source", "Tray 5"},
+                                                   {"StapleLocation", "SinglePortrait"},
+                                                   {"print-color-mode", "monochrome"}});
+    const nlohmann::json attributes = PrintJobSettingsHelper::BuildJobOptionAttributes(dm.get(), ppd);
+    EXPECT_EQ(attributes["ColorModel"], "Gray");
+    EXPECT_EQ(attributes["InputSlot"], "Tray 5");
+    for (const char* carriedBySheets :
+         {"media", "copies", "collate", "orientation-requested", "fit-to-pagescaling"}) {
+        EXPECT_FALSE(attributes.contains(carriedBySheets)) << carriedBySheets;
+    }
+
+    std::string sent = " ";
+    for (const auto& [name, value] :
+         JobOptionsFromAttributes(attributes, ReadDriverOptions(dm.get())))
+        sent += name + "=" + value + " ";
+    for (const std::string option :
+         {"copies=1", "number-up=1", "page-delivery=same-order", "outputorder=normal",
+          "print-scaling=none", "sides=two-sided-long-edge", "StapleLocation=SinglePortrait",
+          "print-color-mode=monochrome", "media-source=Tray 5"}) {
+        EXPECT_NE(sent.find(" " + option + " "), std::string::npos) << sent;
+    }
+    EXPECT_EQ(sent.find("copies=3"), std::string::npos) << sent;
+    // Where the printer takes the pages as they are, its own defaults for copies stand.
+    for (const auto& [name, value] :
+         JobOptionsFromAttributes(attributes, {}, SheetLayout::ByPrinter)) {
+        EXPECT_NE(name, "copies");
+    }
 }
 
 TEST(JobPdf, PlacedPagesKeepTheirTextAndSheetsTheirSize) {
