@@ -31,7 +31,7 @@ bool NvrPrintHelper::ExecuteFtaMode() {
     NVR_LOG_INFO("Successfully launched external application");
     if (m_inputFromPipe && !m_keepTempFiles && !file.empty()) {
         NVR_LOG_INFO("Waiting 30 seconds to allow external app to read temp file");
-        m_os.sleep(kExternalAppReadTime);
+        m_os.clock->Sleep(kExternalAppReadTime);
         NVR_LOG_INFO("Wait complete, exiting");
     }
     NVR_LOG_ENTRY("Returning true");
@@ -42,14 +42,13 @@ bool NvrPrintHelper::LaunchWithExplicitApp(const std::string& appPath,
                                            const std::string& filePath) {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_DEBUG("Launching {} with {}", filePath, appPath);
-    if (int error = 0; !m_os.files->Exists(filePath, &error)) {
-        NVR_LOG_ERROR("File not found (Error: {}): {}", error, filePath);
+    if (const Status found = m_os.files->CheckExists(filePath); !found) {
+        NVR_LOG_ERROR("File not found (Error: {}): {}", found.error().code, filePath);
         return false;
     }
     NVR_LOG_DEBUG("Command line: \"{}\" \"{}\"", appPath, filePath);
-    int error = 0;
-    if (!m_os.launcher->StartProgram(appPath, filePath, &error)) {
-        NVR_LOG_ERROR("CreateProcess failed (Error: {}): {}", error, appPath);
+    if (const Status started = m_os.launcher->StartProgram(appPath, filePath); !started) {
+        NVR_LOG_ERROR("CreateProcess failed (Error: {}): {}", started.error().code, appPath);
         return false;
     }
     NVR_LOG_INFO("Successfully launched application");
@@ -60,22 +59,18 @@ bool NvrPrintHelper::LaunchWithExplicitApp(const std::string& appPath,
 bool NvrPrintHelper::LaunchWithSystemHandler(const std::string& filePath) {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_DEBUG("Launching file: {}", filePath);
-    if (int error = 0; !m_os.files->Exists(filePath, &error)) {
-        NVR_LOG_ERROR("File not found (Error: {}): {}", error, filePath);
+    if (const Status found = m_os.files->CheckExists(filePath); !found) {
+        NVR_LOG_ERROR("File not found (Error: {}): {}", found.error().code, filePath);
         return false;
     }
-    const platform::OpenResult opened = m_os.launcher->OpenWithDefaultApplication(filePath);
-    switch (opened.outcome) {
-        case platform::OpenResult::LaunchFailed:
-            NVR_LOG_ERROR("ShellExecuteEx failed (Error: {}): {}", opened.code, filePath);
-            NVR_LOG_DEBUG("{}", opened.reason);
-            return false;
-        case platform::OpenResult::NoApplication:
-            NVR_LOG_ERROR("Shell operation failed with code: {}", opened.code);
-            NVR_LOG_DEBUG("{}", opened.reason);
-            return false;
-        case platform::OpenResult::Started:
-            break;
+    if (const Status opened = m_os.launcher->OpenWithDefaultApplication(filePath); !opened) {
+        if (opened.error().code == platform::kNoAssociation) {
+            NVR_LOG_ERROR("Shell operation failed with code: {}", opened.error().code);
+        } else {
+            NVR_LOG_ERROR("ShellExecuteEx failed (Error: {}): {}", opened.error().code, filePath);
+        }
+        NVR_LOG_DEBUG("{}", opened.error().text);
+        return false;
     }
     NVR_LOG_INFO("Successfully launched file: {}", filePath);
     NVR_LOG_ENTRY("Returning true");

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DocFilePageMgr.h"
-#include "SystemServices/Display.h"
+#include "platform/Display.h"
 
 namespace nvrprint {
 

@@ -27,10 +27,11 @@ bool NvrPrintHelper::ExportToTiff() {
     }
     if (m_imagePathIsDefault) {
         // A name in a shared directory is taken only as a new file of our own.
-        int error = 0;
-        platform::UniqueFd file = m_os.files->CreateNewPrivateFile(m_imagePath, &error);
-        if (!file.IsOpen() || !file.Close()) {
-            NVR_LOG_ERROR("Failed to create image file (Error: {}): {}", error, m_imagePath);
+        Result<platform::UniqueFd> file = m_os.files->CreateNewPrivateFile(m_imagePath);
+        const Status created = file ? file->Close() : Status(file.error());
+        if (!created) {
+            NVR_LOG_ERROR("Failed to create image file (Error: {}): {}", created.error().code,
+                          m_imagePath);
             return false;
         }
     }

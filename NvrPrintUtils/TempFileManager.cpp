@@ -110,18 +110,16 @@ bool TempFileManager::EnsureTempDirectoryExists() {
     std::error_code ec;
     bool present = fs::exists(fs::symlink_status(m_tempDirectory, ec));
     if (present && m_isDefaultDirectory) {
-        std::string reason;
-        if (!platform::IsPrivateDirectory(m_userDirectory, &reason)) {
-            NVR_LOG_ERROR("Refusing temp directory that {}: {}", reason, m_userDirectory);
+        if (const Status checked = platform::CheckPrivateDirectory(m_userDirectory); !checked) {
+            NVR_LOG_ERROR("Refusing temp directory that {}: {}", checked.error().text, m_userDirectory);
             NVR_LOG_ENTRY("Returning false");
             return false;
         }
     }
     if (present && m_isDefaultDirectory) {
         // The default directory sits in a shared place: use it only when it is ours alone.
-        std::string reason;
-        if (!platform::IsPrivateDirectory(m_tempDirectory, &reason)) {
-            NVR_LOG_ERROR("Refusing temp directory that {}: {}", reason, m_tempDirectory);
+        if (const Status checked = platform::CheckPrivateDirectory(m_tempDirectory); !checked) {
+            NVR_LOG_ERROR("Refusing temp directory that {}: {}", checked.error().text, m_tempDirectory);
             NVR_LOG_ENTRY("Returning false");
             return false;
         }
@@ -167,16 +165,14 @@ bool TempFileManager::InitializeDefaultTempDirectory() {
 }
 
 bool TempFileManager::CreateHiddenDirectory(const std::string& path) {
-    int error = 0;
-    if (!platform::CreatePrivateDirectory(path, &error)) {
-        NVR_LOG_ERROR("CreateDirectory failed (Error: {}): {}", error, path);
+    if (const Status created = platform::CreatePrivateDirectory(path); !created) {
+        NVR_LOG_ERROR("CreateDirectory failed (Error: {}): {}", created.error().code, path);
         return false;
     }
     // Another instance may have made it between our test and our create: it must still be
     // a private directory of ours.
-    std::string reason;
-    if (!platform::IsPrivateDirectory(path, &reason)) {
-        NVR_LOG_ERROR("Refusing temp directory that {}: {}", reason, path);
+    if (const Status checked = platform::CheckPrivateDirectory(path); !checked) {
+        NVR_LOG_ERROR("Refusing temp directory that {}: {}", checked.error().text, path);
         return false;
     }
     return true;
@@ -238,12 +234,12 @@ bool TempFileManager::Reserve(const std::string& base) {
     // Runs started in the same second race for the same base: the one that creates the
     // reservation first owns it, the others move on to the next second.
     std::string path = m_tempDirectory + "/" + base + "_" + kReservationSuffix;
-    int error = 0;
-    platform::UniqueFd file = platform::CreateNewPrivateFile(path, &error);
-    if (!file.IsOpen()) {
-        NVR_LOG_DEBUG("Base {} is taken (Error: {})", base, error);
+    Result<platform::UniqueFd> created = platform::CreateNewPrivateFile(path);
+    if (!created) {
+        NVR_LOG_DEBUG("Base {} is taken (Error: {})", base, created.error().code);
         return false;
     }
+    platform::UniqueFd file = std::move(created).value();
     if (!platform::LockExclusive(file.Get())) {
         NVR_LOG_WARNING("Reservation {} could not be locked", path);
     }

@@ -1,15 +1,14 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
 #include <memory>
 
-#include "SystemServices/Display.h"
-#include "SystemServices/Files.h"
 #include "SystemServices/ImageFrameEncoder.h"
-#include "SystemServices/Launcher.h"
-#include "SystemServices/Notice.h"
 #include "SystemServices/PrinterServices.h"
+#include "platform/Clock.h"
+#include "platform/Display.h"
+#include "platform/Files.h"
+#include "platform/Launcher.h"
+#include "platform/Notice.h"
 
 // Everything the application asks of the operating system, in one bundle: made once in main,
 // handed down by reference, and put together from fakes in tests.
@@ -24,7 +23,8 @@ struct Platform {
     std::unique_ptr<Files> files;
     // The encoder of the pages' image file, one per file.
     ImageFrameEncoderFactory imageEncoders;
-    std::function<void(std::chrono::milliseconds)> sleep;
+    // Not owned: the system's clock, or a test's.
+    Clock* clock = &SystemClock();
 };
 
 // The real thing: CUPS, the desktop's launcher, GTK notices, the process's files, TIFF.

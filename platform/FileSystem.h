@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+#include "platform/Result.h"
+
 // File-system operations whose meaning differs between platforms.
 namespace nvrprint::platform {
 
@@ -13,12 +15,12 @@ namespace nvrprint::platform {
 std::string SystemTempPath();
 
 // Creates a directory that only the current user may enter. An existing directory counts as
-// created (another instance may have won the race). On failure returns false and sets error.
-bool CreatePrivateDirectory(const std::string& path, int* error);
+// created (another instance may have won the race).
+Status CreatePrivateDirectory(const std::string& path);
 
 // Checks that path is a real directory (not a link), owned by the current user, and closed
-// to everybody else. On refusal returns false and describes why in reason.
-bool IsPrivateDirectory(const std::string& path, std::string* reason);
+// to everybody else; the error's text says why not ("is a symbolic link").
+Status CheckPrivateDirectory(const std::string& path);
 
 // An open file descriptor, closed with the object.
 class UniqueFd {
@@ -35,17 +37,16 @@ public:
     bool IsOpen() const { return m_fd >= 0; }
     int Release();
     void Reset();
-    // Closes the descriptor and reports whether the close succeeded; errno tells why not.
-    bool Close();
+    // Closes the descriptor and reports whether the close succeeded.
+    Status Close();
 
 private:
     int m_fd = -1;
 };
 
 // Creates a new file that only the current user may read and write. Never opens an existing
-// file and never follows a symbolic link in the last component. On failure the result is not
-// open and error holds the cause.
-UniqueFd CreateNewPrivateFile(const std::string& path, int* error);
+// file and never follows a symbolic link in the last component.
+Result<UniqueFd> CreateNewPrivateFile(const std::string& path);
 
 // Takes the exclusive advisory lock of an open file without waiting; it is held until the
 // descriptor is closed, and ends with the process however it ends. False when another holds it.
@@ -55,9 +56,9 @@ bool LockExclusive(int fd);
 // ended without removing it. False when it is held, gone, or cannot be read.
 bool IsAbandonedLock(const std::string& path);
 
-// Writes all bytes, going on after short writes and interruptions. On failure returns false
-// and sets error (for example ENOSPC or EFBIG).
-bool WriteAll(int fd, const void* data, size_t length, int* error);
+// Writes all bytes, going on after short writes and interruptions; fails with the system's
+// error (for example ENOSPC or EFBIG).
+Status WriteAll(int fd, const void* data, size_t length);
 
 // True when both paths name one existing file (same device and inode).
 bool IsSameFile(const std::string& first, const std::string& second);

@@ -16,16 +16,18 @@ namespace {
 
 constexpr size_t kCaptureChunkBytes = 4096;
 
+using nvrprint::Failure;
+using nvrprint::platform::UniqueFd;
+
 // A fresh, unique file in the system temp directory, as a fallback place for a capture.
-std::string MakeSystemTempName(nvrprint::platform::UniqueFd* file, int* error) {
+nvrprint::Result<UniqueFd> MakeSystemTempFile(std::string* path) {
     std::string pattern = nvrprint::platform::SystemTempPath() + "/docXXXXXX";
     int fd = ::mkostemp(pattern.data(), O_CLOEXEC);
     if (fd < 0) {
-        *error = errno;
-        return {};
+        return nvrprint::SystemFailure(errno);
     }
-    *file = nvrprint::platform::UniqueFd(fd);
-    return pattern;
+    *path = pattern;
+    return UniqueFd(fd);
 }
 
 }  // namespace
@@ -48,26 +50,26 @@ void InputCapture::Rearm() {
     }
 }
 
-InputCapture::Result InputCapture::Capture(const std::string& path) {
+nvrprint::Result<InputCapture::Captured> InputCapture::Capture(const std::string& path) {
     // Standard input carries bytes unchanged here: there is no text mode to switch off.
-    Result result;
-    nvrprint::platform::UniqueFd output;
-    result.path = path;
+    Captured result{path};
+    nvrprint::Result<UniqueFd> created = UniqueFd();
     if (result.path.empty()) {
-        result.path = MakeSystemTempName(&output, &result.error);
-        if (result.path.empty()) {
-            NVR_LOG_ERROR("Failed to create temp file name (Error: {})", result.error);
-            return result;
+        created = MakeSystemTempFile(&result.path);
+        if (!created) {
+            NVR_LOG_ERROR("Failed to create temp file name (Error: {})", created.error().code);
+            return created.error();
         }
     } else {
-        output = nvrprint::platform::CreateNewPrivateFile(result.path, &result.error);
+        created = nvrprint::platform::CreateNewPrivateFile(result.path);
     }
     NVR_LOG_DEBUG("Temporary file: {}", result.path);
-    if (!output.IsOpen()) {
+    if (!created) {
         NVR_LOG_ERROR("Failed to create temporary file: {} (errno: {} - {})", result.path,
-                      result.error, std::strerror(result.error));
-        return result;
+                      created.error().code, created.error().text);
+        return created.error();
     }
+    UniqueFd output = std::move(created).value();
 
     // Anything short of every byte on disk is a failed capture, and its file is no document.
     auto fail = [&](const std::string& why, int cause) {
@@ -75,12 +77,10 @@ InputCapture::Result InputCapture::Capture(const std::string& path) {
         std::error_code ec;
         std::filesystem::remove(result.path, ec);
         NVR_LOG_ERROR("{}; deleted the partial file: {}", why, result.path);
-        result.error = cause;
-        return result;
+        return Failure{cause, why};
     };
 
     char buffer[kCaptureChunkBytes];
-    int error = 0;
     for (;;) {
         pollfd waits[2] = {{m_inputFd, POLLIN, 0}, {m_stopSignal.Get(), POLLIN, 0}};
         if (m_stopRequested.load()) {
@@ -109,25 +109,25 @@ InputCapture::Result InputCapture::Capture(const std::string& path) {
         if (got == 0) {
             break;
         }
-        if (!nvrprint::platform::WriteAll(output.Get(), buffer, static_cast<size_t>(got), &error)) {
+        if (const nvrprint::Status written =
+                nvrprint::platform::WriteAll(output.Get(), buffer, static_cast<size_t>(got));
+            !written) {
             return fail(fmt::format("Failed to write temporary file after {} bytes (errno: {} - "
                                     "{})",
-                                    result.bytes, error, std::strerror(error)),
-                        error);
+                                    result.bytes, written.error().code, written.error().text),
+                        written.error().code);
         }
         result.bytes += static_cast<uint64_t>(got);
     }
-    if (!output.Close()) {
-        error = errno;
-        return fail(fmt::format("Failed to close temporary file (errno: {} - {})", error,
-                                std::strerror(error)),
-                    error);
+    if (const nvrprint::Status closed = output.Close(); !closed) {
+        return fail(fmt::format("Failed to close temporary file (errno: {} - {})",
+                                closed.error().code, closed.error().text),
+                    closed.error().code);
     }
     if (result.bytes == 0) {
         return fail("Standard input ended without a byte", ENODATA);
     }
     NVR_LOG_INFO("Saved stdin to temporary file ({} bytes): {}", result.bytes, result.path);
-    result.captured = true;
     return result;
 }
 

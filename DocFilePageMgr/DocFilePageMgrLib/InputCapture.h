@@ -19,15 +19,13 @@ public:
     // descriptor, which stays the caller's.
     void SetInput(int fd) { m_inputFd = fd; }
 
-    struct Result {
-        bool captured = false;
-        int error = 0;  // the cause of a failure, as an error number
+    struct Captured {
         std::string path;
         uint64_t bytes = 0;
     };
     // Copies the input to path (a fresh file in the system's temp directory when empty)
     // until it ends. No bytes at all count as a failure (ENODATA).
-    Result Capture(const std::string& path);
+    nvrprint::Result<Captured> Capture(const std::string& path);
 
     // Ends a capture that is waiting for bytes, now or when it next waits.
     void Stop();

@@ -82,16 +82,18 @@ void DocFilePageMgr::LoadDocumentThreadProc(std::shared_ptr<LoadThreadContext> c
                 callback(InputCaptureStart, InputCaptureStartData{context->inputPath});
             }
             NVR_LOG_INFO("Capturing input from: {}", context->inputPath);
-            const InputCapture::Result capture = self->m_capture.Capture(context->tempFilePath);
-            if (!capture.captured) {
+            const nvrprint::Result<InputCapture::Captured> captured =
+                self->m_capture.Capture(context->tempFilePath);
+            if (!captured) {
                 NVR_LOG_ERROR("Failed to capture input from pipe");
                 if (callback) {
                     callback(DocumentLoadError,
                              DocumentLoadErrorData{"Failed to capture input from pipe",
-                                                   static_cast<uint32_t>(capture.error)});
+                                                   static_cast<uint32_t>(captured.error().code)});
                 }
                 return;
             }
+            const InputCapture::Captured& capture = *captured;
             path = capture.path;
             self->m_tempFilePath = capture.path;
             const uint64_t fileSize = capture.bytes;

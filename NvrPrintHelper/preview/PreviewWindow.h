@@ -16,7 +16,7 @@
 #include "NvrPrintUtils/DialogSettings.h"
 #include "NvrPrintUtils/PrintJob.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
-#include "SystemServices/Display.h"
+#include "platform/Display.h"
 #include "SystemServices/PrinterServices.h"
 
 namespace nvrprint {

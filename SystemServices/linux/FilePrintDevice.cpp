@@ -66,7 +66,11 @@ int FilePrintDevice::StartDoc(const std::string& documentName) {
                                        m_path, directory.string(), std::strerror(error)));
     }
     m_writer = std::make_unique<PdfSheetWriter>([this](const unsigned char* data, size_t length) {
-        return WriteAll(m_file.Get(), data, length, &m_writeError);
+        const Status written = WriteAll(m_file.Get(), data, length);
+        if (!written) {
+            m_writeError = written.error().code;
+        }
+        return written.ok();
     });
     NVR_LOG_DEBUG("Writing the job's PDF of '{}' to {} as {}", documentName, m_path, m_temporary);
     return 1;
@@ -101,9 +105,12 @@ int FilePrintDevice::EndDoc() {
         return SinkFailed(reason);
     }
     // On disk before it takes the target's name: whatever has the name is whole.
-    if (::fsync(m_file.Get()) != 0 || !m_file.Close()) {
+    if (::fsync(m_file.Get()) != 0) {
         const int error = errno;
         return Discard(error, std::strerror(error));
+    }
+    if (const Status closed = m_file.Close(); !closed) {
+        return Discard(closed.error().code, closed.error().text);
     }
     if (std::rename(m_temporary.c_str(), m_path.c_str()) != 0) {
         const int error = errno;

@@ -1,6 +1,5 @@
 #include "SystemServices/linux/JobFollowing.h"
 
-#include <thread>
 
 #include "logging/LogMacros.h"
 
@@ -32,10 +31,9 @@ const char* JobStateText(PrintJobStatus::State state) {
 }  // namespace
 
 bool FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& read,
-               const JobWatch& watch) {
-    using Clock = std::chrono::steady_clock;
+               const JobWatch& watch, Clock& clock) {
     NVR_LOG_DEBUG("Waiting for job completion...");
-    Clock::time_point lastChange = Clock::now();
+    Clock::TimePoint lastChange = clock.Now();
     PrintJobStatus last;
     bool first = true;
     while (true) {
@@ -49,7 +47,7 @@ bool FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& rea
         if (first || status.state != last.state || status.pagesDone != last.pagesDone) {
             first = false;
             last = status;
-            lastChange = Clock::now();
+            lastChange = clock.Now();
             NVR_LOG_VERBOSE("Job status - {}, Current page: {}, Current doc: {}, Job ID: {}",
                             JobStateText(status.state), status.pagesDone, 1, jobId);
         }
@@ -63,12 +61,12 @@ bool FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& rea
             device.AbortDoc();
             return false;
         }
-        if (Clock::now() - lastChange >= watch.quietLimit) {
+        if (clock.Now() - lastChange >= watch.quietLimit) {
             NVR_LOG_ERROR("Timeout waiting for job completion");
             device.AbortDoc();
             return false;
         }
-        std::this_thread::sleep_for(watch.poll);
+        clock.Sleep(watch.poll);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
+#include "platform/Clock.h"
 
 namespace nvrprint::platform {
 
@@ -19,8 +20,8 @@ using JobStateReader = std::function<bool(docmgr::PrintJobStatus*)>;
 
 // Follows a job whose document is sent until the printer has done it. False, with the job
 // aborted on the device, when the printer cancels or aborts it, cannot tell its state, or
-// leaves it unchanged for longer than the watch allows.
+// leaves it unchanged for longer than the watch allows, as the clock tells.
 bool FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& read,
-               const JobWatch& watch);
+               const JobWatch& watch, Clock& clock = SystemClock());
 
 }  // namespace nvrprint::platform

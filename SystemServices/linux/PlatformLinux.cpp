@@ -1,7 +1,5 @@
 #include <unistd.h>
 
-#include <thread>
-
 #include "SystemServices/Platform.h"
 
 namespace nvrprint::platform {
@@ -20,7 +18,6 @@ Platform CreateSystemPlatform() {
     os.notices = CreateSystemNoticePresenter(*os.display);
     os.files = CreateSystemFiles(STDIN_FILENO);
     os.imageEncoders = [] { return CreateTiffEncoder(kImageFileDpi); };
-    os.sleep = [](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); };
     return os;
 }
 

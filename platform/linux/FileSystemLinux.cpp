@@ -21,37 +21,31 @@ std::string SystemTempPath() {
     return path;
 }
 
-bool CreatePrivateDirectory(const std::string& path, int* error) {
+Status CreatePrivateDirectory(const std::string& path) {
     if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
-        *error = errno;
-        return false;
+        return SystemFailure(errno);
     }
-    return true;
+    return {};
 }
 
-bool IsPrivateDirectory(const std::string& path, std::string* reason) {
+Status CheckPrivateDirectory(const std::string& path) {
     struct stat info {};
     if (::lstat(path.c_str(), &info) != 0) {
-        *reason = "cannot be examined";
-        return false;
+        return Failure{errno, "cannot be examined"};
     }
     if (S_ISLNK(info.st_mode)) {
-        *reason = "is a symbolic link";
-        return false;
+        return Failure{ENOTDIR, "is a symbolic link"};
     }
     if (!S_ISDIR(info.st_mode)) {
-        *reason = "is not a directory";
-        return false;
+        return Failure{ENOTDIR, "is not a directory"};
     }
     if (info.st_uid != ::geteuid()) {
-        *reason = "is owned by another user";
-        return false;
+        return Failure{EPERM, "is owned by another user"};
     }
     if ((info.st_mode & 077) != 0) {
-        *reason = "is accessible to other users";
-        return false;
+        return Failure{EPERM, "is accessible to other users"};
     }
-    return true;
+    return {};
 }
 
 UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept {
@@ -75,9 +69,12 @@ void UniqueFd::Reset() {
     }
 }
 
-bool UniqueFd::Close() {
+Status UniqueFd::Close() {
     int fd = Release();
-    return fd < 0 || ::close(fd) == 0;
+    if (fd >= 0 && ::close(fd) != 0) {
+        return SystemFailure(errno);
+    }
+    return {};
 }
 
 bool LockExclusive(int fd) {
@@ -97,15 +94,15 @@ bool IsAbandonedLock(const std::string& path) {
            opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-UniqueFd CreateNewPrivateFile(const std::string& path, int* error) {
+Result<UniqueFd> CreateNewPrivateFile(const std::string& path) {
     int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd < 0) {
-        *error = errno;
+        return SystemFailure(errno);
     }
     return UniqueFd(fd);
 }
 
-bool WriteAll(int fd, const void* data, size_t length, int* error) {
+Status WriteAll(int fd, const void* data, size_t length) {
     const char* next = static_cast<const char*>(data);
     while (length > 0) {
         ssize_t written = ::write(fd, next, length);
@@ -113,17 +110,15 @@ bool WriteAll(int fd, const void* data, size_t length, int* error) {
             if (errno == EINTR) {
                 continue;
             }
-            *error = errno;
-            return false;
+            return SystemFailure(errno);
         }
         if (written == 0) {
-            *error = EIO;
-            return false;
+            return SystemFailure(EIO);
         }
         next += written;
         length -= static_cast<size_t>(written);
     }
-    return true;
+    return {};
 }
 
 bool IsSameFile(const std::string& first, const std::string& second) {

@@ -8,6 +8,7 @@
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "SystemServices/linux/JobFollowing.h"
+#include "tests/support/SteppingClock.h"
 
 namespace testsupport {
 
@@ -24,8 +25,9 @@ public:
     // The job's states as the printer tells them, one after another; the last one stays.
     // Empty: it cannot tell.
     std::vector<docmgr::PrintJobStatus> statuses;
-    nvrprint::platform::JobWatch watch{std::chrono::milliseconds(200),
-                                       std::chrono::milliseconds(5)};
+    // The program's own watch, on a clock that moves only as the device is polled.
+    nvrprint::platform::JobWatch watch;
+    SteppingClock clock;
     std::vector<std::string> calls;
 
     int GetDeviceCaps(int index) const override {
@@ -88,7 +90,7 @@ public:
                 *status = statuses[std::min(m_statusReads++, statuses.size() - 1)];
                 return true;
             },
-            watch);
+            watch, clock);
     }
 
 private:

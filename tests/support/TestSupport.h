@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "SystemServices/Notice.h"
+#include "platform/Notice.h"
 
 namespace testsupport {
 

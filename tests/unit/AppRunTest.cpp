@@ -46,7 +46,8 @@ protected:
         app.reset();
         notices.clear();
         os = TestPlatform(&notices, standardInput);
-        os.sleep = [this](std::chrono::milliseconds d) { sleeps.push_back(d); };
+        clock.sleeps.clear();
+        os.clock = &clock;
         auto fake = std::make_unique<FakePrintSystem>();
         printers = fake.get();
         printers->makeDevice = [this] { return std::make_unique<KeptDevice>(&printed); };
@@ -58,7 +59,7 @@ protected:
     LogCapture log;
     ScratchDir dir;
     std::vector<RecordedNotice> notices;
-    std::vector<std::chrono::milliseconds> sleeps;
+    SteppingClock clock;
     std::vector<std::string> printed;  // by the last job's device
     FakePrintSystem* printers = nullptr;
     platform::Platform os;
@@ -161,7 +162,6 @@ TEST_F(AppRun, PipedDocumentIsKeptThirtySecondsForTheExternalViewer) {
                           dir.File("seen.tmp") + "\" \"" + dir.File("seen") + "\"\n");
     ::chmod(viewer.c_str(), 0755);
     for (bool keep : {false, true}) {
-        sleeps.clear();
         ::unlink(dir.File("seen").c_str());
         InputBytes piped(ReadFile(dir.File("doc.pdf")));
         std::vector<std::string> args = {"-type=pdfium", "-interactive", "-previewApp=" + viewer,
@@ -171,7 +171,7 @@ TEST_F(AppRun, PipedDocumentIsKeptThirtySecondsForTheExternalViewer) {
         Start(args, piped.Fd());
         EXPECT_EQ(app->Run(), 0);
         // A kept capture outlives the run anyway.
-        EXPECT_EQ(sleeps, keep ? std::vector<std::chrono::milliseconds>{}
+        EXPECT_EQ(clock.sleeps, keep ? std::vector<std::chrono::milliseconds>{}
                                : std::vector{std::chrono::milliseconds(30000)});
         std::string seen;
         for (int i = 0; i < 200 && seen.empty(); ++i) {

@@ -162,13 +162,17 @@ TEST(JobPdf, PlacedPagesKeepTheirTextAndSheetsTheirSize) {
 // A sent job is followed on the printer: every change there starts the wait anew, and a job
 // the printer fails, holds or keeps still too long, or whose state it cannot tell, is aborted.
 TEST(JobFollowing, WaitRestartsOnProgressAndAbortsOnFailure) {
+    // A page done every 59.75 s: an hour and a half in all, and never quiet for a minute.
     RecordingPrintDevice device;
-    for (int page = 0; page < 100; ++page) {
-        device.statuses.push_back({docmgr::PrintJobStatus::Processing, page});
+    const size_t pollsPerPage = 239;
+    for (int page = 0; page < 90; ++page) {
+        device.statuses.insert(device.statuses.end(), pollsPerPage,
+                               {docmgr::PrintJobStatus::Processing, page});
     }
-    device.statuses.push_back({docmgr::PrintJobStatus::Completed, 100});
+    device.statuses.push_back({docmgr::PrintJobStatus::Completed, 90});
     EXPECT_TRUE(device.FollowJob(7));
     EXPECT_TRUE(device.calls.empty());
+    EXPECT_EQ(device.clock.Elapsed(), 90 * pollsPerPage * std::chrono::milliseconds(250));
 
     using docmgr::PrintJobStatus;
     const std::vector<std::pair<std::optional<PrintJobStatus>, std::string>> endings = {
@@ -189,5 +193,9 @@ TEST(JobFollowing, WaitRestartsOnProgressAndAbortsOnFailure) {
         EXPECT_FALSE(ending.FollowJob(7)) << words;
         EXPECT_EQ(ending.calls, std::vector<std::string>{"AbortDoc"}) << words;
         EXPECT_TRUE(log.Contains(words)) << log.Text();
+        // A job kept still is given its full minute and not a poll more.
+        if (words.starts_with("Timeout")) {
+            EXPECT_EQ(ending.clock.Elapsed(), std::chrono::seconds(60)) << words;
+        }
     }
 }

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "SystemServices/Files.h"
+#include "platform/Files.h"
 
 namespace nvrprint::platform {
 namespace {
@@ -12,15 +12,14 @@ public:
     explicit SystemFiles(int standardInput) : m_standardInput(standardInput) {}
 
     int StandardInput() override { return m_standardInput; }
-    bool Exists(const std::string& path, int* error) override {
+    Status CheckExists(const std::string& path) override {
         if (access(path.c_str(), F_OK) != 0) {
-            *error = errno;
-            return false;
+            return SystemFailure(errno);
         }
-        return true;
+        return {};
     }
-    UniqueFd CreateNewPrivateFile(const std::string& path, int* error) override {
-        return platform::CreateNewPrivateFile(path, error);
+    Result<UniqueFd> CreateNewPrivateFile(const std::string& path) override {
+        return platform::CreateNewPrivateFile(path);
     }
 
 private:

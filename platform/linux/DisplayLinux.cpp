@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <optional>
 
-#include "SystemServices/Display.h"
+#include "platform/Display.h"
 
 namespace nvrprint::platform {
 namespace {

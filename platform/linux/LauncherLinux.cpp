@@ -7,7 +7,7 @@
 #include <memory>
 #include <thread>
 
-#include "SystemServices/Launcher.h"
+#include "platform/Launcher.h"
 #include "platform/GObjectPtr.h"
 
 extern char** environ;
@@ -15,60 +15,55 @@ extern char** environ;
 namespace nvrprint::platform {
 namespace {
 
-bool Spawn(const std::string& program, const std::string& file, int* error) {
+Status Spawn(const std::string& program, const std::string& file) {
     std::string programArg = program;
     std::string fileArg = file;
     char* argv[] = {programArg.data(), fileArg.data(), nullptr};
     pid_t pid = -1;
     const int rc = posix_spawn(&pid, program.c_str(), nullptr, nullptr, argv, environ);
     if (rc != 0) {
-        *error = rc;
-        return false;
+        return SystemFailure(rc);
     }
     // Nobody waits for the application, but its end is collected so it leaves no zombie.
     std::thread([pid] { waitpid(pid, nullptr, 0); }).detach();
-    return true;
+    return {};
 }
 
-OpenResult OpenWithDefault(const std::string& path) {
-    OpenResult result;
+Failure GioError(const GErrorPtr& error, const char* otherwise) {
+    return error ? Failure{error->code, error->message} : Failure{EIO, otherwise};
+}
+
+Status OpenWithDefault(const std::string& path) {
     GObjectPtr<GFile> file(g_file_new_for_path(path.c_str()));
     GError* raw = nullptr;
     GObjectPtr<GFileInfo> info(g_file_query_info(file.get(), G_FILE_ATTRIBUTE_STANDARD_CONTENT_TYPE,
                                                  G_FILE_QUERY_INFO_NONE, nullptr, &raw));
     GErrorPtr error(raw);
     if (!info) {
-        result.code = error ? error->code : EIO;
-        result.reason = error ? error->message : "cannot read the file";
-        return result;
+        return GioError(error, "cannot read the file");
     }
     const char* contentType = g_file_info_get_content_type(info.get());
     GObjectPtr<GAppInfo> app(
         contentType != nullptr ? g_app_info_get_default_for_type(contentType, FALSE) : nullptr);
     if (!app) {
-        result.outcome = OpenResult::NoApplication;
-        result.code = kNoAssociation;
-        result.reason = std::string("no application for ") + (contentType ? contentType : "?");
-        return result;
+        return Failure{kNoAssociation,
+                     std::string("no application for ") + (contentType ? contentType : "?")};
     }
     GList files = {file.get(), nullptr, nullptr};
     raw = nullptr;
     if (!g_app_info_launch(app.get(), &files, nullptr, &raw)) {
         error.reset(raw);
-        result.code = error ? error->code : EIO;
-        result.reason = error ? error->message : "the application did not start";
-        return result;
+        return GioError(error, "the application did not start");
     }
-    result.outcome = OpenResult::Started;
-    return result;
+    return {};
 }
 
 class SystemLauncher final : public Launcher {
 public:
-    bool StartProgram(const std::string& program, const std::string& file, int* error) override {
-        return Spawn(program, file, error);
+    Status StartProgram(const std::string& program, const std::string& file) override {
+        return Spawn(program, file);
     }
-    OpenResult OpenWithDefaultApplication(const std::string& file) override {
+    Status OpenWithDefaultApplication(const std::string& file) override {
         return OpenWithDefault(file);
     }
 };

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <memory>
 
-#include "SystemServices/Display.h"
-#include "SystemServices/Notice.h"
+#include "platform/Display.h"
+#include "platform/Notice.h"
 #include "platform/MainLoopTask.h"
 
 namespace nvrprint::platform {
