@@ -142,7 +142,7 @@ bool NvrPrintHelper::LoadDocument() {
         NVR_LOG_DEBUG("Generated temp file path for pipe input: {}", capturePath);
     }
 
-    m_docMgr->SetPipeInput(m_os.files->StandardInput());
+    m_docMgr->SetInputFiles(*m_os.files);
     if (m_docMgr->LoadDocument(m_actualInputFile, m_inputFromPipe, &DocumentEventThunk,
                                capturePath) == nullptr) {
         NVR_LOG_ERROR("Failed to start document loading");

@@ -33,12 +33,13 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
     // The printer is opened once here and serves the print from the preview as well.
     DevModePtr defaults;
     if (!printerName.empty()) {
-        int error = 0;
-        m_printer = m_os.printers->OpenPrinter(printerName, &error);
-        if (m_printer) {
+        Result<std::unique_ptr<platform::Printer>> opened = m_os.printers->OpenPrinter(printerName);
+        if (opened) {
+            m_printer = std::move(opened).value();
             defaults = m_docMgr->GetPrinterSettings(*m_printer);
         } else {
-            NVR_LOG_ERROR("Failed to open printer '{}' (Error: {})", printerName, error);
+            NVR_LOG_ERROR("Failed to open printer '{}' (Error: {})", printerName,
+                          opened.error().code);
         }
     }
     if (printerName.empty()) {

@@ -42,15 +42,14 @@ bool NvrPrintHelper::ExecuteSilentMode() {
 std::string NvrPrintHelper::GetDefaultPrinterName() {
     NVR_LOG_ENTRY("Entered");
     NVR_LOG_DEBUG("Getting default printer name");
-    int error = 0;
-    const std::string name = m_os.printers->DefaultPrinter(&error);
-    if (name.empty()) {
-        NVR_LOG_ERROR("Failed to get default printer (Error: {})", error);
+    const Result<std::string> name = m_os.printers->DefaultPrinter();
+    if (!name || name->empty()) {
+        NVR_LOG_ERROR("Failed to get default printer (Error: {})", name ? 0 : name.error().code);
         NVR_LOG_ENTRY("Returning empty string");
         return {};
     }
-    NVR_LOG_ENTRY("Returning {}", name);
-    return name;
+    NVR_LOG_ENTRY("Returning {}", *name);
+    return *name;
 }
 
 bool NvrPrintHelper::ValidatePrinter(const std::string& printerName) {
@@ -60,12 +59,12 @@ bool NvrPrintHelper::ValidatePrinter(const std::string& printerName) {
         NVR_LOG_ERROR("Empty printer name");
         return false;
     }
-    int error = 0;
-    m_printer = m_os.printers->OpenPrinter(printerName, &error);
-    if (!m_printer) {
-        NVR_LOG_ERROR("Failed to open printer (Error: {}): {}", error, printerName);
+    Result<std::unique_ptr<platform::Printer>> opened = m_os.printers->OpenPrinter(printerName);
+    if (!opened) {
+        NVR_LOG_ERROR("Failed to open printer (Error: {}): {}", opened.error().code, printerName);
         return false;
     }
+    m_printer = std::move(opened).value();
     return true;
 }
 
@@ -153,22 +152,22 @@ bool NvrPrintHelper::PrintDocument() {
 }
 
 bool NvrPrintHelper::SendJob(const PrintJob& job) {
-    int error = 0;
-    std::unique_ptr<docmgr::PrintDevice> device;
+    Result<std::unique_ptr<docmgr::PrintDevice>> created = SystemFailure(EINVAL);
     if (job.outputFile.empty()) {
         NVR_LOG_DEBUG("Creating printer DC");
-        device = m_printer->CreatePrintDevice(
+        created = m_printer->CreatePrintDevice(
             job.devMode.get(),
-            m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter, &error);
+            m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter);
     } else {
         // The sheets the printer would get, on its paper, written to the file instead.
         NVR_LOG_INFO("Printing the job's PDF to file: {}", job.outputFile);
-        device = m_printer->CreateFileDevice(job.devMode.get(), job.outputFile, &error);
+        created = m_printer->CreateFileDevice(job.devMode.get(), job.outputFile);
     }
-    if (!device) {
-        NVR_LOG_ERROR("Failed to create printer DC (Error: {})", error);
+    if (!created || !*created) {
+        NVR_LOG_ERROR("Failed to create printer DC (Error: {})", created ? EIO : created.error().code);
         return false;
     }
+    const std::unique_ptr<docmgr::PrintDevice>& device = *created;
     NVR_LOG_DEBUG("Printer DC created successfully");
     NVR_LOG_DEBUG("Setting print job settings for hybrid printing (N-up: {}, Reverse: {})",
                   job.settings.PagesPerSheet, job.settings.bReversePages);

@@ -1,4 +1,5 @@
 // Applying a job's settings to a DEVMODE and reporting what the driver corrected.
+#include <cerrno>
 #include <cstring>
 #include <optional>
 
@@ -115,9 +116,10 @@ bool ValidateWithPrinter(const PrintJobSettings& requested, DEVMODEW* devMode,
     }
     std::unique_ptr<DEVMODEW, DevModeDeleter> output(
         static_cast<DEVMODEW*>(std::calloc(1, std::max<size_t>(size, sizeof(DEVMODEW)))));
-    int32_t result = output ? printer.ValidateDevMode(devMode, output.get()) : 0;
-    if (result != kIdOk) {
-        NVR_LOG_ERROR("DocumentProperties validation failed (result: {})", result);
+    const Status validated =
+        output ? printer.ValidateDevMode(devMode, output.get()) : SystemFailure(ENOMEM);
+    if (!validated) {
+        NVR_LOG_ERROR("DocumentProperties validation failed (result: {})", validated.error().code);
         NVR_LOG_ERROR("The printer does not support the requested settings");
         return false;
     }

@@ -5,13 +5,12 @@
 #include <string>
 
 #include "NvrPrintUtils/DevMode.h"
+#include "platform/Result.h"
 
 // What the settings code needs of an open printer: its DEVMODE size, its defaults, the
 // driver's validation of a DEVMODE, and how it staples. The print system hands one
 // out per job; tests hand in scripted fakes.
 namespace nvrprint {
-
-inline constexpr int32_t kIdOk = 1;
 
 // One printer, open for the length of a job: whatever it is asked, it asks the printer at
 // most once. Closes when destroyed.
@@ -21,11 +20,11 @@ public:
     virtual const std::string& Name() const = 0;
     // Size in bytes of a full DEVMODE of this printer; 0 or less on failure.
     virtual int32_t DevModeSize() = 0;
-    // Fills out (DevModeSize() bytes) with the printer's defaults; kIdOk on success.
-    virtual int32_t DefaultDevMode(DEVMODEW* out) = 0;
+    // Fills out (DevModeSize() bytes) with the printer's defaults.
+    virtual Status DefaultDevMode(DEVMODEW* out) = 0;
     // Merges in with the driver's state, corrects what the printer cannot do, writes out
-    // (DevModeSize() bytes); kIdOk on success.
-    virtual int32_t ValidateDevMode(const DEVMODEW* in, DEVMODEW* out) = 0;
+    // (DevModeSize() bytes); fails when the printer refuses the settings.
+    virtual Status ValidateDevMode(const DEVMODEW* in, DEVMODEW* out) = 0;
     // How the printer is asked to staple, as a driver-private option of the DEVMODE; an empty
     // name when it cannot staple.
     virtual StapleOption Stapling() = 0;

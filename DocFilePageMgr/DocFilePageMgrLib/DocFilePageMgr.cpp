@@ -54,7 +54,7 @@ DevModePtr DocFilePageMgr::GetPrinterSettings(nvrprint::PrinterSession& printer)
         NVR_LOG_ERROR("Failed to allocate memory for DEVMODE ({} bytes)", size);
         return {};
     }
-    if (printer.DefaultDevMode(block.get()) != nvrprint::kIdOk) {
+    if (!printer.DefaultDevMode(block.get())) {
         NVR_LOG_ERROR("Failed to retrieve default DEVMODE for printer: {}", printerName);
         return {};
     }
@@ -62,7 +62,7 @@ DevModePtr DocFilePageMgr::GetPrinterSettings(nvrprint::PrinterSession& printer)
     // The same block goes in and comes out, so that the driver validates it.
     DevModePtr validated(
         static_cast<nvrprint::DEVMODEW*>(std::calloc(1, static_cast<size_t>(size))));
-    if (!validated || printer.ValidateDevMode(block.get(), validated.get()) != nvrprint::kIdOk) {
+    if (!validated || !printer.ValidateDevMode(block.get(), validated.get())) {
         NVR_LOG_ERROR("Failed to validate DEVMODE for printer: {}", printerName);
         return {};
     }

@@ -80,9 +80,9 @@ public:
     // One side of the physical page list: its logical pages, or nothing on a blank back.
     bool RenderSide(PrintDevice* device, const PhysicalPage& side);
 
-    // Where piped input is read from; standard input unless a caller substitutes another
-    // descriptor, which stays the caller's.
-    void SetPipeInput(int fd) { m_capture.SetInput(fd); }
+    // Where piped input is read from and captured to: the process's standard input and file
+    // system, unless a caller substitutes its own, which stays the caller's.
+    void SetInputFiles(nvrprint::platform::Files& files) { m_capture.SetFiles(files); }
     // Ends a capture of piped input that is still waiting for bytes: its partial file is
     // deleted and the load fails. The backend's own opening of a document is not interrupted.
     void StopLoad();

@@ -32,7 +32,10 @@ nvrprint::Result<UniqueFd> MakeSystemTempFile(std::string* path) {
 
 }  // namespace
 
-InputCapture::InputCapture() : m_stopSignal(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+InputCapture::InputCapture()
+    : m_systemFiles(nvrprint::platform::CreateSystemFiles(STDIN_FILENO)),
+      m_files(m_systemFiles.get()),
+      m_stopSignal(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 void InputCapture::Stop() {
     m_stopRequested.store(true);
@@ -61,7 +64,7 @@ nvrprint::Result<InputCapture::Captured> InputCapture::Capture(const std::string
             return created.error();
         }
     } else {
-        created = nvrprint::platform::CreateNewPrivateFile(result.path);
+        created = m_files->CreateNewPrivateFile(result.path);
     }
     NVR_LOG_DEBUG("Temporary file: {}", result.path);
     if (!created) {
@@ -81,8 +84,9 @@ nvrprint::Result<InputCapture::Captured> InputCapture::Capture(const std::string
     };
 
     char buffer[kCaptureChunkBytes];
+    const int input = m_files->StandardInput();
     for (;;) {
-        pollfd waits[2] = {{m_inputFd, POLLIN, 0}, {m_stopSignal.Get(), POLLIN, 0}};
+        pollfd waits[2] = {{input, POLLIN, 0}, {m_stopSignal.Get(), POLLIN, 0}};
         if (m_stopRequested.load()) {
             return fail("Capture of standard input stopped", ECANCELED);
         }
@@ -97,7 +101,7 @@ nvrprint::Result<InputCapture::Captured> InputCapture::Capture(const std::string
         if (waits[1].revents != 0 || m_stopRequested.load()) {
             return fail("Capture of standard input stopped", ECANCELED);
         }
-        ssize_t got = ::read(m_inputFd, buffer, sizeof buffer);
+        ssize_t got = ::read(input, buffer, sizeof buffer);
         if (got < 0) {
             if (errno == EINTR || errno == EAGAIN) {
                 continue;

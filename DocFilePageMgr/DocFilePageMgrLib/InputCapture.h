@@ -2,9 +2,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 
-#include "platform/FileSystem.h"
+#include "platform/Files.h"
 
 namespace docmgr {
 
@@ -15,9 +16,9 @@ class InputCapture {
 public:
     InputCapture();
 
-    // Where the bytes come from: standard input unless a caller substitutes another
-    // descriptor, which stays the caller's.
-    void SetInput(int fd) { m_inputFd = fd; }
+    // Where the bytes come from and where their file is made: the process's standard input
+    // and file system, unless a caller substitutes its own, which stays the caller's.
+    void SetFiles(nvrprint::platform::Files& files) { m_files = &files; }
 
     struct Captured {
         std::string path;
@@ -33,7 +34,8 @@ public:
     void Rearm();
 
 private:
-    int m_inputFd = 0;
+    std::unique_ptr<nvrprint::platform::Files> m_systemFiles;
+    nvrprint::platform::Files* m_files;
     std::atomic<bool> m_stopRequested{false};
     nvrprint::platform::UniqueFd m_stopSignal;
 };

@@ -26,9 +26,10 @@ bool PageMgrPdfium::OnPlacePage(PrintDevice* device, size_t pageIndex, const Pag
     }
     NVR_LOG_VERBOSE("Placing page {} in {}x{} at ({}, {})", pageIndex + 1, cell.width, cell.height,
                     cell.x, cell.y);
-    if (!device->PlacePage(VectorPage{m_loadedPath, pageIndex}, cell)) {
+    if (const nvrprint::Status placed = device->PlacePage(VectorPage{m_loadedPath, pageIndex}, cell);
+        !placed) {
         NVR_LOG_ERROR("Failed to place page {} on the printer (Error: {})", pageIndex + 1,
-                      device->LastError());
+                      placed.error().code);
         return false;
     }
     NVR_LOG_VERBOSE("Successfully drew page {}", pageIndex + 1);

@@ -4,6 +4,7 @@
 #include <libgxps/gxps.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/FileSignature.h"
@@ -29,6 +30,10 @@ void LogLibraryWarning(const gchar*, GLogLevelFlags, const gchar* message, gpoin
 
 std::string ErrorText(const GError* error) {
     return error != nullptr && error->message != nullptr ? error->message : "unknown error";
+}
+
+nvrprint::Failure LibraryFailure(const GError* error) {
+    return nvrprint::Failure{error != nullptr ? error->code : EIO, ErrorText(error)};
 }
 
 // A page's size, from the page itself.
@@ -100,14 +105,13 @@ bool PageMgrXps::CanHandleFile(const std::string& path) {
     return false;
 }
 
-bool PageMgrXps::OpenLibraryView(Package& package, std::string* reason) {
+nvrprint::Status PageMgrXps::OpenLibraryView(Package& package) {
     GObjectPtr<GFile> file(g_file_new_for_path(package.copy->Path().c_str()));
     GError* rawError = nullptr;
     GObjectPtr<GXPSFile> opened(gxps_file_new(file.get(), &rawError));
     GErrorPtr openError(rawError);
     if (!opened) {
-        *reason = ErrorText(openError.get());
-        return false;
+        return LibraryFailure(openError.get());
     }
     std::vector<GObjectPtr<GXPSDocument>> documents;
     const guint documentCount = gxps_file_get_n_documents(opened.get());
@@ -121,7 +125,7 @@ bool PageMgrXps::OpenLibraryView(Package& package, std::string* reason) {
     }
     package.file = std::move(opened);
     package.documents = std::move(documents);
-    return true;
+    return {};
 }
 
 bool PageMgrXps::OnLoadDocument(const std::string& path) {
@@ -133,22 +137,21 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
     m_unrepairablePages.clear();
 
     // The library reads only a checked, plain copy of the package.
-    int error = 0;
     auto package = std::make_unique<Package>();
-    package->copy = ScratchFile::Create(ScratchDirectory(), "package", "xps", &error);
-    if (!package->copy) {
+    auto copy = ScratchFile::Create(ScratchDirectory(), "package", "xps");
+    if (!copy) {
         NVR_LOG_ERROR(
-            "Failed to create package from file (cannot make a working copy, Error: {}): {}", error,
-            path);
+            "Failed to create package from file (cannot make a working copy, Error: {}): {}",
+            copy.error().code, path);
         return false;
     }
-    std::string reason;
-    if (!RewriteXpsPackage(path, package->copy->Path(), &reason)) {
-        NVR_LOG_ERROR("Failed to create package from file ({}): {}", reason, path);
-        return false;
+    package->copy = std::move(copy).value();
+    nvrprint::Status opened = RewriteXpsPackage(path, package->copy->Path());
+    if (opened) {
+        opened = OpenLibraryView(*package);
     }
-    if (!OpenLibraryView(*package, &reason)) {
-        NVR_LOG_ERROR("Failed to create package from file ({}): {}", reason, path);
+    if (!opened) {
+        NVR_LOG_ERROR("Failed to create package from file ({}): {}", opened.error().text, path);
         return false;
     }
     NVR_LOG_DEBUG("Package created successfully");
@@ -251,11 +254,12 @@ bool PageMgrXps::DrawWhole(size_t pageIndex, const std::function<CairoPtr()>& st
             NVR_LOG_ERROR("Failed to get page {}", pageIndex + 1);
             return false;
         }
-        std::string reason;
         CairoPtr cr = start();
-        if (page->Draw(cr.get(), &reason)) {
+        const nvrprint::Status drawn = page->Draw(cr.get());
+        if (drawn) {
             return true;
         }
+        std::string reason = drawn.error().text;
         // The same fault after a cut: the cut missed it, and the page is left as it is.
         const bool cutMissed = reason == previous;
         if (cutMissed) {
@@ -277,9 +281,8 @@ bool PageMgrXps::SkipFaultyElement(size_t pageIndex, const std::string& error) t
     const std::optional<std::string> markup =
         fault ? ReadPackagePart(m_package->copy->Path(), fault->part) : std::nullopt;
     const std::optional<ElementCut> cut = markup ? CutFaultyElement(*markup, *fault) : std::nullopt;
-    std::string reason;
     if (!cut || !ReplacePackagePart(m_package->copy->Path(), fault->part, cut->markup) ||
-        !OpenLibraryView(*m_package, &reason)) {
+        !OpenLibraryView(*m_package)) {
         return false;
     }
     --m_skipsLeft;
@@ -291,14 +294,14 @@ bool PageMgrXps::SkipFaultyElement(size_t pageIndex, const std::string& error) t
     return false;
 }
 
-bool PageMgrXps::Page::Draw(cairo_t* cr, std::string* reason) const {
+nvrprint::Status PageMgrXps::Page::Draw(cairo_t* cr) const {
     GError* rawError = nullptr;
     const bool drawn = gxps_page_render(handle.get(), cr, &rawError);
     GErrorPtr error(rawError);
     if (!drawn) {
-        *reason = ErrorText(error.get());
+        return LibraryFailure(error.get());
     }
-    return drawn;
+    return {};
 }
 
 PageMgrXps::PageSize PageMgrXps::DrawingSize(size_t pageIndex) const {

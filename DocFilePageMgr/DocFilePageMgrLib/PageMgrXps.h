@@ -69,7 +69,7 @@ private:
     static constexpr int kMaxSkippedInDocument = 128;
 
     // The library's view of the package copy: the file and its sub-documents, opened anew.
-    static bool OpenLibraryView(Package& package, std::string* reason);
+    static nvrprint::Status OpenLibraryView(Package& package);
     // Draws the page in 1/96-inch units onto a context that start makes afresh for each
     // attempt. Where the library stops at an element it cannot draw, that element is cut out
     // of the page and the page drawn again. False when the page cannot be drawn.

@@ -3,6 +3,7 @@
 // of its own size. The job's device settings (paper, two-sided, colour, resolution, source,
 // media type, stapling) go to the printer as job options; the program's N-up, reverse order
 // and copies do not apply, so the printer's defaults rule those.
+#include <cerrno>
 #include <mutex>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DrawnPagesPdf.h"
@@ -58,12 +59,12 @@ bool PageMgrXps::OnPrintStarting(const std::string& printerName, const std::stri
         printerName, m_printJobSettings.PagesPerSheet, m_printJobSettings.bReversePages,
         PrintJobSettingsView{m_printJobSettings}.Copies());
 
-    int error = 0;
-    m_jobPdf = ScratchFile::Create(ScratchDirectory(), "job", "pdf", &error);
-    if (!m_jobPdf) {
-        NVR_LOG_ERROR("Failed to create the job's document (Error: {})", error);
+    auto jobPdf = ScratchFile::Create(ScratchDirectory(), "job", "pdf");
+    if (!jobPdf) {
+        NVR_LOG_ERROR("Failed to create the job's document (Error: {})", jobPdf.error().code);
         return false;
     }
+    m_jobPdf = std::move(jobPdf).value();
     if (!WriteJobPdf(m_jobPdf->Path())) {
         NVR_LOG_ERROR("Failed to write XPS package to the job's document");
         return false;
@@ -74,8 +75,10 @@ bool PageMgrXps::OnPrintStarting(const std::string& printerName, const std::stri
 }
 
 bool PageMgrXps::OnPlacePage(PrintDevice* device, size_t pageIndex, const PageCell& cell) {
-    if (!m_jobPdf || !device->PlacePage(VectorPage{m_jobPdf->Path(), pageIndex}, cell)) {
-        NVR_LOG_ERROR("Failed to send page {} (Error: {})", pageIndex + 1, device->LastError());
+    const nvrprint::Status placed = m_jobPdf ? device->PlacePage(VectorPage{m_jobPdf->Path(), pageIndex}, cell)
+                                             : nvrprint::SystemFailure(ENOENT);
+    if (!placed) {
+        NVR_LOG_ERROR("Failed to send page {} (Error: {})", pageIndex + 1, placed.error().code);
         return false;
     }
     return true;

@@ -30,7 +30,7 @@ struct PageMgrXps::Page {
     nvrprint::platform::GObjectPtr<GXPSPage> handle;
 
     // Draws the page in 1/96-inch units onto cr.
-    bool Draw(cairo_t* cr, std::string* reason) const;
+    nvrprint::Status Draw(cairo_t* cr) const;
 };
 
 }  // namespace docmgr

@@ -69,7 +69,7 @@ PageCell::Fit DocFilePageMgr::PlanSides(uint64_t pageCount,
 bool DocFilePageMgr::PrintSide(PrintDevice* device, const PhysicalPage& side, PageCell::Fit fit,
                                uint64_t number) {
     const char* what = fit == PageCell::FitCell ? "physical page" : "page";
-    int started = 0;
+    nvrprint::Status started;
     if (fit == PageCell::WholeSheet) {
         double width = 0.0;
         double height = 0.0;
@@ -78,9 +78,9 @@ bool DocFilePageMgr::PrintSide(PrintDevice* device, const PhysicalPage& side, Pa
     } else {
         started = device->StartPage();
     }
-    if (started <= 0) {
-        NVR_LOG_ERROR("Failed to start {} {} (Error: {})", what, number, device->LastError());
-        device->AbortDoc();
+    if (!started) {
+        NVR_LOG_ERROR("Failed to start {} {} (Error: {})", what, number, started.error().code);
+        (void)device->AbortDoc();
         return false;
     }
     bool placed = false;
@@ -100,13 +100,13 @@ bool DocFilePageMgr::PrintSide(PrintDevice* device, const PhysicalPage& side, Pa
         } else {
             NVR_LOG_ERROR("Failed to load page {}", number);
         }
-        device->EndPage();
-        device->AbortDoc();
+        (void)device->EndPage();
+        (void)device->AbortDoc();
         return false;
     }
-    if (device->EndPage() <= 0) {
-        NVR_LOG_ERROR("Failed to end {} {} (Error: {})", what, number, device->LastError());
-        device->AbortDoc();
+    if (const nvrprint::Status ended = device->EndPage(); !ended) {
+        NVR_LOG_ERROR("Failed to end {} {} (Error: {})", what, number, ended.error().code);
+        (void)device->AbortDoc();
         return false;
     }
     return true;
@@ -126,11 +126,12 @@ bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const st
         return false;
     }
     const uint64_t pageCount = OnGetPageCount();
-    const int jobId = device->StartDoc(jobTitle);
-    if (jobId <= 0) {
-        NVR_LOG_ERROR("Failed to start document (Error: {})", device->LastError());
+    const nvrprint::Result<int> started = device->StartDoc(jobTitle);
+    if (!started) {
+        NVR_LOG_ERROR("Failed to start document (Error: {})", started.error().code);
         return false;
     }
+    const int jobId = *started;
     NVR_LOG_DEBUG("Document started successfully");
     NVR_LOG_DEBUG("Printer DPI: {}x{}", device->GetDeviceCaps(LOGPIXELSX),
                   device->GetDeviceCaps(LOGPIXELSY));
@@ -151,8 +152,8 @@ bool DocFilePageMgr::RenderDocToPrinter(const std::string& printerName, const st
         }
     }
 
-    if (device->EndDoc() <= 0) {
-        NVR_LOG_ERROR("Failed to end document (Error: {})", device->LastError());
+    if (const nvrprint::Status ended = device->EndDoc(); !ended) {
+        NVR_LOG_ERROR("Failed to end document (Error: {})", ended.error().code);
         return false;
     }
     if (!OnPrintSent(device, jobId)) {

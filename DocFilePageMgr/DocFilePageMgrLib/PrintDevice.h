@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string>
 
+#include "platform/Result.h"
+
 namespace docmgr {
 
 // Indexes of GetDeviceCaps, with the values of the device-context API they mirror.
@@ -48,32 +50,29 @@ struct PageCell {
 };
 
 // A printer's drawing surface for one job, shaped like a printer device context: a document
-// of sheets, on which pages are placed as vector content. Results follow the same rules:
-// above 0 is success.
+// of sheets, on which pages are placed as vector content.
 class PrintDevice {
 public:
     virtual ~PrintDevice() = default;
 
     virtual int GetDeviceCaps(int index) const = 0;
-    // Starts the job; returns its id, or 0 or below on failure.
-    virtual int StartDoc(const std::string& documentName) = 0;
+    // Starts the job; its id.
+    virtual nvrprint::Result<int> StartDoc(const std::string& documentName) = 0;
     // Starts a sheet of the job's paper.
-    virtual int StartPage() = 0;
+    virtual nvrprint::Status StartPage() = 0;
     // Starts a sheet of the given size in points instead, for a page that goes to the
     // printer at its own size (PageCell::WholeSheet).
-    virtual int StartPageOfSize(double widthPoints, double heightPoints) = 0;
-    virtual int EndPage() = 0;
-    virtual int EndDoc() = 0;
-    virtual int AbortDoc() = 0;
-    // The cause of the last failure, as an error number.
-    virtual int LastError() const = 0;
+    virtual nvrprint::Status StartPageOfSize(double widthPoints, double heightPoints) = 0;
+    virtual nvrprint::Status EndPage() = 0;
+    virtual nvrprint::Status EndDoc() = 0;
+    virtual nvrprint::Status AbortDoc() = 0;
 
     // Places a page on the started sheet as the cell says; the area it covers is filled
     // white first, as a printed page covers what lies beneath.
-    virtual bool PlacePage(const VectorPage& page, const PageCell& cell) = 0;
-    // Follows the job after EndDoc until the printer has done it; jobId is StartDoc's. False,
+    virtual nvrprint::Status PlacePage(const VectorPage& page, const PageCell& cell) = 0;
+    // Follows the job after EndDoc until the printer has done it; jobId is StartDoc's. Fails,
     // with the job aborted, when the printer fails it or stops telling where it stands.
-    virtual bool FollowJob(int jobId) = 0;
+    virtual nvrprint::Status FollowJob(int jobId) = 0;
 };
 
 }  // namespace docmgr

@@ -9,9 +9,9 @@
 
 namespace docmgr {
 
-std::unique_ptr<ScratchFile> ScratchFile::Create(const std::string& directory,
-                                                 const std::string& stem,
-                                                 const std::string& extension, int* error) {
+nvrprint::Result<std::unique_ptr<ScratchFile>> ScratchFile::Create(const std::string& directory,
+                                                                   const std::string& stem,
+                                                                   const std::string& extension) {
     std::string dir = directory.empty() ? nvrprint::platform::SystemTempPath() : directory;
     if (dir.empty()) {
         dir = "/tmp";
@@ -20,8 +20,7 @@ std::unique_ptr<ScratchFile> ScratchFile::Create(const std::string& directory,
     std::string pattern = dir + "/" + stem + "-XXXXXX" + suffix;
     const int fd = ::mkstemps(pattern.data(), static_cast<int>(suffix.size()));
     if (fd < 0) {
-        *error = errno;
-        return nullptr;
+        return nvrprint::SystemFailure(errno);
     }
     ::close(fd);
     return std::make_unique<ScratchFile>(Key{}, pattern);

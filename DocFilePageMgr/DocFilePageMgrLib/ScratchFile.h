@@ -3,6 +3,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/Result.h"
+
 namespace docmgr {
 
 // A working file of a backend: made empty and private under a fresh name, removed again when
@@ -10,10 +12,9 @@ namespace docmgr {
 class ScratchFile {
 public:
     // In directory (the system's temp directory when empty), named stem-XXXXXX.extension.
-    // Null, with an error number, when it cannot be made.
-    static std::unique_ptr<ScratchFile> Create(const std::string& directory,
-                                               const std::string& stem,
-                                               const std::string& extension, int* error);
+    static nvrprint::Result<std::unique_ptr<ScratchFile>> Create(const std::string& directory,
+                                                                 const std::string& stem,
+                                                                 const std::string& extension);
     ~ScratchFile();
     ScratchFile(const ScratchFile&) = delete;
     ScratchFile& operator=(const ScratchFile&) = delete;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -14,6 +15,15 @@
 
 namespace docmgr {
 namespace {
+
+using nvrprint::Failure;
+using nvrprint::Result;
+using nvrprint::Status;
+
+// A package refused or not copied, in words for the log.
+Failure BadPackage(std::string why) {
+    return Failure{EBADMSG, std::move(why)};
+}
 
 std::string Lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
@@ -75,17 +85,13 @@ std::string ZipOpenErrorText(int code) {
 
 // Reads the central directory, checks it against the limits, and groups the entries into
 // parts in the order their first entry appears.
-bool PlanParts(zip_t* archive, const XpsPackageLimits& limits, std::vector<Part>* parts,
-               std::string* reason) {
+Status PlanParts(zip_t* archive, const XpsPackageLimits& limits, std::vector<Part>* parts) {
     const zip_int64_t count = zip_get_num_entries(archive, 0);
     if (count <= 0) {
-        *reason = "the archive holds no entries";
-        return false;
+        return BadPackage("the archive holds no entries");
     }
     if (static_cast<uint64_t>(count) > limits.maxEntries) {
-        *reason =
-            fmt::format("the archive holds {} entries, more than {}", count, limits.maxEntries);
-        return false;
+        return BadPackage(fmt::format("the archive holds {} entries, more than {}", count, limits.maxEntries));
     }
     std::map<std::string, size_t> byName;  // lower-case part name -> index in parts
     uint64_t total = 0;
@@ -95,36 +101,30 @@ bool PlanParts(zip_t* archive, const XpsPackageLimits& limits, std::vector<Part>
         if (zip_stat_index(archive, static_cast<zip_uint64_t>(i), 0, &st) != 0 ||
             !(st.valid & ZIP_STAT_NAME) || !(st.valid & ZIP_STAT_SIZE) ||
             !(st.valid & ZIP_STAT_COMP_SIZE) || !(st.valid & ZIP_STAT_COMP_METHOD)) {
-            *reason = fmt::format("entry {} cannot be read from the central directory", i);
-            return false;
+            return BadPackage(fmt::format("entry {} cannot be read from the central directory", i));
         }
         const std::string name = st.name;
         if (name.empty() || name.back() == '/') {
             continue;  // a folder
         }
         if ((st.valid & ZIP_STAT_ENCRYPTION_METHOD) && st.encryption_method != ZIP_EM_NONE) {
-            *reason = fmt::format("entry {} is encrypted", name);
-            return false;
+            return BadPackage(fmt::format("entry {} is encrypted", name));
         }
         if (st.comp_method != ZIP_CM_STORE && st.comp_method != ZIP_CM_DEFLATE) {
-            *reason = fmt::format("entry {} uses compression method {}", name, st.comp_method);
-            return false;
+            return BadPackage(fmt::format("entry {} uses compression method {}", name, st.comp_method));
         }
         if (st.size > limits.maxPartBytes) {
-            *reason = fmt::format("entry {} expands to {} bytes, more than {}", name, st.size,
-                                  limits.maxPartBytes);
-            return false;
+            return BadPackage(fmt::format("entry {} expands to {} bytes, more than {}", name, st.size,
+                                  limits.maxPartBytes));
         }
         total += st.size;
         if (total > limits.maxTotalBytes) {
-            *reason = fmt::format("the entries expand to more than {} bytes", limits.maxTotalBytes);
-            return false;
+            return BadPackage(fmt::format("the entries expand to more than {} bytes", limits.maxTotalBytes));
         }
         if (st.size > limits.ratioFreeBytes &&
             st.size / std::max<uint64_t>(st.comp_size, 1) > limits.maxRatio) {
-            *reason = fmt::format("entry {} expands {} bytes to {}, more than {} times", name,
-                                  st.comp_size, st.size, limits.maxRatio);
-            return false;
+            return BadPackage(fmt::format("entry {} expands {} bytes to {}, more than {} times", name,
+                                  st.comp_size, st.size, limits.maxRatio));
         }
 
         std::string partName = name;
@@ -139,14 +139,12 @@ bool PlanParts(zip_t* archive, const XpsPackageLimits& limits, std::vector<Part>
         }
         Part& part = (*parts)[found->second];
         if (part.interleaved != isPiece || (!isPiece && !part.pieces.empty())) {
-            *reason = fmt::format("part {} is stored more than once", partName);
-            return false;
+            return BadPackage(fmt::format("part {} is stored more than once", partName));
         }
         part.pieces.push_back(Piece{number, last, static_cast<zip_uint64_t>(i), st.size});
     }
     if (parts->empty()) {
-        *reason = "the archive holds only folders";
-        return false;
+        return BadPackage("the archive holds only folders");
     }
     for (Part& part : *parts) {
         if (!part.interleaved) {
@@ -157,12 +155,11 @@ bool PlanParts(zip_t* archive, const XpsPackageLimits& limits, std::vector<Part>
         for (size_t k = 0; k < part.pieces.size(); ++k) {
             const bool shouldBeLast = k + 1 == part.pieces.size();
             if (part.pieces[k].number != k || part.pieces[k].last != shouldBeLast) {
-                *reason = fmt::format("the pieces of part {} are incomplete", part.name);
-                return false;
+                return BadPackage(fmt::format("the pieces of part {} are incomplete", part.name));
             }
         }
     }
-    return true;
+    return {};
 }
 
 // Streams one part out of the source archive, piece after piece, for the writer. Each entry
@@ -276,13 +273,12 @@ private:
     std::string m_failure;
 };
 
-bool WritePlainPackage(zip_t* source, const std::vector<Part>& parts, const std::string& outputPath,
-                       std::string* reason) {
+Status WritePlainPackage(zip_t* source, const std::vector<Part>& parts,
+                         const std::string& outputPath) {
     int error = 0;
     ZipPtr output(zip_open(outputPath.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error));
     if (!output) {
-        *reason = fmt::format("cannot create {}: {}", outputPath, ZipOpenErrorText(error));
-        return false;
+        return BadPackage(fmt::format("cannot create {}: {}", outputPath, ZipOpenErrorText(error)));
     }
     std::vector<std::unique_ptr<PartReader>> readers;
     for (const Part& part : parts) {
@@ -290,33 +286,28 @@ bool WritePlainPackage(zip_t* source, const std::vector<Part>& parts, const std:
         zip_source_t* data =
             zip_source_function(output.get(), &PartReader::Callback, readers.back().get());
         if (data == nullptr) {
-            *reason = fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get()));
-            return false;
+            return BadPackage(fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get())));
         }
         const zip_int64_t index = zip_file_add(output.get(), part.name.c_str(), data, 0);
         if (index < 0) {
             zip_source_free(data);
-            *reason = fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get()));
-            return false;
+            return BadPackage(fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get())));
         }
         zip_set_file_compression(output.get(), static_cast<zip_uint64_t>(index), ZIP_CM_STORE, 0);
     }
     if (zip_close(output.get()) != 0) {
-        *reason = "the package cannot be copied: ";
+        std::string why = zip_strerror(output.get());
         for (const auto& reader : readers) {
             if (!reader->Failure().empty()) {
-                *reason += reader->Failure();
+                why = reader->Failure();
                 break;
             }
         }
-        if (reason->ends_with(": ")) {
-            *reason += zip_strerror(output.get());
-        }
         std::remove(outputPath.c_str());
-        return false;
+        return BadPackage("the package cannot be copied: " + why);
     }
     output.release();  // zip_close freed it
-    return true;
+    return {};
 }
 
 bool HoldsFixedDocumentSequence(const std::vector<Part>& parts) {
@@ -332,59 +323,60 @@ bool HoldsFixedDocumentSequence(const std::vector<Part>& parts) {
     return relationships && sequence;
 }
 
-ZipPtr OpenArchive(const std::string& path, std::string* reason) {
+Result<ZipPtr> OpenArchive(const std::string& path) {
     int error = 0;
     ZipPtr archive(zip_open(path.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &error));
     if (!archive) {
-        *reason = fmt::format("not a readable ZIP archive: {}", ZipOpenErrorText(error));
+        return BadPackage(fmt::format("not a readable ZIP archive: {}", ZipOpenErrorText(error)));
     }
     return archive;
 }
 
-bool Rewrite(zip_t* source, const std::string& outputPath, std::string* reason,
-             const XpsPackageLimits& limits) {
+Status Rewrite(zip_t* source, const std::string& outputPath, const XpsPackageLimits& limits) {
     std::vector<Part> parts;
-    if (!PlanParts(source, limits, &parts, reason)) {
-        return false;
+    if (Status planned = PlanParts(source, limits, &parts); !planned) {
+        return planned;
     }
-    return WritePlainPackage(source, parts, outputPath, reason);
+    return WritePlainPackage(source, parts, outputPath);
 }
 
 }  // namespace
 
 bool HasXpsPackageDirectory(const std::string& path, const XpsPackageLimits& limits) {
-    std::string reason;
-    ZipPtr archive = OpenArchive(path, &reason);
+    Result<ZipPtr> archive = OpenArchive(path);
     std::vector<Part> parts;
-    return archive && PlanParts(archive.get(), limits, &parts, &reason) &&
+    return archive && PlanParts(archive->get(), limits, &parts).ok() &&
            HoldsFixedDocumentSequence(parts);
 }
 
-bool RewriteXpsPackage(const std::string& sourcePath, const std::string& outputPath,
-                       std::string* reason, const XpsPackageLimits& limits) {
-    ZipPtr source = OpenArchive(sourcePath, reason);
-    return source && Rewrite(source.get(), outputPath, reason, limits);
+Status RewriteXpsPackage(const std::string& sourcePath, const std::string& outputPath,
+                         const XpsPackageLimits& limits) {
+    Result<ZipPtr> source = OpenArchive(sourcePath);
+    if (!source) {
+        return source.error();
+    }
+    return Rewrite(source->get(), outputPath, limits);
 }
 
-bool RewriteXpsPackage(std::span<const unsigned char> bytes, const std::string& outputPath,
-                       std::string* reason, const XpsPackageLimits& limits) {
+Status RewriteXpsPackage(std::span<const unsigned char> bytes, const std::string& outputPath,
+                         const XpsPackageLimits& limits) {
     zip_error_t error;
     zip_error_init(&error);
     zip_source_t* buffer = zip_source_buffer_create(bytes.data(), bytes.size(), 0, &error);
     if (buffer == nullptr) {
-        *reason = fmt::format("cannot read the package: {}", ZipErrorText(&error));
+        const std::string why = ZipErrorText(&error);
         zip_error_fini(&error);
-        return false;
+        return BadPackage("cannot read the package: " + why);
     }
     ZipPtr source(zip_open_from_source(buffer, ZIP_RDONLY | ZIP_CHECKCONS, &error));
     if (!source) {
         zip_source_free(buffer);
-        *reason = fmt::format("not a readable ZIP archive: {}", ZipErrorText(&error));
+        const std::string why = ZipErrorText(&error);
         zip_error_fini(&error);
-        return false;
+        return BadPackage("not a readable ZIP archive: " + why);
     }
     zip_error_fini(&error);
-    return Rewrite(source.get(), outputPath, reason, limits);
+    return Rewrite(source.get(), outputPath, limits);
 }
 
 }  // namespace docmgr

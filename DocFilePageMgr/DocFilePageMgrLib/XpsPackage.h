@@ -4,6 +4,8 @@
 #include <span>
 #include <string>
 
+#include "platform/Result.h"
+
 namespace docmgr {
 
 // What a package may hold before any of its parts is read. The numbers are those its central
@@ -29,11 +31,12 @@ bool HasXpsPackageDirectory(const std::string& path, const XpsPackageLimits& lim
 // plain package: one stored entry per part, the pieces of an interleaved part
 // ("[0].piece" ... "[n].last.piece") joined in order, no data descriptors, every size and
 // checksum verified while copying. What reads outputPath afterwards thus sees exactly what
-// was checked. False, with the reason and no output file, for anything else.
-bool RewriteXpsPackage(const std::string& sourcePath, const std::string& outputPath,
-                       std::string* reason, const XpsPackageLimits& limits = {});
+// was checked. Fails, with the reason and no output file, for anything else.
+nvrprint::Status RewriteXpsPackage(const std::string& sourcePath, const std::string& outputPath,
+                                   const XpsPackageLimits& limits = {});
 // The same for a package held in memory.
-bool RewriteXpsPackage(std::span<const unsigned char> bytes, const std::string& outputPath,
-                       std::string* reason, const XpsPackageLimits& limits = {});
+nvrprint::Status RewriteXpsPackage(std::span<const unsigned char> bytes,
+                                   const std::string& outputPath,
+                                   const XpsPackageLimits& limits = {});
 
 }  // namespace docmgr

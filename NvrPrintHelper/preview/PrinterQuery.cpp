@@ -88,8 +88,9 @@ std::unique_ptr<PrinterQuery> PrinterQuery::Start(
     std::thread([&printers, name, pending, makeJob = std::move(makeJob)] {
         QueryThreads& threads = Threads();
         auto opened = std::make_shared<OpenedPrinter>();
-        int error = 0;
-        opened->printer = printers.OpenPrinter(name, &error);
+        if (auto printer = printers.OpenPrinter(name)) {
+            opened->printer = std::move(printer).value();
+        }
         if (opened->printer && threads.Open()) {
             opened->defaults = docmgr::DocFilePageMgr::GetPrinterSettings(*opened->printer);
         }

@@ -12,17 +12,16 @@ int PdfSheetDevice::GetDeviceCaps(int index) const {
     return SheetDeviceCaps(m_sheet, index);
 }
 
-int PdfSheetDevice::Fail(int error, const std::string& what) {
-    m_lastError = error;
+Failure PdfSheetDevice::Fail(int error, const std::string& what) {
     NVR_LOG_ERROR("{}", what);
-    return 0;
+    return Failure{error, what};
 }
 
-int PdfSheetDevice::StartPage() {
+Status PdfSheetDevice::StartPage() {
     return StartPageOfSize(m_sheet.widthPoints, m_sheet.heightPoints);
 }
 
-int PdfSheetDevice::StartPageOfSize(double widthPoints, double heightPoints) {
+Status PdfSheetDevice::StartPageOfSize(double widthPoints, double heightPoints) {
     if (!m_writer || m_pageOpen) {
         return Fail(EINVAL, "No job is open, or a sheet is already started");
     }
@@ -30,35 +29,30 @@ int PdfSheetDevice::StartPageOfSize(double widthPoints, double heightPoints) {
     m_pageWidth = widthPoints;
     m_pageHeight = heightPoints;
     m_pageOpen = true;
-    return 1;
+    return {};
 }
 
-int PdfSheetDevice::EndPage() {
+Status PdfSheetDevice::EndPage() {
     if (!m_pageOpen || !m_writer) {
         return Fail(EINVAL, "No sheet is started");
     }
     m_pageOpen = false;
-    std::string reason;
-    if (!m_writer->EndSheet(&reason)) {
-        return SinkFailed(reason);
+    if (const Status ended = m_writer->EndSheet(); !ended) {
+        return SinkFailed(ended.error().text);
     }
-    return 1;
+    return {};
 }
 
-bool PdfSheetDevice::PlacePage(const VectorPage& page, const PageCell& cell) {
+Status PdfSheetDevice::PlacePage(const VectorPage& page, const PageCell& cell) {
     if (!m_pageOpen) {
-        Fail(EINVAL, "No sheet is started");
-        return false;
+        return Fail(EINVAL, "No sheet is started");
     }
-    std::string reason;
-    const bool placed =
-        PlaceInCell(*m_writer, m_sheet, m_pageWidth, m_pageHeight, page, cell, &reason);
+    const Status placed = PlaceInCell(*m_writer, m_sheet, m_pageWidth, m_pageHeight, page, cell);
     if (!placed) {
-        Fail(EIO, fmt::format("Cannot place page {} of {}: {}", page.pageIndex + 1, page.pdfPath,
-                              reason));
-        return false;
+        return Fail(EIO, fmt::format("Cannot place page {} of {}: {}", page.pageIndex + 1,
+                                     page.pdfPath, placed.error().text));
     }
-    return true;
+    return {};
 }
 
 }  // namespace nvrprint::platform

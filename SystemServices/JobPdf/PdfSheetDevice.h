@@ -18,17 +18,16 @@ public:
     explicit PdfSheetDevice(const SheetGeometry& sheet) : m_sheet(sheet) {}
 
     int GetDeviceCaps(int index) const override;
-    int StartPage() override;
-    int StartPageOfSize(double widthPoints, double heightPoints) override;
-    int EndPage() override;
-    int LastError() const override { return m_lastError; }
-    bool PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override;
+    Status StartPage() override;
+    Status StartPageOfSize(double widthPoints, double heightPoints) override;
+    Status EndPage() override;
+    Status PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override;
 
 protected:
-    // Logs what failed, keeps the error for LastError and returns 0.
-    int Fail(int error, const std::string& what);
-    // The writer's bytes could not be delivered; reason says where. Returns 0.
-    virtual int SinkFailed(const std::string& reason) = 0;
+    // Logs what failed and hands it back as the failure.
+    static Failure Fail(int error, const std::string& what);
+    // The writer's bytes could not be delivered; reason says where.
+    virtual Failure SinkFailed(const std::string& reason) = 0;
 
     std::unique_ptr<PdfSheetWriter> m_writer;
     bool m_pageOpen = false;
@@ -38,7 +37,6 @@ private:
     // The started sheet's size in points.
     double m_pageWidth = 0;
     double m_pageHeight = 0;
-    int m_lastError = 0;
 };
 
 }  // namespace nvrprint::platform

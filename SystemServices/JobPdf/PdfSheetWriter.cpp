@@ -10,6 +10,7 @@
 #include <qpdf/QPDFPageObjectHelper.hh>
 
 #include <algorithm>
+#include <cerrno>
 #include <deque>
 #include <map>
 #include <vector>
@@ -374,12 +375,12 @@ struct PdfSheetWriter::State {
     std::string xobjects;
     int nextName = 0;
 
-    bool SinkFailed(std::string* reason) const {
+    // Whether the sink has taken everything written so far.
+    Status SinkState() const {
         if (out.Failed()) {
-            *reason = "the job stream refused the data";
-            return true;
+            return Failure{EIO, "the job stream refused the data"};
         }
-        return false;
+        return {};
     }
 
     std::string AddXObject(int number) {
@@ -414,30 +415,27 @@ void PdfSheetWriter::BeginSheet(double widthPoints, double heightPoints) {
     s.nextName = 0;
 }
 
-bool PdfSheetWriter::PlacePage(const std::string& sourcePath, size_t pageIndex, double x, double y,
-                               double width, double height, std::string* reason) {
+Status PdfSheetWriter::PlacePage(const std::string& sourcePath, size_t pageIndex, double x,
+                                 double y, double width, double height) {
     if (width <= 0 || height <= 0) {
-        *reason = "the rectangle is empty";
-        return false;
+        return Failure{EINVAL, "the rectangle is empty"};
     }
-    return Place(sourcePath, pageIndex, x, y + height, width, height, 0.0, reason);
+    return Place(sourcePath, pageIndex, x, y + height, width, height, 0.0);
 }
 
-bool PdfSheetWriter::PlacePageAtScale(const std::string& sourcePath, size_t pageIndex, double left,
-                                      double top, double scale, std::string* reason) {
+Status PdfSheetWriter::PlacePageAtScale(const std::string& sourcePath, size_t pageIndex,
+                                        double left, double top, double scale) {
     if (scale <= 0) {
-        *reason = "the scale is not positive";
-        return false;
+        return Failure{EINVAL, "the scale is not positive"};
     }
-    return Place(sourcePath, pageIndex, left, top, 0.0, 0.0, scale, reason);
+    return Place(sourcePath, pageIndex, left, top, 0.0, 0.0, scale);
 }
 
-bool PdfSheetWriter::Place(const std::string& sourcePath, size_t pageIndex, double left, double top,
-                           double width, double height, double scale, std::string* reason) {
+Status PdfSheetWriter::Place(const std::string& sourcePath, size_t pageIndex, double left,
+                             double top, double width, double height, double scale) {
     State& s = *m_state;
     if (!s.open) {
-        *reason = "no sheet is open";
-        return false;
+        return Failure{EINVAL, "no sheet is open"};
     }
     try {
         auto& source = s.sources[sourcePath];
@@ -445,16 +443,15 @@ bool PdfSheetWriter::Place(const std::string& sourcePath, size_t pageIndex, doub
             source = std::make_unique<Source>(sourcePath);
         }
         const int form = source->FormFor(pageIndex, s.out);
-        if (s.SinkFailed(reason)) {
-            return false;
+        if (Status sunk = s.SinkState(); !sunk) {
+            return sunk;
         }
         // The form's own extent, through its matrix, is what is fitted or scaled.
         const QPDFObjectHandle::Rectangle& b = source->Bounds(form);
         const double formWidth = b.urx - b.llx;
         const double formHeight = b.ury - b.lly;
         if (formWidth <= 0 || formHeight <= 0) {
-            *reason = fmt::format("page {} has an empty box", pageIndex + 1);
-            return false;
+            return Failure{EINVAL, fmt::format("page {} has an empty box", pageIndex + 1)};
         }
         if (scale <= 0) {
             scale = std::min(width / formWidth, height / formHeight);
@@ -469,18 +466,17 @@ bool PdfSheetWriter::Place(const std::string& sourcePath, size_t pageIndex, doub
             fmt::format("q 1 g {} {} {} {} re f Q\nq {} 0 0 {} {} {} cm {} Do Q\n", Number(left),
                         Number(bottom), Number(placedWidth), Number(placedHeight), Number(scale),
                         Number(scale), Number(dx), Number(dy), name);
-        return true;
+        return {};
     } catch (const std::exception& e) {
-        *reason = e.what();
-        return false;
+        // qpdf tells of a source it cannot read by throwing; it ends here, as a failure.
+        return Failure{EIO, e.what()};
     }
 }
 
-bool PdfSheetWriter::EndSheet(std::string* reason) {
+Status PdfSheetWriter::EndSheet() {
     State& s = *m_state;
     if (!s.open) {
-        *reason = "no sheet is open";
-        return false;
+        return Failure{EINVAL, "no sheet is open"};
     }
     s.open = false;
     const int content = s.out.Reserve();
@@ -491,10 +487,10 @@ bool PdfSheetWriter::EndSheet(std::string* reason) {
                           "/Resources << /XObject <<{} >> >> /Contents {} 0 R >>",
                           kPageTree, Number(s.width), Number(s.height), s.xobjects, content));
     s.sheets.push_back(page);
-    return !s.SinkFailed(reason);
+    return s.SinkState();
 }
 
-bool PdfSheetWriter::Finish(std::string* reason) {
+Status PdfSheetWriter::Finish() {
     State& s = *m_state;
     std::string kids;
     for (int page : s.sheets) {
@@ -504,30 +500,27 @@ bool PdfSheetWriter::Finish(std::string* reason) {
         kPageTree, fmt::format("<< /Type /Pages /Kids [{} ] /Count {} >>", kids, s.sheets.size()));
     s.out.WriteObject(kCatalog, fmt::format("<< /Type /Catalog /Pages {} 0 R >>", kPageTree));
     s.out.WriteCrossReferences();
-    return !s.SinkFailed(reason);
+    return s.SinkState();
 }
 
-bool PlaceInCell(PdfSheetWriter& writer, const SheetGeometry& sheet, double sheetWidth,
-                 double sheetHeight, const docmgr::VectorPage& page, const docmgr::PageCell& cell,
-                 std::string* reason) {
+Status PlaceInCell(PdfSheetWriter& writer, const SheetGeometry& sheet, double sheetWidth,
+                   double sheetHeight, const docmgr::VectorPage& page, const docmgr::PageCell& cell) {
     switch (cell.fit) {
         case docmgr::PageCell::NaturalSize: {
             // The corner alone: the page keeps its size, under the sheet's scale.
             const PointRect corner = DeviceToPoints(sheet, cell.x, cell.y, 0, 0);
             return writer.PlacePageAtScale(page.pdfPath, page.pageIndex, corner.x, corner.y,
-                                           sheet.scale, reason);
+                                           sheet.scale);
         }
         case docmgr::PageCell::FitCell: {
             const PointRect r = DeviceToPoints(sheet, cell.x, cell.y, cell.width, cell.height);
-            return writer.PlacePage(page.pdfPath, page.pageIndex, r.x, r.y, r.width, r.height,
-                                    reason);
+            return writer.PlacePage(page.pdfPath, page.pageIndex, r.x, r.y, r.width, r.height);
         }
         case docmgr::PageCell::WholeSheet:
-            return writer.PlacePage(page.pdfPath, page.pageIndex, 0.0, 0.0, sheetWidth, sheetHeight,
-                                    reason);
+            return writer.PlacePage(page.pdfPath, page.pageIndex, 0.0, 0.0, sheetWidth,
+                                    sheetHeight);
     }
-    *reason = "the cell names no way of placing the page";
-    return false;
+    return Failure{EINVAL, "the cell names no way of placing the page"};
 }
 
 }  // namespace nvrprint::platform

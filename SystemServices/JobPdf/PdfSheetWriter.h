@@ -7,6 +7,7 @@
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PrintDevice.h"
 #include "SystemServices/JobPdf/SheetGeometry.h"
+#include "platform/Result.h"
 
 namespace nvrprint::platform {
 
@@ -27,25 +28,25 @@ public:
 
     void BeginSheet(double widthPoints, double heightPoints);
     // Places the page fitted whole into the rectangle, its proportions kept, hanging from the
-    // rectangle's top-left corner; the area it covers is filled white first. False, with the
-    // reason, when the source cannot be read, has no such page, or the sink stopped.
-    bool PlacePage(const std::string& sourcePath, size_t pageIndex, double x, double y,
-                   double width, double height, std::string* reason);
+    // rectangle's top-left corner; the area it covers is filled white first. Fails when the
+    // source cannot be read, has no such page, or the sink stopped.
+    Status PlacePage(const std::string& sourcePath, size_t pageIndex, double x, double y,
+                     double width, double height);
     // The same at the page's own size times scale, hanging from the point (left, top).
-    bool PlacePageAtScale(const std::string& sourcePath, size_t pageIndex, double left, double top,
-                          double scale, std::string* reason);
+    Status PlacePageAtScale(const std::string& sourcePath, size_t pageIndex, double left,
+                            double top, double scale);
     // Writes the sheet out.
-    bool EndSheet(std::string* reason);
+    Status EndSheet();
     // Ends the document: page tree, catalogue, cross-reference table and trailer.
-    bool Finish(std::string* reason);
+    Status Finish();
 
     size_t SheetCount() const;
     size_t BytesWritten() const;
 
 private:
     // scale 0 fits the page into width and height.
-    bool Place(const std::string& sourcePath, size_t pageIndex, double left, double top,
-               double width, double height, double scale, std::string* reason);
+    Status Place(const std::string& sourcePath, size_t pageIndex, double left, double top,
+                 double width, double height, double scale);
 
     struct State;
     std::unique_ptr<State> m_state;
@@ -54,9 +55,8 @@ private:
 // Places a page on the writer's open sheet, sheetWidth by sheetHeight points, where a print
 // device's cell says: the cell's device pixels become points on the sheet geometry, and the
 // page is fitted into them, set at its natural size times the sheet's scale, or fitted to the
-// whole sheet. False, with the reason, as PlacePage.
-bool PlaceInCell(PdfSheetWriter& writer, const SheetGeometry& sheet, double sheetWidth,
-                 double sheetHeight, const docmgr::VectorPage& page, const docmgr::PageCell& cell,
-                 std::string* reason);
+// whole sheet. Fails as PlacePage.
+Status PlaceInCell(PdfSheetWriter& writer, const SheetGeometry& sheet, double sheetWidth,
+                   double sheetHeight, const docmgr::VectorPage& page, const docmgr::PageCell& cell);
 
 }  // namespace nvrprint::platform

@@ -25,55 +25,52 @@ struct HttpClose {
 };
 using HttpPtr = std::unique_ptr<http_t, HttpClose>;
 
+// The client library's last error, with the code given.
+Failure CupsFailure(int code) {
+    return Failure{code, cupsLastErrorString()};
+}
+
 }  // namespace
 
-std::unique_ptr<CupsDestination> CupsDestination::Open(const std::string& name, int* error,
-                                                       std::string* reason) {
+Result<std::unique_ptr<CupsDestination>> CupsDestination::Open(const std::string& name) {
     if (!IsPrinterUri(name)) {
         // A queue is asked through its scheduler, which must be addressed by the very name
         // the client library uses, or the library takes the queue's device for the printer.
         HttpPtr http(httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1,
                                   30000, nullptr));
         if (!http) {
-            *error = static_cast<int>(IPP_STATUS_ERROR_SERVICE_UNAVAILABLE);
-            *reason = cupsLastErrorString();
-            return nullptr;
+            return CupsFailure(static_cast<int>(IPP_STATUS_ERROR_SERVICE_UNAVAILABLE));
         }
         CupsDestPtr dest(cupsGetNamedDest(http.get(), name.c_str(), nullptr));
         if (!dest) {
-            *error = static_cast<int>(cupsLastError());
-            *reason = cupsLastErrorString();
-            return nullptr;
+            return CupsFailure(static_cast<int>(cupsLastError()));
         }
         return std::make_unique<CupsDestination>(Key{}, name, true, dest.release(), http.release());
     }
     CupsDestPtr dest(cupsGetDestWithURI(nullptr, name.c_str()));
     if (!dest) {
-        *error = ENOENT;
-        *reason = cupsLastErrorString();
-        return nullptr;
+        return CupsFailure(ENOENT);
     }
     http_t* http = cupsConnectDest(dest.get(), CUPS_DEST_FLAGS_DEVICE, 30000, nullptr, nullptr, 0,
                                    nullptr, nullptr);
     if (http == nullptr) {
-        *error = errno != 0 ? errno : ECONNREFUSED;
-        *reason = cupsLastErrorString();
-        return nullptr;
+        return CupsFailure(errno != 0 ? errno : ECONNREFUSED);
     }
     auto destination = std::make_unique<CupsDestination>(Key{}, name, false, dest.release(), http);
-    return destination->LoadInfo(error, reason) ? std::move(destination) : nullptr;
+    if (Status loaded = destination->LoadInfo(); !loaded) {
+        return loaded.error();
+    }
+    return destination;
 }
 
-bool CupsDestination::LoadInfo(int* error, std::string* reason) {
+Status CupsDestination::LoadInfo() {
     if (m_info == nullptr) {
         m_info = cupsCopyDestInfo(m_http, m_dest);
         if (m_info == nullptr) {
-            *error = EIO;
-            *reason = cupsLastErrorString();
-            return false;
+            return CupsFailure(EIO);
         }
     }
-    return true;
+    return {};
 }
 
 std::string CupsDestination::DefaultKeyword(const char* option) const {

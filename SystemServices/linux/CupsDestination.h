@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/Result.h"
+
 namespace nvrprint::platform {
 
 struct CupsDestFree {
@@ -18,11 +20,10 @@ class CupsDestination {
 public:
     // Connects to the destination: a queue is looked up through the connection to its
     // scheduler, a printer URI is asked for its capabilities, since it exists only when it
-    // answers. Null, with an error number and the scheduler's words, when there is none.
-    static std::unique_ptr<CupsDestination> Open(const std::string& name, int* error,
-                                                 std::string* reason);
+    // answers. Fails with the scheduler's words when there is none.
+    static Result<std::unique_ptr<CupsDestination>> Open(const std::string& name);
     // Reads the capabilities over the open connection, once; everything below needs them.
-    bool LoadInfo(int* error, std::string* reason);
+    Status LoadInfo();
     ~CupsDestination();
     CupsDestination(const CupsDestination&) = delete;
     CupsDestination& operator=(const CupsDestination&) = delete;

@@ -53,13 +53,12 @@ http_t* ConnectWithTimeLimit(const CupsDestination& destination, double timeoutS
     return http;
 }
 
-IppResponse GetJobAttributes(http_t* http, const CupsDestination& destination, int jobId,
-                             std::initializer_list<const char*> wanted, std::string* reason) {
+Result<IppResponse> GetJobAttributes(http_t* http, const CupsDestination& destination, int jobId,
+                                     std::initializer_list<const char*> wanted) {
     std::string uri;
     std::string resource;
     if (!PrinterUriAndResource(destination, &uri, &resource)) {
-        *reason = "the printer's address is unknown";
-        return nullptr;
+        return Failure{EDESTADDRREQ, "the printer's address is unknown"};
     }
     ipp_t* request = ippNewRequest(IPP_OP_GET_JOB_ATTRIBUTES);
     ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr, uri.c_str());
@@ -70,42 +69,41 @@ IppResponse GetJobAttributes(http_t* http, const CupsDestination& destination, i
                   static_cast<int>(wanted.size()), nullptr, wanted.begin());
     IppResponse response(cupsDoRequest(http, request, resource.c_str()));
     if (!response || cupsLastError() > IPP_STATUS_OK_CONFLICTING) {
-        *reason = cupsLastErrorString();
-        return nullptr;
+        return Failure{static_cast<int>(cupsLastError()), cupsLastErrorString()};
     }
     return response;
 }
 
-bool JobHasItsDocument(const CupsDestination& destination, int jobId, std::string* reason) {
+Status ConfirmJobHasItsDocument(const CupsDestination& destination, int jobId) {
+    const auto fail = [](std::string why) {
+        const int code = static_cast<int>(cupsLastError());
+        return Failure{code != 0 ? code : EIO, std::move(why)};
+    };
     std::unique_ptr<http_t, HttpClose> http(
         ConnectWithTimeLimit(destination, kAnswerTimeLimitSeconds));
     if (!http) {
-        *reason = fmt::format("the printer cannot be reached: {}", cupsLastErrorString());
-        return false;
+        return fail(fmt::format("the printer cannot be reached: {}", cupsLastErrorString()));
     }
-    std::string why;
-    IppResponse response =
-        GetJobAttributes(http.get(), destination, jobId, {"job-state", "job-state-reasons"}, &why);
+    Result<IppResponse> response =
+        GetJobAttributes(http.get(), destination, jobId, {"job-state", "job-state-reasons"});
     if (!response) {
-        *reason = fmt::format("the printer did not confirm the job: {}", why);
-        return false;
+        return fail(fmt::format("the printer did not confirm the job: {}", response.error().text));
     }
-    ipp_attribute_t* state = ippFindAttribute(response.get(), "job-state", IPP_TAG_ENUM);
+    ipp_attribute_t* state = ippFindAttribute(response->get(), "job-state", IPP_TAG_ENUM);
     const int value = state != nullptr ? ippGetInteger(state, 0) : 0;
     if (value == IPP_JSTATE_CANCELED || value == IPP_JSTATE_ABORTED) {
-        *reason = fmt::format("the printer ended the job ({})", ippEnumString("job-state", value));
-        return false;
+        return fail(
+            fmt::format("the printer ended the job ({})", ippEnumString("job-state", value)));
     }
     if (ipp_attribute_t* reasons =
-            ippFindAttribute(response.get(), "job-state-reasons", IPP_TAG_KEYWORD)) {
+            ippFindAttribute(response->get(), "job-state-reasons", IPP_TAG_KEYWORD)) {
         for (int i = 0; i < ippGetCount(reasons); ++i) {
             if (std::strcmp(ippGetString(reasons, i, nullptr), "job-incoming") == 0) {
-                *reason = "the printer still waits for the job's document";
-                return false;
+                return fail("the printer still waits for the job's document");
             }
         }
     }
-    return true;
+    return {};
 }
 
 }  // namespace nvrprint::platform

@@ -13,16 +13,16 @@ struct IppDelete {
 };
 using IppResponse = std::unique_ptr<ipp_t, IppDelete>;
 
-// The wanted attributes of one of the destination's jobs, asked over http; null, with the
-// reason, when the printer's address is unknown or it does not answer.
-IppResponse GetJobAttributes(http_t* http, const CupsDestination& destination, int jobId,
-                             std::initializer_list<const char*> wanted, std::string* reason);
+// The wanted attributes of one of the destination's jobs, asked over http; fails when the
+// printer's address is unknown or it does not answer.
+Result<IppResponse> GetJobAttributes(http_t* http, const CupsDestination& destination, int jobId,
+                                     std::initializer_list<const char*> wanted);
 
 // Whether a job whose document has been sent is really in the printer's hands, asked over a
-// connection of its own with a short time limit. False, with the reason, when the printer
+// connection of its own with a short time limit. Fails, with the reason, when the printer
 // does not answer, or still marks the job as receiving its document ("job-incoming"), or has
 // already cancelled or aborted it.
-bool JobHasItsDocument(const CupsDestination& destination, int jobId, std::string* reason);
+Status ConfirmJobHasItsDocument(const CupsDestination& destination, int jobId);
 
 // A connection of its own to the destination, waiting at most timeoutSeconds for any answer;
 // null when the destination cannot be reached.

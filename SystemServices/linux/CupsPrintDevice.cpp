@@ -55,11 +55,11 @@ CupsPrintDevice::CupsPrintDevice(std::shared_ptr<CupsDestination> destination,
 
 CupsPrintDevice::~CupsPrintDevice() {
     if (m_jobId > 0 && !m_finished) {
-        AbortDoc();
+        (void)AbortDoc();
     }
 }
 
-int CupsPrintDevice::StartDoc(const std::string& documentName) {
+Result<int> CupsPrintDevice::StartDoc(const std::string& documentName) {
     if (m_jobId > 0) {
         return Fail(EALREADY, "A job is already open on this printer");
     }
@@ -97,7 +97,7 @@ int CupsPrintDevice::StartDoc(const std::string& documentName) {
                               1) != HTTP_STATUS_CONTINUE) {
         const int error = static_cast<int>(cupsLastError());
         const std::string reason = RefusalReason(http);
-        AbortDoc();
+        (void)AbortDoc();
         return Fail(error != 0 ? error : EIO,
                     fmt::format("Printer {} did not accept the document of job {}: {}",
                                 m_destination->Name(), jobId, reason));
@@ -109,7 +109,7 @@ int CupsPrintDevice::StartDoc(const std::string& documentName) {
     return jobId;
 }
 
-int CupsPrintDevice::SinkFailed(const std::string& reason) {
+Failure CupsPrintDevice::SinkFailed(const std::string& reason) {
     const int cause = httpError(m_destination->Http());
     return Fail(cause != 0 ? cause : EIO,
                 fmt::format("Job {} on {} failed: the document could not be sent: {}{}", m_jobId,
@@ -117,91 +117,86 @@ int CupsPrintDevice::SinkFailed(const std::string& reason) {
                             cause != 0 ? fmt::format(" ({})", std::strerror(cause)) : ""));
 }
 
-bool CupsPrintDevice::FollowJob(int jobId) {
-    return platform::FollowJob(
-        *this, jobId, [this](PrintJobStatus* status) { return ReadJobState(status); }, m_watch);
+Status CupsPrintDevice::FollowJob(int jobId) {
+    return platform::FollowJob(*this, jobId, [this] { return ReadJobState(); }, m_watch);
 }
 
-bool CupsPrintDevice::ReadJobState(PrintJobStatus* status) {
+Result<PrintJobStatus> CupsPrintDevice::ReadJobState() {
     if (m_jobId <= 0) {
-        Fail(EINVAL, "No job is open");
-        return false;
+        return Fail(EINVAL, "No job is open");
     }
-    std::string reason;
-    IppResponse response = GetJobAttributes(m_destination->Http(), *m_destination, m_jobId,
-                                            {"job-state", "job-impressions-completed"}, &reason);
-    if (!response) {
-        Fail(static_cast<int>(cupsLastError()),
-             fmt::format("Cannot read the state of job {}: {}", m_jobId, reason));
-        return false;
+    Result<IppResponse> answer = GetJobAttributes(m_destination->Http(), *m_destination, m_jobId,
+                                                  {"job-state", "job-impressions-completed"});
+    if (!answer) {
+        return Fail(answer.error().code,
+                    fmt::format("Cannot read the state of job {}: {}", m_jobId, answer.error().text));
     }
+    const IppResponse& response = *answer;
     ipp_attribute_t* state = ippFindAttribute(response.get(), "job-state", IPP_TAG_ENUM);
     if (state == nullptr) {
-        Fail(EPROTO, fmt::format("The printer did not tell the state of job {}", m_jobId));
-        return false;
+        return Fail(EPROTO, fmt::format("The printer did not tell the state of job {}", m_jobId));
     }
+    PrintJobStatus status;
     switch (ippGetInteger(state, 0)) {
         case IPP_JSTATE_PENDING:
-            status->state = PrintJobStatus::Pending;
+            status.state = PrintJobStatus::Pending;
             break;
         case IPP_JSTATE_HELD:
-            status->state = PrintJobStatus::Held;
+            status.state = PrintJobStatus::Held;
             break;
         case IPP_JSTATE_PROCESSING:
-            status->state = PrintJobStatus::Processing;
+            status.state = PrintJobStatus::Processing;
             break;
         case IPP_JSTATE_STOPPED:
-            status->state = PrintJobStatus::Stopped;
+            status.state = PrintJobStatus::Stopped;
             break;
         case IPP_JSTATE_CANCELED:
-            status->state = PrintJobStatus::Cancelled;
+            status.state = PrintJobStatus::Cancelled;
             break;
         case IPP_JSTATE_ABORTED:
-            status->state = PrintJobStatus::Aborted;
+            status.state = PrintJobStatus::Aborted;
             break;
         default:
-            status->state = PrintJobStatus::Completed;
+            status.state = PrintJobStatus::Completed;
             break;
     }
     ipp_attribute_t* done =
         ippFindAttribute(response.get(), "job-impressions-completed", IPP_TAG_INTEGER);
-    status->pagesDone = done != nullptr ? ippGetInteger(done, 0) : 0;
-    return true;
+    status.pagesDone = done != nullptr ? ippGetInteger(done, 0) : 0;
+    return status;
 }
 
-int CupsPrintDevice::EndDoc() {
+Status CupsPrintDevice::EndDoc() {
     if (!m_writer || m_pageOpen) {
         return Fail(EINVAL, "No job is open, or a sheet is still started");
     }
-    std::string reason;
-    if (!m_writer->Finish(&reason)) {
-        return SinkFailed(reason);
+    if (const Status finished = m_writer->Finish(); !finished) {
+        return SinkFailed(finished.error().text);
     }
     if (cupsFinishDestDocument(m_destination->Http(), m_destination->Dest(),
                                m_destination->Info()) > IPP_STATUS_OK_CONFLICTING) {
         const int error = static_cast<int>(cupsLastError());
         const std::string reason = RefusalReason(m_destination->Http());
-        AbortDoc();
+        (void)AbortDoc();
         return Fail(error, fmt::format("Job {} on {} failed: the printer did not take the "
                                        "document: {}",
                                        m_jobId, m_destination->Name(), reason));
     }
     // A scheduler that stalls answers nothing, and the finish above can still read as
     // success: the job counts as sent only when the printer confirms it has the document.
-    std::string unconfirmed;
-    if (!JobHasItsDocument(*m_destination, m_jobId, &unconfirmed)) {
-        const int error = static_cast<int>(cupsLastError());
-        AbortDoc();
-        return Fail(error != 0 ? error : EIO, fmt::format("Job {} on {} failed: {}", m_jobId,
-                                                          m_destination->Name(), unconfirmed));
+    if (const Status confirmed = ConfirmJobHasItsDocument(*m_destination, m_jobId); !confirmed) {
+        (void)AbortDoc();
+        return Fail(confirmed.error().code, fmt::format("Job {} on {} failed: {}", m_jobId,
+                                                        m_destination->Name(),
+                                                        confirmed.error().text));
     }
     m_finished = true;
     NVR_LOG_INFO("Job {} sent to {} ({} sheets, {} bytes)", m_jobId, m_destination->Name(),
                  m_writer->SheetCount(), m_writer->BytesWritten());
-    return 1;
+    return {};
 }
 
-int CupsPrintDevice::AbortDoc() {
+Status CupsPrintDevice::AbortDoc() {
     if (m_jobId <= 0) {
         return Fail(EINVAL, "No job is open");
     }
@@ -233,7 +228,7 @@ int CupsPrintDevice::AbortDoc() {
                     fmt::format("Could not cancel job {}: {}", m_jobId, cupsLastErrorString()));
     }
     NVR_LOG_INFO("Cancelled job {} on {}", m_jobId, m_destination->Name());
-    return 1;
+    return {};
 }
 
 }  // namespace nvrprint::platform

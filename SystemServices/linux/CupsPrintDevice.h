@@ -22,16 +22,16 @@ public:
                     JobOptions options, JobWatch watch = {});
     ~CupsPrintDevice() override;
 
-    int StartDoc(const std::string& documentName) override;
-    int EndDoc() override;
-    int AbortDoc() override;
-    bool FollowJob(int jobId) override;
+    Result<int> StartDoc(const std::string& documentName) override;
+    Status EndDoc() override;
+    Status AbortDoc() override;
+    Status FollowJob(int jobId) override;
 
 private:
-    // The job's state as the printer tells it now; false when it cannot.
-    bool ReadJobState(docmgr::PrintJobStatus* status);
+    // The job's state as the printer tells it now.
+    Result<docmgr::PrintJobStatus> ReadJobState();
     // The job's document stream broke.
-    int SinkFailed(const std::string& reason) override;
+    Failure SinkFailed(const std::string& reason) override;
 
     // Shared with the printer it was made by: one connection for the whole job.
     std::shared_ptr<CupsDestination> m_destination;

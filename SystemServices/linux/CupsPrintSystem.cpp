@@ -37,26 +37,29 @@ public:
         return static_cast<int32_t>(sizeof(DEVMODEW) + kDriverExtraBytes);
     }
 
-    int32_t DefaultDevMode(DEVMODEW* out) override {
-        const PrinterCapabilities* caps = Capabilities();
-        DevModePtr defaults = caps != nullptr ? DevModeFromCapabilities(*caps, m_name) : nullptr;
-        if (!defaults) {
-            return -1;
-        }
-        std::memcpy(static_cast<void*>(out), defaults.get(), DevModeBytes(*defaults));
-        return kIdOk;
-    }
-
-    int32_t ValidateDevMode(const DEVMODEW* in, DEVMODEW* out) override {
+    Status DefaultDevMode(DEVMODEW* out) override {
         const PrinterCapabilities* caps = Capabilities();
         if (caps == nullptr) {
-            return -1;
+            return m_unreachable;
+        }
+        DevModePtr defaults = DevModeFromCapabilities(*caps, m_name);
+        if (!defaults) {
+            return SystemFailure(ENOMEM);
+        }
+        std::memcpy(static_cast<void*>(out), defaults.get(), DevModeBytes(*defaults));
+        return {};
+    }
+
+    Status ValidateDevMode(const DEVMODEW* in, DEVMODEW* out) override {
+        const PrinterCapabilities* caps = Capabilities();
+        if (caps == nullptr) {
+            return m_unreachable;
         }
         // The public part as given, the driver-private part as far as it fits.
         const size_t size = static_cast<size_t>(DevModeSize());
         DevModePtr work = AllocateDevMode(kDriverExtraBytes);
         if (!work) {
-            return -1;
+            return SystemFailure(ENOMEM);
         }
         const size_t given = std::min(DevModeBytes(*in), size);
         std::memcpy(static_cast<void*>(work.get()), in, given);
@@ -65,7 +68,7 @@ public:
         SetDevModeText(work->dmDeviceName, m_name);
         CorrectDevMode(*work, *caps);
         std::memmove(static_cast<void*>(out), work.get(), DevModeBytes(*work));
-        return kIdOk;
+        return {};
     }
 
     StapleOption Stapling() override {
@@ -78,18 +81,15 @@ public:
         return *m_staple;
     }
 
-    std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW* devMode,
-                                                           SheetLayout layout,
-                                                           int* error) override {
+    Result<std::unique_ptr<docmgr::PrintDevice>> CreatePrintDevice(const DEVMODEW* devMode,
+                                                                   SheetLayout layout) override {
         if (devMode == nullptr) {
-            *error = EINVAL;
-            return nullptr;
+            return SystemFailure(EINVAL);
         }
         const PrinterCapabilities* caps = Capabilities();
         if (caps == nullptr) {
-            NVR_LOG_ERROR("Cannot open printer {}: {}", m_name, m_connectReason);
-            *error = m_connectError;
-            return nullptr;
+            NVR_LOG_ERROR("Cannot open printer {}: {}", m_name, m_unreachable.text);
+            return m_unreachable;
         }
         return CreateCupsPrintDevice(m_destination, *caps, PpdOptions(), *devMode, layout);
     }
@@ -101,18 +101,15 @@ public:
         return SheetForDevMode(*m_destination, *devMode);
     }
 
-    std::unique_ptr<docmgr::PrintDevice> CreateFileDevice(const DEVMODEW* devMode,
-                                                          const std::string& path,
-                                                          int* error) override {
+    Result<std::unique_ptr<docmgr::PrintDevice>> CreateFileDevice(
+        const DEVMODEW* devMode, const std::string& path) override {
         if (devMode == nullptr || path.empty()) {
-            *error = EINVAL;
-            return nullptr;
+            return SystemFailure(EINVAL);
         }
         // The printer's media and their margins make the sheet.
         if (Destination() == nullptr) {
-            NVR_LOG_ERROR("Cannot open printer {}: {}", m_name, m_connectReason);
-            *error = m_connectError;
-            return nullptr;
+            NVR_LOG_ERROR("Cannot open printer {}: {}", m_name, m_unreachable.text);
+            return m_unreachable;
         }
         return CreateCupsFileDevice(*m_destination, *devMode, path);
     }
@@ -123,9 +120,11 @@ private:
     CupsDestination* Destination() {
         if (!m_infoTried) {
             m_infoTried = true;
-            m_infoLoaded = m_destination->LoadInfo(&m_connectError, &m_connectReason);
+            const Status loaded = m_destination->LoadInfo();
+            m_infoLoaded = loaded.ok();
             if (!m_infoLoaded) {
-                NVR_LOG_DEBUG("Cannot reach printer {}: {}", m_name, m_connectReason);
+                m_unreachable = loaded.error();
+                NVR_LOG_DEBUG("Cannot reach printer {}: {}", m_name, m_unreachable.text);
             }
         }
         return m_infoLoaded ? m_destination.get() : nullptr;
@@ -149,8 +148,7 @@ private:
     std::string m_name;
     bool m_infoTried = false;
     bool m_infoLoaded = false;
-    int m_connectError = 0;
-    std::string m_connectReason;
+    Failure m_unreachable;
     std::shared_ptr<CupsDestination> m_destination;
     std::optional<PrinterCapabilities> m_caps;
     std::optional<nlohmann::json> m_ppdOptions;
@@ -159,12 +157,11 @@ private:
 
 class CupsPrintSystem final : public PrintSystem {
 public:
-    std::string DefaultPrinter(int* error) override {
+    Result<std::string> DefaultPrinter() override {
         CupsDestPtr dest(cupsGetNamedDest(CUPS_HTTP_DEFAULT, nullptr, nullptr));
         if (!dest) {
-            *error = static_cast<int>(cupsLastError());
             NVR_LOG_DEBUG("No default destination: {}", cupsLastErrorString());
-            return {};
+            return Failure{static_cast<int>(cupsLastError()), cupsLastErrorString()};
         }
         std::string name = dest->name;
         if (dest->instance != nullptr) {
@@ -174,14 +171,14 @@ public:
         return name;
     }
 
-    std::unique_ptr<Printer> OpenPrinter(const std::string& name, int* error) override {
-        std::string reason;
-        std::unique_ptr<CupsDestination> destination = CupsDestination::Open(name, error, &reason);
+    Result<std::unique_ptr<Printer>> OpenPrinter(const std::string& name) override {
+        Result<std::unique_ptr<CupsDestination>> destination = CupsDestination::Open(name);
         if (!destination) {
-            NVR_LOG_DEBUG("No destination {}: {}", name, reason);
-            return nullptr;
+            NVR_LOG_DEBUG("No destination {}: {}", name, destination.error().text);
+            return destination.error();
         }
-        return std::make_unique<CupsPrinter>(name, std::move(destination));
+        return std::unique_ptr<Printer>(
+            std::make_unique<CupsPrinter>(name, std::move(destination).value()));
     }
 };
 

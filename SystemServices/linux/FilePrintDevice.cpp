@@ -27,11 +27,11 @@ FilePrintDevice::FilePrintDevice(std::string path, const SheetGeometry& sheet)
 
 FilePrintDevice::~FilePrintDevice() {
     if (!m_temporary.empty()) {
-        AbortDoc();
+        (void)AbortDoc();
     }
 }
 
-int FilePrintDevice::StartDoc(const std::string& documentName) {
+Result<int> FilePrintDevice::StartDoc(const std::string& documentName) {
     if (m_writer || m_written) {
         return Fail(EALREADY, fmt::format("A job is already open on {}", m_path));
     }
@@ -76,7 +76,7 @@ int FilePrintDevice::StartDoc(const std::string& documentName) {
     return 1;
 }
 
-int FilePrintDevice::SinkFailed(const std::string& reason) {
+Failure FilePrintDevice::SinkFailed(const std::string& reason) {
     return Discard(m_writeError != 0 ? m_writeError : EIO,
                    m_writeError != 0 ? std::strerror(m_writeError) : reason);
 }
@@ -91,18 +91,17 @@ void FilePrintDevice::RemoveTemporary() {
     }
 }
 
-int FilePrintDevice::Discard(int error, const std::string& why) {
+Failure FilePrintDevice::Discard(int error, const std::string& why) {
     RemoveTemporary();
     return Fail(error, fmt::format("Cannot write the job's PDF to {}: {}", m_path, why));
 }
 
-int FilePrintDevice::EndDoc() {
+Status FilePrintDevice::EndDoc() {
     if (m_temporary.empty() || m_pageOpen) {
         return Fail(EINVAL, "No job is open, or a sheet is still started");
     }
-    std::string reason;
-    if (!m_writer->Finish(&reason)) {
-        return SinkFailed(reason);
+    if (const Status finished = m_writer->Finish(); !finished) {
+        return SinkFailed(finished.error().text);
     }
     // On disk before it takes the target's name: whatever has the name is whole.
     if (::fsync(m_file.Get()) != 0) {
@@ -120,10 +119,10 @@ int FilePrintDevice::EndDoc() {
     m_written = true;
     NVR_LOG_DEBUG("Job's PDF written to {} ({} sheets, {} bytes)", m_path, m_writer->SheetCount(),
                   m_writer->BytesWritten());
-    return 1;
+    return {};
 }
 
-int FilePrintDevice::AbortDoc() {
+Status FilePrintDevice::AbortDoc() {
     if (m_temporary.empty()) {
         return Fail(EINVAL, m_written
                                 ? fmt::format("The job's PDF is already written to {}", m_path)
@@ -131,16 +130,15 @@ int FilePrintDevice::AbortDoc() {
     }
     RemoveTemporary();
     NVR_LOG_INFO("Job abandoned: {} left as it was", m_path);
-    return 1;
+    return {};
 }
 
-bool FilePrintDevice::FollowJob(int) {
+Status FilePrintDevice::FollowJob(int) {
     // A file is done once written: nothing is left to follow.
     if (!m_written) {
-        Fail(EINVAL, fmt::format("The job's PDF is not written to {}", m_path));
-        return false;
+        return Fail(EINVAL, fmt::format("The job's PDF is not written to {}", m_path));
     }
-    return true;
+    return {};
 }
 
 }  // namespace nvrprint::platform

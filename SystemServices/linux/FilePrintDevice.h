@@ -17,17 +17,17 @@ public:
     FilePrintDevice(std::string path, const SheetGeometry& sheet);
     ~FilePrintDevice() override;
 
-    int StartDoc(const std::string& documentName) override;
-    int EndDoc() override;
-    int AbortDoc() override;
-    bool FollowJob(int jobId) override;
+    Result<int> StartDoc(const std::string& documentName) override;
+    Status EndDoc() override;
+    Status AbortDoc() override;
+    Status FollowJob(int jobId) override;
 
 private:
-    int SinkFailed(const std::string& reason) override;
+    Failure SinkFailed(const std::string& reason) override;
     // Ends the job's writer and removes its file, if any.
     void RemoveTemporary();
     // Fails the job with the cause, after removing the temporary file.
-    int Discard(int error, const std::string& why);
+    Failure Discard(int error, const std::string& why);
 
     std::string m_path;
     std::string m_temporary;  // while the job is open

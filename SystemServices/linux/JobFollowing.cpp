@@ -1,5 +1,6 @@
 #include "SystemServices/linux/JobFollowing.h"
 
+#include <cerrno>
 
 #include "logging/LogMacros.h"
 
@@ -30,19 +31,20 @@ const char* JobStateText(PrintJobStatus::State state) {
 
 }  // namespace
 
-bool FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& read,
-               const JobWatch& watch, Clock& clock) {
+Status FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& readState,
+                 const JobWatch& watch, Clock& clock) {
     NVR_LOG_DEBUG("Waiting for job completion...");
     Clock::TimePoint lastChange = clock.Now();
     PrintJobStatus last;
     bool first = true;
     while (true) {
-        PrintJobStatus status;
-        if (!read(&status)) {
-            NVR_LOG_ERROR("Failed to get job status (Error: {})", device.LastError());
-            device.AbortDoc();
-            return false;
+        const Result<PrintJobStatus> read = readState();
+        if (!read) {
+            NVR_LOG_ERROR("Failed to get job status (Error: {})", read.error().code);
+            (void)device.AbortDoc();
+            return read.error();
         }
+        const PrintJobStatus status = *read;
         // Each change of state or of pages done starts the time limit anew.
         if (first || status.state != last.state || status.pagesDone != last.pagesDone) {
             first = false;
@@ -53,18 +55,19 @@ bool FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& rea
         }
         if (status.state == PrintJobStatus::Completed) {
             NVR_LOG_INFO("Print job completed successfully");
-            return true;
+            return {};
         }
         if (status.state == PrintJobStatus::Cancelled || status.state == PrintJobStatus::Aborted) {
             NVR_LOG_ERROR("Print job did not complete successfully (Status: {})",
                           JobStateText(status.state));
-            device.AbortDoc();
-            return false;
+            (void)device.AbortDoc();
+            return Failure{ECANCELED, fmt::format("the printer ended the job ({})",
+                                                  JobStateText(status.state))};
         }
         if (clock.Now() - lastChange >= watch.quietLimit) {
             NVR_LOG_ERROR("Timeout waiting for job completion");
-            device.AbortDoc();
-            return false;
+            (void)device.AbortDoc();
+            return Failure{ETIMEDOUT, "the printer left the job unchanged too long"};
         }
         clock.Sleep(watch.poll);
     }

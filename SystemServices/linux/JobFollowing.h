@@ -15,13 +15,13 @@ struct JobWatch {
     std::chrono::milliseconds poll{250};
 };
 
-// Reads the job's state once; false when the print system cannot tell.
-using JobStateReader = std::function<bool(docmgr::PrintJobStatus*)>;
+// Reads the job's state once; fails when the print system cannot tell.
+using JobStateReader = std::function<Result<docmgr::PrintJobStatus>()>;
 
-// Follows a job whose document is sent until the printer has done it. False, with the job
+// Follows a job whose document is sent until the printer has done it. Fails, with the job
 // aborted on the device, when the printer cancels or aborts it, cannot tell its state, or
 // leaves it unchanged for longer than the watch allows, as the clock tells.
-bool FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& read,
-               const JobWatch& watch, Clock& clock = SystemClock());
+Status FollowJob(docmgr::PrintDevice& device, int jobId, const JobStateReader& read,
+                 const JobWatch& watch, Clock& clock = SystemClock());
 
 }  // namespace nvrprint::platform

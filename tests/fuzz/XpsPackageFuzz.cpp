@@ -14,8 +14,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzzsupport::PrepareProcess();
     static const std::string output = std::string(std::getenv("TMPDIR")) + "/plain.xps";
-    std::string reason;
-    if (docmgr::RewriteXpsPackage(std::span<const unsigned char>(data, size), output, &reason)) {
+    if (docmgr::RewriteXpsPackage(std::span<const unsigned char>(data, size), output)) {
         ::unlink(output.c_str());
     }
     return 0;

@@ -216,31 +216,35 @@ TEST_F(PrintToFileTest, FailedJobLeavesNothingBehindTheTargetAsItWasAndNoJobAtTh
     }
 
     // A job given up, or dropped, half way: the file there before stays as it was.
-    int error = 0;
-    std::unique_ptr<nvrprint::platform::Printer> printer =
-        nvrprint::platform::CreateSystemPrintSystem()->OpenPrinter(s_stack->queue, &error);
-    ASSERT_TRUE(printer) << error;
+    auto opened = nvrprint::platform::CreateSystemPrintSystem()->OpenPrinter(s_stack->queue);
+    ASSERT_TRUE(opened) << opened.error().text;
+    std::unique_ptr<nvrprint::platform::Printer> printer = std::move(opened).value();
     nvrprint::DevModePtr devMode = nvrprint::AllocateDevMode(nvrprint::kDriverExtraBytes);
-    ASSERT_EQ(printer->DefaultDevMode(devMode.get()), nvrprint::kIdOk);
+    ASSERT_TRUE(printer->DefaultDevMode(devMode.get()));
     // On the printer, such a job is cancelled at the scheduler, and nothing of it printed.
     const std::string target = out.File("plain-file");
     for (bool onPrinter : {false, true}) {
         for (bool abort : {true, false}) {
             const std::string title =
                 std::string(onPrinter ? "printer-" : "file-") + (abort ? "given-up" : "dropped");
-            auto device = onPrinter ? printer->CreatePrintDevice(
-                                          devMode.get(), nvrprint::SheetLayout::ByProgram, &error)
-                                    : printer->CreateFileDevice(devMode.get(), target, &error);
-            ASSERT_TRUE(device) << error;
-            const int jobId = device->StartDoc(title);
-            ASSERT_GT(jobId, 0);
-            ASSERT_GT(device->StartPage(), 0);
+            auto created = onPrinter ? printer->CreatePrintDevice(devMode.get(),
+                                                                  nvrprint::SheetLayout::ByProgram)
+                                     : printer->CreateFileDevice(devMode.get(), target);
+            ASSERT_TRUE(created) << created.error().text;
+            std::unique_ptr<docmgr::PrintDevice> device = std::move(created).value();
+            const nvrprint::Result<int> started = device->StartDoc(title);
+            ASSERT_TRUE(started);
+            const int jobId = *started;
+            ASSERT_TRUE(device->StartPage());
             ASSERT_TRUE(device->PlacePage({doc, 0}, {docmgr::PageCell::NaturalSize}));
-            ASSERT_GT(device->EndPage(), 0);
+            ASSERT_TRUE(device->EndPage());
             if (!onPrinter) {
                 EXPECT_EQ(Listing(out.Path()).size(), 4u) << "the job grows beside the target";
             }
-            EXPECT_TRUE(!abort || device->AbortDoc() > 0) << title << " " << device->LastError();
+            if (abort) {
+                const nvrprint::Status aborted = device->AbortDoc();
+                EXPECT_TRUE(aborted) << title << " " << aborted.error().text;
+            }
             device.reset();
             if (onPrinter) {
                 EXPECT_TRUE(WaitUntil([&] { return SchedulerJobGoneOrCancelled(*s_stack, jobId); },

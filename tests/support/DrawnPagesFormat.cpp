@@ -90,11 +90,11 @@ protected:
     }
     // The pages are drawn into a PDF of their own, whose pages the print then places.
     bool OnPrintStarting(const std::string&, const std::string&, PrintDevice*) override {
-        int error = 0;
-        m_jobPdf = docmgr::ScratchFile::Create(ScratchDirectory(), "drawn", "pdf", &error);
-        if (!m_jobPdf) {
+        auto jobPdf = docmgr::ScratchFile::Create(ScratchDirectory(), "drawn", "pdf");
+        if (!jobPdf) {
             return false;
         }
+        m_jobPdf = std::move(jobPdf).value();
         return docmgr::WriteDrawnPagesPdf(
             m_jobPdf->Path(), m_pages.size(),
             [this](size_t index) {

@@ -12,35 +12,38 @@ public:
     explicit FakePrinter(FakePrintSystem* system) : m_system(system) {}
     const std::string& Name() const override { return m_system->printerName; }
     int32_t DevModeSize() override { return sizeof(DEVMODEW); }
-    int32_t DefaultDevMode(DEVMODEW* out) override {
+    Status DefaultDevMode(DEVMODEW* out) override {
         std::memset(static_cast<void*>(out), 0, sizeof(DEVMODEW));
         out->dmSize = sizeof(DEVMODEW);
         out->dmSpecVersion = DM_SPECVERSION;
-        return kIdOk;
+        return {};
     }
-    int32_t ValidateDevMode(const DEVMODEW* in, DEVMODEW* out) override {
+    Status ValidateDevMode(const DEVMODEW* in, DEVMODEW* out) override {
         ++m_system->validations;
         std::memcpy(static_cast<void*>(out), in, sizeof(DEVMODEW));
         out->dmDriverExtra = 0;
         m_system->correct(*out);
-        return m_system->refuses(*in) ? -1 : m_system->validateResult;
+        if (m_system->refusesAll || m_system->refuses(*in)) {
+            return Failure{-1, "the driver refuses the settings"};
+        }
+        return {};
     }
     StapleOption Stapling() override { return {}; }
-    std::unique_ptr<docmgr::PrintDevice> CreatePrintDevice(const DEVMODEW*, SheetLayout,
-                                                           int* error) override {
+    Result<std::unique_ptr<docmgr::PrintDevice>> CreatePrintDevice(const DEVMODEW*,
+                                                                   SheetLayout) override {
         std::unique_ptr<docmgr::PrintDevice> device =
             m_system->makeDevice ? m_system->makeDevice() : nullptr;
         if (!device) {
-            *error = EIO;
+            return SystemFailure(EIO);
         }
         return device;
     }
     std::optional<platform::SheetGeometry> SheetFor(const DEVMODEW*) override {
         return m_system->sheet;
     }
-    std::unique_ptr<docmgr::PrintDevice> CreateFileDevice(const DEVMODEW* devMode,
-                                                          const std::string&, int* error) override {
-        return CreatePrintDevice(devMode, SheetLayout::ByProgram, error);
+    Result<std::unique_ptr<docmgr::PrintDevice>> CreateFileDevice(const DEVMODEW* devMode,
+                                                                  const std::string&) override {
+        return CreatePrintDevice(devMode, SheetLayout::ByProgram);
     }
 
 private:
@@ -49,26 +52,24 @@ private:
 
 }  // namespace
 
-std::string FakePrintSystem::DefaultPrinter(int* error) {
+Result<std::string> FakePrintSystem::DefaultPrinter() {
     if (defaultPrinter.empty()) {
-        *error = ENOENT;
+        return SystemFailure(ENOENT);
     }
     return defaultPrinter;
 }
 
-std::unique_ptr<platform::Printer> FakePrintSystem::OpenPrinter(const std::string& name,
-                                                                int* error) {
+Result<std::unique_ptr<platform::Printer>> FakePrintSystem::OpenPrinter(const std::string& name) {
     ++opens;
     if (name != printerName) {
-        *error = ENOENT;
-        return nullptr;
+        return SystemFailure(ENOENT);
     }
-    return std::make_unique<FakePrinter>(this);
+    return std::unique_ptr<platform::Printer>(std::make_unique<FakePrinter>(this));
 }
 
 std::unique_ptr<platform::Printer> FakePrintSystem::Open() {
-    int error = 0;
-    return OpenPrinter(printerName, &error);
+    Result<std::unique_ptr<platform::Printer>> opened = OpenPrinter(printerName);
+    return opened ? std::move(opened).value() : nullptr;
 }
 
 }  // namespace testsupport

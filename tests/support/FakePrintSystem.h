@@ -18,8 +18,9 @@ public:
     std::string printerName = "Office";
     std::string defaultPrinter;  // empty: none
     std::function<void(nvrprint::DEVMODEW&)> correct = [](nvrprint::DEVMODEW&) {};
-    int32_t validateResult = nvrprint::kIdOk;
-    // Settings the driver refuses whatever validateResult says.
+    // A driver that refuses whatever it is given.
+    bool refusesAll = false;
+    // Settings the driver refuses.
     std::function<bool(const nvrprint::DEVMODEW&)> refuses = [](const nvrprint::DEVMODEW&) {
         return false;
     };
@@ -30,9 +31,9 @@ public:
     int opens = 0;        // OpenPrinter, found or not
     int validations = 0;  // ValidateDevMode
 
-    std::string DefaultPrinter(int* error) override;
-    std::unique_ptr<nvrprint::platform::Printer> OpenPrinter(const std::string& name,
-                                                             int* error) override;
+    nvrprint::Result<std::string> DefaultPrinter() override;
+    nvrprint::Result<std::unique_ptr<nvrprint::platform::Printer>> OpenPrinter(
+        const std::string& name) override;
     // The printer, opened as a job would.
     std::unique_ptr<nvrprint::platform::Printer> Open();
 };

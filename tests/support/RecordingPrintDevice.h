@@ -36,34 +36,33 @@ public:
                : index == docmgr::LOGPIXELSX || index == docmgr::LOGPIXELSY ? dpi
                                                                             : 0;
     }
-    int StartDoc(const std::string& name) override {
+    nvrprint::Result<int> StartDoc(const std::string& name) override {
         calls.push_back("StartDoc " + name);
-        return startDocResult;
+        return startDocResult > 0 ? nvrprint::Result<int>(startDocResult) : Refused();
     }
-    int StartPage() override {
+    nvrprint::Status StartPage() override {
         calls.push_back("StartPage");
-        return ++m_pages == failStartPage ? 0 : 1;
+        return ++m_pages == failStartPage ? Refused() : nvrprint::Status();
     }
-    int StartPageOfSize(double width, double height) override {
+    nvrprint::Status StartPageOfSize(double width, double height) override {
         calls.push_back(fmt::format("StartPage {}x{}", width, height));
-        return ++m_pages == failStartPage ? 0 : 1;
+        return ++m_pages == failStartPage ? Refused() : nvrprint::Status();
     }
-    int EndPage() override {
+    nvrprint::Status EndPage() override {
         calls.push_back("EndPage");
-        return 1;
+        return {};
     }
-    int EndDoc() override {
+    nvrprint::Status EndDoc() override {
         calls.push_back("EndDoc");
-        return failEndDoc ? 0 : 1;
+        return failEndDoc ? Refused() : nvrprint::Status();
     }
-    int AbortDoc() override {
+    nvrprint::Status AbortDoc() override {
         calls.push_back("AbortDoc");
-        return 1;
+        return {};
     }
-    int LastError() const override { return 5; }
     // "Place 2 at 0,0" (natural size), "Place 2 in 2400x3200 at 2400,0" (fitted into the
     // cell) or "Place 2 on the whole sheet"; pages count from 1.
-    bool PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override {
+    nvrprint::Status PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override {
         const size_t number = page.pageIndex + 1;
         switch (cell.fit) {
             case docmgr::PageCell::NaturalSize:
@@ -77,23 +76,25 @@ public:
                 calls.push_back(fmt::format("Place {} on the whole sheet", number));
                 break;
         }
-        return !failPlacement;
+        return failPlacement ? Refused() : nvrprint::Status();
     }
     // Followed as the print system's job code follows a job, through the scripted states.
-    bool FollowJob(int jobId) override {
+    nvrprint::Status FollowJob(int jobId) override {
         return nvrprint::platform::FollowJob(
             *this, jobId,
-            [this](docmgr::PrintJobStatus* status) {
+            [this]() -> nvrprint::Result<docmgr::PrintJobStatus> {
                 if (statuses.empty()) {
-                    return false;
+                    return Refused();
                 }
-                *status = statuses[std::min(m_statusReads++, statuses.size() - 1)];
-                return true;
+                return statuses[std::min(m_statusReads++, statuses.size() - 1)];
             },
             watch, clock);
     }
 
 private:
+    // What a failing step answers, as the real devices do: an error number and its words.
+    static nvrprint::Failure Refused() { return nvrprint::Failure{5, "refused as scripted"}; }
+
     int m_pages = 0;
     size_t m_statusReads = 0;
 };

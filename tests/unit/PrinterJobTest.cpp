@@ -133,20 +133,19 @@ TEST(JobPdf, PlacedPagesKeepTheirTextAndSheetsTheirSize) {
     const std::string source = dir.File("source.pdf");
     MakePdf(source, {kLetter, kA4});
     std::string written;
-    std::string reason;
     PdfSheetWriter writer([&](const unsigned char* data, size_t size) {
         written.append(reinterpret_cast<const char*>(data), size);
         return true;
     });
     writer.BeginSheet(792, 612);
-    ASSERT_TRUE(writer.PlacePage(source, 1, 0, 0, 396, 612, &reason)) << reason;
-    ASSERT_TRUE(writer.PlacePage(source, 0, 396, 0, 396, 612, &reason)) << reason;
-    ASSERT_TRUE(writer.EndSheet(&reason));
+    ASSERT_TRUE(writer.PlacePage(source, 1, 0, 0, 396, 612));
+    ASSERT_TRUE(writer.PlacePage(source, 0, 396, 0, 396, 612));
+    ASSERT_TRUE(writer.EndSheet());
     writer.BeginSheet(612, 792);
-    ASSERT_TRUE(writer.PlacePage(source, 0, 0, 300, 306, 396, &reason)) << reason;
-    EXPECT_FALSE(writer.PlacePage(source, 5, 0, 0, 1, 1, &reason));
-    ASSERT_TRUE(writer.EndSheet(&reason));
-    ASSERT_TRUE(writer.Finish(&reason));
+    ASSERT_TRUE(writer.PlacePage(source, 0, 0, 300, 306, 396));
+    EXPECT_FALSE(writer.PlacePage(source, 5, 0, 0, 1, 1));
+    ASSERT_TRUE(writer.EndSheet());
+    ASSERT_TRUE(writer.Finish());
 
     const std::string job = dir.File("job.pdf");
     WriteFile(job, written);

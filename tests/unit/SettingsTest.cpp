@@ -130,7 +130,7 @@ TEST(SettingsDevMode, TheDriversCorrectionsBecomeTheJobsAndRefusalFails) {
     // Nothing asked for needs no driver; a driver that refuses fails the job.
     EXPECT_TRUE(PrintJobSettings().ApplyToDevMode(AllocateDevMode().get(), printer.get()));
     EXPECT_EQ(system.validations, 1);
-    system.validateResult = -1;
+    system.refusesAll = true;
     EXPECT_FALSE(s.ApplyToDevMode(AllocateDevMode().get(), printer.get()));
 }
 
@@ -197,7 +197,7 @@ TEST(PrintJobs, MadeOnceFromTheLayersTheDialogAndThePrinter) {
     printers.correct = [](DEVMODEW& dm) { dm.dmDuplex = DMDUP_SIMPLEX; };
     auto printer = printers.Open();
     DevModePtr defaults = AllocateDevMode(0);
-    ASSERT_EQ(printer->DefaultDevMode(defaults.get()), kIdOk);
+    ASSERT_TRUE(printer->DefaultDevMode(defaults.get()));
     PrintJobSettings document;
     ASSERT_TRUE(document.LoadFromString(
         R"({"PagesPerSheet": 2, "dmCopies": 2, "dmDuplex": 2, "PrintJobTitle": "doc"})"));

@@ -20,23 +20,24 @@ class JobPdfDevice final : public docmgr::PrintDevice {
 public:
     explicit JobPdfDevice(const SheetGeometry& sheet) : m_sheet(sheet) {}
     int GetDeviceCaps(int index) const override { return SheetDeviceCaps(m_sheet, index); }
-    int StartDoc(const std::string&) override { return 1; }
-    int StartPage() override { return StartPageOfSize(m_sheet.widthPoints, m_sheet.heightPoints); }
-    int StartPageOfSize(double width, double height) override {
-        return m_writer.BeginSheet(m_width = width, m_height = height), 1;
+    nvrprint::Result<int> StartDoc(const std::string&) override { return 1; }
+    nvrprint::Status StartPage() override {
+        return StartPageOfSize(m_sheet.widthPoints, m_sheet.heightPoints);
     }
-    int EndPage() override { return m_writer.EndSheet(&m_reason) ? 1 : 0; }
-    int EndDoc() override { return m_writer.Finish(&m_reason) ? 1 : 0; }
-    int AbortDoc() override { return 1; }
-    int LastError() const override { return 0; }
-    bool PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override {
-        return PlaceInCell(m_writer, m_sheet, m_width, m_height, page, cell, &m_reason);
+    nvrprint::Status StartPageOfSize(double width, double height) override {
+        m_writer.BeginSheet(m_width = width, m_height = height);
+        return {};
     }
-    bool FollowJob(int) override { return false; }
+    nvrprint::Status EndPage() override { return m_writer.EndSheet(); }
+    nvrprint::Status EndDoc() override { return m_writer.Finish(); }
+    nvrprint::Status AbortDoc() override { return {}; }
+    nvrprint::Status PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override {
+        return PlaceInCell(m_writer, m_sheet, m_width, m_height, page, cell);
+    }
+    nvrprint::Status FollowJob(int) override { return nvrprint::SystemFailure(ENOSYS); }
     std::string bytes;
     SheetGeometry m_sheet;
     double m_width = 0, m_height = 0;
-    std::string m_reason;
     PdfSheetWriter m_writer{[this](const unsigned char* data, size_t size) {
         bytes.append(reinterpret_cast<const char*>(data), size);
         return true;
