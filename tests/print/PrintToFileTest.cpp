@@ -14,7 +14,7 @@
 #include "tests/print/PrintingTest.h"
 #include "tests/support/PageRender.h"
 #include "tests/support/PdfFixtures.h"
-#include "tests/support/TestPlatform.h"
+#include "tests/support/InProcessApp.h"
 #include "tests/support/XpsFixtures.h"
 
 using namespace testsupport;
@@ -32,7 +32,7 @@ std::map<std::string, std::string> Listing(const std::string& dir) {
     return files;
 }
 
-class PrintToFileTest : public PrintingTest {
+class PrintToFileTest : public PrintingTest, protected InProcessApp {
 protected:
     // Prints the document silently on the printer, with the application in this process, the
     // job's PDF going to outputFile; whether the run succeeded. The application stays for more.
@@ -40,27 +40,14 @@ protected:
                      const std::string& outputFile,
                      std::optional<nvrprint::DialogSettings> dialog = std::nullopt) {
         ::setenv("CUPS_SERVER", s_stack->cupsServer.c_str(), 1);
-        std::vector<std::string> args = {"NvrPrintHelper", "-silent", "-usePreviewApp=never",
-                                         "-logLevel=6"};
-        args.insert(args.end(), {"-tempDir=" + tmp.Path(), "-logFile=" + log.Path(), doc, printer});
-        std::vector<const char*> argv;
-        for (const std::string& a : args)
-            argv.push_back(a.c_str());
-        app.reset();
-        os = TestPlatform(&notices);
-        app = std::make_unique<nvrprint::NvrPrintHelper>(os);
-        EXPECT_TRUE(app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()));
+        EXPECT_TRUE(Start({"-silent", "-usePreviewApp=never", "-logLevel=6", doc, printer}));
         app->SetOutputFile(outputFile);
         if (dialog)
             app->SetDialogChoices(*dialog);
         return app->Run() == 0;
     }
 
-    LogCapture log;
     ScratchDir out;
-    std::vector<RecordedNotice> notices;
-    nvrprint::platform::Platform os;
-    std::unique_ptr<nvrprint::NvrPrintHelper> app;
 };
 
 struct FileCase {

@@ -1,29 +1,14 @@
 // XPS packages printed silently by the real program through the private print stack.
 #include <gtest/gtest.h>
-#include <tiffio.h>
 
 #include "tests/print/PrintingTest.h"
 #include "tests/support/PageRender.h"
+#include "tests/support/TiffFrames.h"
 #include "tests/support/XpsFixtures.h"
 
 using namespace testsupport;
 
 namespace {
-
-// Width and height of every frame of a TIFF file.
-std::vector<std::pair<uint32_t, uint32_t>> TiffFrames(const std::string& path) {
-    std::vector<std::pair<uint32_t, uint32_t>> frames;
-    TIFF* tiff = TIFFOpen(path.c_str(), "r");
-    for (bool more = tiff != nullptr; more; more = TIFFReadDirectory(tiff) != 0) {
-        auto& [width, height] = frames.emplace_back();
-        TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
-        TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
-    }
-    if (tiff != nullptr) {
-        TIFFClose(tiff);
-    }
-    return frames;
-}
 
 constexpr XpsPageSize kTall{800, 1120};
 
@@ -82,7 +67,10 @@ TEST_F(XpsPrintJobTest, NamedPackageReachesThePrinterWithEveryPageAsMade) {
     // One 300-DPI frame per page, each of its page's own size.
     const std::vector<std::pair<uint32_t, uint32_t>> sizes = {
         {2550, 3300}, {3300, 2550}, {2550, 3300}, {3300, 2550}, {2500, 3500}};
-    EXPECT_EQ(TiffFrames(work.File("pages.tif")), sizes);
+    std::vector<std::pair<uint32_t, uint32_t>> frames;
+    for (const TiffFrame& frame : ReadTiffFrames(work.File("pages.tif")))
+        frames.emplace_back(frame.width, frame.height);
+    EXPECT_EQ(frames, sizes);
 }
 
 TEST_F(XpsPrintJobTest, PackagesWhoseFirstBytesNameNoPartPrintByName) {

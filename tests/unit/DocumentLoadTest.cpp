@@ -70,33 +70,6 @@ private:
 
 }  // namespace
 
-TEST(DocumentLoad, EventsInTheOrderTheModeDecisionNeedsThem) {
-    struct Case {
-        std::function<void(FakeDocument&)> setup;
-        bool loads;
-        Kinds kinds;
-    };
-    const Case cases[] = {
-        {[](FakeDocument&) {},
-         true,
-         {LoadDocumentStart, NewPageAvailable, NewPageAvailable, LoadDocumentComplete}},
-        {[](FakeDocument& d) { d.AnnounceSettings(R"({"PagesPerSheet": 2})"); },
-         true,
-         {LoadDocumentStart, DocumentSettingsAvailable, NewPageAvailable, NewPageAvailable,
-          LoadDocumentComplete}},
-        {[](FakeDocument& d) { d.FailLoad(); }, false, {LoadDocumentStart, DocumentLoadError}},
-    };
-    for (const Case& c : cases) {
-        FakeDocument doc({{612, 792}, {842, 595}});
-        c.setup(doc);
-        Events events;
-        ASSERT_NE(doc.LoadDocument("/some/file.pdf", false, events.Callback(), ""), nullptr);
-        EXPECT_EQ(doc.WaitForDocumentLoad(30000), c.loads);
-        EXPECT_EQ(events.kinds, c.kinds);
-        EXPECT_EQ(doc.m_pageCount, c.loads ? 2u : 0u);
-    }
-}
-
 TEST(DocumentLoad, PipedInputIsKeptByteForByteAndDeletedAfter) {
     for (size_t size : {size_t{1}, size_t{4097}, size_t{70000}}) {
         ScratchDir dir;

@@ -130,7 +130,7 @@ TEST(SettingsDevMode, TheDriversCorrectionsBecomeTheJobsAndRefusalFails) {
     // Nothing asked for needs no driver; a driver that refuses fails the job.
     EXPECT_TRUE(PrintJobSettings().ApplyToDevMode(AllocateDevMode().get(), printer.get()));
     EXPECT_EQ(system.validations, 1);
-    system.refusesAll = true;
+    system.refuses = [](const DEVMODEW&) { return true; };
     EXPECT_FALSE(s.ApplyToDevMode(AllocateDevMode().get(), printer.get()));
 }
 
@@ -180,7 +180,6 @@ TEST(DialogChoices, LieOverTheSettingsAsTheDialogShowedThem) {
     const std::vector<std::tuple<std::string, double, double, std::string>> papers = {
         {"iso_a4_210x297mm", 210, 297, "iso_a4_210x297mm"},
         {"iso_a4", 210, 297, "iso_a4_210x297mm"},           // a toolkit name from a PPD's A4
-        {"na_letter", 215.9, 279.4, "na_letter_8.5x11in"},  // and Letter
         {"ppd_Card", 100, 150, "custom_100x150mm_100x150mm"},
         {"ppd_Near", 210.4, 296.6, "iso_a4_210x297mm"},
     };
