@@ -155,16 +155,17 @@ bool NvrPrintHelper::SendJob(const PrintJob& job) {
     Result<std::unique_ptr<docmgr::PrintDevice>> created = SystemFailure(EINVAL);
     if (job.outputFile.empty()) {
         NVR_LOG_DEBUG("Creating printer DC");
-        created = m_printer->CreatePrintDevice(
-            job.devMode.get(),
-            m_docMgr->LaysOutSheets() ? SheetLayout::ByProgram : SheetLayout::ByPrinter);
+        created = m_printer->CreatePrintDevice(job.devMode.get(), m_docMgr->LaysOutSheets()
+                                                                      ? SheetLayout::ByProgram
+                                                                      : SheetLayout::ByPrinter);
     } else {
         // The sheets the printer would get, on its paper, written to the file instead.
         NVR_LOG_INFO("Printing the job's PDF to file: {}", job.outputFile);
         created = m_printer->CreateFileDevice(job.devMode.get(), job.outputFile);
     }
     if (!created || !*created) {
-        NVR_LOG_ERROR("Failed to create printer DC (Error: {})", created ? EIO : created.error().code);
+        NVR_LOG_ERROR("Failed to create printer DC (Error: {})",
+                      created ? EIO : created.error().code);
         return false;
     }
     const std::unique_ptr<docmgr::PrintDevice>& device = *created;

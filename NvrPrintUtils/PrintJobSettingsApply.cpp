@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "NvrPrintUtils/DevModeFields.h"
-#include "NvrPrintUtils/PrintJobSettings.h"
 #include "NvrPrintUtils/IppDevMode.h"
+#include "NvrPrintUtils/PrintJobSettings.h"
 #include "NvrPrintUtils/PrinterSession.h"
 #include "logging/LogMacros.h"
 

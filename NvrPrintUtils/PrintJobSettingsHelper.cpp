@@ -344,9 +344,9 @@ namespace {
 
 // The order in which the writers run. Orientation, scale, copies, collation, order and N-up
 // have none: the job's sheets carry them.
-const std::vector<std::string> kWriterOrder = {
-    "dmColor",         "dmDuplex",    "dmPrintQuality", "dmYResolution",
-    "dmDefaultSource", "dmMediaType", "bStapled"};
+const std::vector<std::string> kWriterOrder = {"dmColor",       "dmDuplex",        "dmPrintQuality",
+                                               "dmYResolution", "dmDefaultSource", "dmMediaType",
+                                               "bStapled"};
 
 // The settings JSON of a DEVMODE, with BinName and MediaTypeName from its driver-private
 // options.

@@ -111,7 +111,8 @@ bool TempFileManager::EnsureTempDirectoryExists() {
     bool present = fs::exists(fs::symlink_status(m_tempDirectory, ec));
     if (present && m_isDefaultDirectory) {
         if (const Status checked = platform::CheckPrivateDirectory(m_userDirectory); !checked) {
-            NVR_LOG_ERROR("Refusing temp directory that {}: {}", checked.error().text, m_userDirectory);
+            NVR_LOG_ERROR("Refusing temp directory that {}: {}", checked.error().text,
+                          m_userDirectory);
             NVR_LOG_ENTRY("Returning false");
             return false;
         }
@@ -119,7 +120,8 @@ bool TempFileManager::EnsureTempDirectoryExists() {
     if (present && m_isDefaultDirectory) {
         // The default directory sits in a shared place: use it only when it is ours alone.
         if (const Status checked = platform::CheckPrivateDirectory(m_tempDirectory); !checked) {
-            NVR_LOG_ERROR("Refusing temp directory that {}: {}", checked.error().text, m_tempDirectory);
+            NVR_LOG_ERROR("Refusing temp directory that {}: {}", checked.error().text,
+                          m_tempDirectory);
             NVR_LOG_ENTRY("Returning false");
             return false;
         }

@@ -26,7 +26,8 @@ bool PageMgrPdfium::OnPlacePage(PrintDevice* device, size_t pageIndex, const Pag
     }
     NVR_LOG_VERBOSE("Placing page {} in {}x{} at ({}, {})", pageIndex + 1, cell.width, cell.height,
                     cell.x, cell.y);
-    if (const nvrprint::Status placed = device->PlacePage(VectorPage{m_loadedPath, pageIndex}, cell);
+    if (const nvrprint::Status placed =
+            device->PlacePage(VectorPage{m_loadedPath, pageIndex}, cell);
         !placed) {
         NVR_LOG_ERROR("Failed to place page {} on the printer (Error: {})", pageIndex + 1,
                       placed.error().code);

@@ -75,8 +75,9 @@ bool PageMgrXps::OnPrintStarting(const std::string& printerName, const std::stri
 }
 
 bool PageMgrXps::OnPlacePage(PrintDevice* device, size_t pageIndex, const PageCell& cell) {
-    const nvrprint::Status placed = m_jobPdf ? device->PlacePage(VectorPage{m_jobPdf->Path(), pageIndex}, cell)
-                                             : nvrprint::SystemFailure(ENOENT);
+    const nvrprint::Status placed =
+        m_jobPdf ? device->PlacePage(VectorPage{m_jobPdf->Path(), pageIndex}, cell)
+                 : nvrprint::SystemFailure(ENOENT);
     if (!placed) {
         NVR_LOG_ERROR("Failed to send page {} (Error: {})", pageIndex + 1, placed.error().code);
         return false;

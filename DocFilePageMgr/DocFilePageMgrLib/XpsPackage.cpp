@@ -91,7 +91,8 @@ Status PlanParts(zip_t* archive, const XpsPackageLimits& limits, std::vector<Par
         return BadPackage("the archive holds no entries");
     }
     if (static_cast<uint64_t>(count) > limits.maxEntries) {
-        return BadPackage(fmt::format("the archive holds {} entries, more than {}", count, limits.maxEntries));
+        return BadPackage(
+            fmt::format("the archive holds {} entries, more than {}", count, limits.maxEntries));
     }
     std::map<std::string, size_t> byName;  // lower-case part name -> index in parts
     uint64_t total = 0;
@@ -111,20 +112,22 @@ Status PlanParts(zip_t* archive, const XpsPackageLimits& limits, std::vector<Par
             return BadPackage(fmt::format("entry {} is encrypted", name));
         }
         if (st.comp_method != ZIP_CM_STORE && st.comp_method != ZIP_CM_DEFLATE) {
-            return BadPackage(fmt::format("entry {} uses compression method {}", name, st.comp_method));
+            return BadPackage(
+                fmt::format("entry {} uses compression method {}", name, st.comp_method));
         }
         if (st.size > limits.maxPartBytes) {
-            return BadPackage(fmt::format("entry {} expands to {} bytes, more than {}", name, st.size,
-                                  limits.maxPartBytes));
+            return BadPackage(fmt::format("entry {} expands to {} bytes, more than {}", name,
+                                          st.size, limits.maxPartBytes));
         }
         total += st.size;
         if (total > limits.maxTotalBytes) {
-            return BadPackage(fmt::format("the entries expand to more than {} bytes", limits.maxTotalBytes));
+            return BadPackage(
+                fmt::format("the entries expand to more than {} bytes", limits.maxTotalBytes));
         }
         if (st.size > limits.ratioFreeBytes &&
             st.size / std::max<uint64_t>(st.comp_size, 1) > limits.maxRatio) {
-            return BadPackage(fmt::format("entry {} expands {} bytes to {}, more than {} times", name,
-                                  st.comp_size, st.size, limits.maxRatio));
+            return BadPackage(fmt::format("entry {} expands {} bytes to {}, more than {} times",
+                                          name, st.comp_size, st.size, limits.maxRatio));
         }
 
         std::string partName = name;
@@ -286,12 +289,14 @@ Status WritePlainPackage(zip_t* source, const std::vector<Part>& parts,
         zip_source_t* data =
             zip_source_function(output.get(), &PartReader::Callback, readers.back().get());
         if (data == nullptr) {
-            return BadPackage(fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get())));
+            return BadPackage(
+                fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get())));
         }
         const zip_int64_t index = zip_file_add(output.get(), part.name.c_str(), data, 0);
         if (index < 0) {
             zip_source_free(data);
-            return BadPackage(fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get())));
+            return BadPackage(
+                fmt::format("cannot add part {}: {}", part.name, zip_strerror(output.get())));
         }
         zip_set_file_compression(output.get(), static_cast<zip_uint64_t>(index), ZIP_CM_STORE, 0);
     }

@@ -16,8 +16,8 @@
 #include "NvrPrintUtils/DialogSettings.h"
 #include "NvrPrintUtils/PrintJob.h"
 #include "NvrPrintUtils/PrintJobSettings.h"
-#include "platform/Display.h"
 #include "SystemServices/PrinterServices.h"
+#include "platform/Display.h"
 
 namespace nvrprint {
 

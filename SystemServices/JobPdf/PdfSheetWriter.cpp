@@ -504,7 +504,8 @@ Status PdfSheetWriter::Finish() {
 }
 
 Status PlaceInCell(PdfSheetWriter& writer, const SheetGeometry& sheet, double sheetWidth,
-                   double sheetHeight, const docmgr::VectorPage& page, const docmgr::PageCell& cell) {
+                   double sheetHeight, const docmgr::VectorPage& page,
+                   const docmgr::PageCell& cell) {
     switch (cell.fit) {
         case docmgr::PageCell::NaturalSize: {
             // The corner alone: the page keeps its size, under the sheet's scale.

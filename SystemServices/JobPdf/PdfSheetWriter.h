@@ -57,6 +57,7 @@ private:
 // page is fitted into them, set at its natural size times the sheet's scale, or fitted to the
 // whole sheet. Fails as PlacePage.
 Status PlaceInCell(PdfSheetWriter& writer, const SheetGeometry& sheet, double sheetWidth,
-                   double sheetHeight, const docmgr::VectorPage& page, const docmgr::PageCell& cell);
+                   double sheetHeight, const docmgr::VectorPage& page,
+                   const docmgr::PageCell& cell);
 
 }  // namespace nvrprint::platform

@@ -118,7 +118,8 @@ Failure CupsPrintDevice::SinkFailed(const std::string& reason) {
 }
 
 Status CupsPrintDevice::FollowJob(int jobId) {
-    return platform::FollowJob(*this, jobId, [this] { return ReadJobState(); }, m_watch);
+    return platform::FollowJob(
+        *this, jobId, [this] { return ReadJobState(); }, m_watch);
 }
 
 Result<PrintJobStatus> CupsPrintDevice::ReadJobState() {
@@ -128,8 +129,8 @@ Result<PrintJobStatus> CupsPrintDevice::ReadJobState() {
     Result<IppResponse> answer = GetJobAttributes(m_destination->Http(), *m_destination, m_jobId,
                                                   {"job-state", "job-impressions-completed"});
     if (!answer) {
-        return Fail(answer.error().code,
-                    fmt::format("Cannot read the state of job {}: {}", m_jobId, answer.error().text));
+        return Fail(answer.error().code, fmt::format("Cannot read the state of job {}: {}", m_jobId,
+                                                     answer.error().text));
     }
     const IppResponse& response = *answer;
     ipp_attribute_t* state = ippFindAttribute(response.get(), "job-state", IPP_TAG_ENUM);
@@ -186,9 +187,9 @@ Status CupsPrintDevice::EndDoc() {
     // success: the job counts as sent only when the printer confirms it has the document.
     if (const Status confirmed = ConfirmJobHasItsDocument(*m_destination, m_jobId); !confirmed) {
         (void)AbortDoc();
-        return Fail(confirmed.error().code, fmt::format("Job {} on {} failed: {}", m_jobId,
-                                                        m_destination->Name(),
-                                                        confirmed.error().text));
+        return Fail(confirmed.error().code,
+                    fmt::format("Job {} on {} failed: {}", m_jobId, m_destination->Name(),
+                                confirmed.error().text));
     }
     m_finished = true;
     NVR_LOG_INFO("Job {} sent to {} ({} sheets, {} bytes)", m_jobId, m_destination->Name(),

@@ -7,8 +7,8 @@
 #include <memory>
 #include <thread>
 
-#include "platform/Launcher.h"
 #include "platform/GObjectPtr.h"
+#include "platform/Launcher.h"
 
 extern char** environ;
 
@@ -47,7 +47,7 @@ Status OpenWithDefault(const std::string& path) {
         contentType != nullptr ? g_app_info_get_default_for_type(contentType, FALSE) : nullptr);
     if (!app) {
         return Failure{kNoAssociation,
-                     std::string("no application for ") + (contentType ? contentType : "?")};
+                       std::string("no application for ") + (contentType ? contentType : "?")};
     }
     GList files = {file.get(), nullptr, nullptr};
     raw = nullptr;

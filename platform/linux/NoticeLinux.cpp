@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "platform/Display.h"
-#include "platform/Notice.h"
 #include "platform/MainLoopTask.h"
+#include "platform/Notice.h"
 
 namespace nvrprint::platform {
 namespace {

@@ -12,9 +12,9 @@
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "NvrPrintUtils/IppDevMode.h"
 #include "tests/print/PrintingTest.h"
+#include "tests/support/InProcessApp.h"
 #include "tests/support/PageRender.h"
 #include "tests/support/PdfFixtures.h"
-#include "tests/support/InProcessApp.h"
 #include "tests/support/XpsFixtures.h"
 
 using namespace testsupport;

@@ -62,7 +62,8 @@ public:
     }
     // "Place 2 at 0,0" (natural size), "Place 2 in 2400x3200 at 2400,0" (fitted into the
     // cell) or "Place 2 on the whole sheet"; pages count from 1.
-    nvrprint::Status PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override {
+    nvrprint::Status PlacePage(const docmgr::VectorPage& page,
+                               const docmgr::PageCell& cell) override {
         const size_t number = page.pageIndex + 1;
         switch (cell.fit) {
             case docmgr::PageCell::NaturalSize:

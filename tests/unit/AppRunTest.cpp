@@ -13,9 +13,9 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "tests/support/FakePrintSystem.h"
+#include "tests/support/InProcessApp.h"
 #include "tests/support/PdfFixtures.h"
 #include "tests/support/RecordingPrintDevice.h"
-#include "tests/support/InProcessApp.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/TiffFrames.h"
 #include "tests/support/XpsFixtures.h"
@@ -162,7 +162,7 @@ TEST_F(AppRun, PipedDocumentIsKeptThirtySecondsForTheExternalViewer) {
         EXPECT_EQ(app->Run(), 0);
         // A kept capture outlives the run anyway.
         EXPECT_EQ(clock.sleeps, keep ? std::vector<std::chrono::milliseconds>{}
-                               : std::vector{std::chrono::milliseconds(30000)});
+                                     : std::vector{std::chrono::milliseconds(30000)});
         std::string seen;
         for (int i = 0; i < 200 && seen.empty(); ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));

@@ -213,4 +213,3 @@ TEST_F(AppDecisions, ModeFromFlagsOverrideAndLoadEvents) {
     app->OnDocumentEvent(LoadDocumentComplete, LoadDocumentCompleteData{1});
     EXPECT_EQ(Mode(), "interactive");
 }
-

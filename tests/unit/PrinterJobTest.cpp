@@ -102,7 +102,8 @@ TEST(JobOptions, WhatADevModeAsksOfThePrinterAndNeverTheProgramsWork) {
     DevModePtr dm = WithDriverOptions(base.get(), {{"media-source", "Tray 5"},
                                                    {"StapleLocation", "SinglePortrait"},
                                                    {"print-color-mode", "monochrome"}});
-    const nlohmann::json attributes = PrintJobSettingsHelper::BuildJobOptionAttributes(dm.get(), ppd);
+    const nlohmann::json attributes =
+        PrintJobSettingsHelper::BuildJobOptionAttributes(dm.get(), ppd);
     EXPECT_EQ(attributes["ColorModel"], "Gray");
     EXPECT_EQ(attributes["InputSlot"], "Tray 5");
     for (const char* carriedBySheets :

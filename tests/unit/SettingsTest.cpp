@@ -179,7 +179,7 @@ TEST(DialogChoices, LieOverTheSettingsAsTheDialogShowedThem) {
 
     const std::vector<std::tuple<std::string, double, double, std::string>> papers = {
         {"iso_a4_210x297mm", 210, 297, "iso_a4_210x297mm"},
-        {"iso_a4", 210, 297, "iso_a4_210x297mm"},           // a toolkit name from a PPD's A4
+        {"iso_a4", 210, 297, "iso_a4_210x297mm"},  // a toolkit name from a PPD's A4
         {"ppd_Card", 100, 150, "custom_100x150mm_100x150mm"},
         {"ppd_Near", 210.4, 296.6, "iso_a4_210x297mm"},
     };

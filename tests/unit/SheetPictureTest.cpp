@@ -31,7 +31,8 @@ public:
     nvrprint::Status EndPage() override { return m_writer.EndSheet(); }
     nvrprint::Status EndDoc() override { return m_writer.Finish(); }
     nvrprint::Status AbortDoc() override { return {}; }
-    nvrprint::Status PlacePage(const docmgr::VectorPage& page, const docmgr::PageCell& cell) override {
+    nvrprint::Status PlacePage(const docmgr::VectorPage& page,
+                               const docmgr::PageCell& cell) override {
         return PlaceInCell(m_writer, m_sheet, m_width, m_height, page, cell);
     }
     nvrprint::Status FollowJob(int) override { return nvrprint::SystemFailure(ENOSYS); }
