@@ -5,7 +5,7 @@
 
 namespace nvrprint::text {
 
-// UTF-16 code units, as DEVMODE text fields and Print Tickets carry them. Malformed UTF-8
+// UTF-16 code units, as DEVMODE text fields carry them. Malformed UTF-8
 // becomes U+FFFD, never dropped.
 std::u16string Utf8ToUtf16(std::string_view utf8);
 std::string Utf16ToUtf8(std::u16string_view utf16);

@@ -26,9 +26,13 @@ inline Failure SystemFailure(int code) {
 template <typename T>
 class [[nodiscard]] Result {
 public:
+    // Implicit only where T itself converts implicitly: an owning pointer is never taken
+    // from a raw one unasked.
     template <typename U = T>
-    requires(std::is_constructible_v<T, U&&> && !std::is_same_v<std::remove_cvref_t<U>, Failure> &&
-             !std::is_same_v<std::remove_cvref_t<U>, Result>) Result(U&& value)
+    requires(
+        std::is_constructible_v<T, U&&> && !std::is_same_v<std::remove_cvref_t<U>, Failure> &&
+        !std::is_same_v<std::remove_cvref_t<U>, Result>) explicit(!std::is_convertible_v<U&&, T>)
+        Result(U&& value)
         : m_state(std::in_place_index<0>, std::forward<U>(value)) {}
     Result(Failure failure) : m_state(std::in_place_index<1>, std::move(failure)) {}
 

@@ -29,8 +29,9 @@ Status Spawn(const std::string& program, const std::string& file) {
     return {};
 }
 
+// The library's error as an I/O failure: its own codes would meet kNoAssociation.
 Failure GioError(const GErrorPtr& error, const char* otherwise) {
-    return error ? Failure{error->code, error->message} : Failure{EIO, otherwise};
+    return Failure{EIO, error ? error->message : otherwise};
 }
 
 Status OpenWithDefault(const std::string& path) {

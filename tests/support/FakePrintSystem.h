@@ -11,7 +11,7 @@
 namespace testsupport {
 
 // A print system with one printer whose driver corrects DEVMODEs by a function of the
-// test's choosing and has no Print Ticket provider, and print devices of the test's making.
+// test's choosing and cannot staple, and print devices of the test's making.
 // It counts how often the printer is reached.
 class FakePrintSystem : public nvrprint::platform::PrintSystem {
 public:

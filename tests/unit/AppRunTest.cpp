@@ -49,7 +49,10 @@ protected:
         }));
     }
     // The application goes before the clock and the printer's record it was handed.
-    void TearDown() override { app.reset(); }
+    void TearDown() override {
+        app.reset();
+        os.clock = &platform::SystemClock();
+    }
 
     SteppingClock clock;
     std::vector<std::string> printed;  // by the last job's device
