@@ -5,6 +5,7 @@
 // and copies do not apply, so the printer's defaults rule those.
 #include <cerrno>
 #include <mutex>
+#include <utility>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/DrawnPagesPdf.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
@@ -21,21 +22,21 @@ bool PageMgrXps::WriteJobPdf(const std::string& path) {
     auto draw = [this](size_t index, cairo_t* cr) {
         // A page at a time, so that a window showing the document waits one page at most.
         std::lock_guard rendering(RenderLock());
-        // Each attempt records the page afresh; the sheet gets the one that drew it whole.
-        const PageSize size = DrawingSize(index);
-        CairoSurfacePtr recording;
-        const bool drawn = DrawWhole(index, [&recording, &size] {
-            const cairo_rectangle_t extents{0, 0, size.width, size.height};
-            recording.reset(cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, &extents));
-            return CairoPtr(cairo_create(recording.get()));
-        });
-        if (drawn) {
+        // Straight onto the sheet. An attempt that stops half way is cleared away before the
+        // next one: a clear of the whole sheet drops what it drew, so the job never holds it.
+        cairo_surface_t* sheet = cairo_get_target(cr);
+        bool retry = false;
+        return DrawWhole(index, [sheet, &retry] {
+            CairoPtr attempt(cairo_create(sheet));
+            if (std::exchange(retry, true)) {
+                cairo_set_operator(attempt.get(), CAIRO_OPERATOR_CLEAR);
+                cairo_paint(attempt.get());
+                cairo_set_operator(attempt.get(), CAIRO_OPERATOR_OVER);
+            }
             // One scale for both axes: the sheet is the page's own size.
-            cairo_scale(cr, ToPoints(1.0), ToPoints(1.0));
-            cairo_set_source_surface(cr, recording.get(), 0, 0);
-            cairo_paint(cr);
-        }
-        return drawn;
+            cairo_scale(attempt.get(), ToPoints(1.0), ToPoints(1.0));
+            return attempt;
+        });
     };
     return WriteDrawnPagesPdf(path, static_cast<size_t>(m_totalPages), sizeOf, draw,
                               [this](size_t done) { ReportPrintProgress(done, m_totalPages); });
