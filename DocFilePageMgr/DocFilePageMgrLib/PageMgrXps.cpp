@@ -11,6 +11,7 @@
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXpsPrivate.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/XpsPackage.h"
 #include "DocFilePageMgr/DocFilePageMgrLib/XpsPageRepair.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/XpsPageSizes.h"
 #include "logging/LogMacros.h"
 #include "platform/GObjectPtr.h"
 
@@ -158,6 +159,12 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
     NVR_LOG_DEBUG("Document sequence obtained");
     NVR_LOG_DEBUG("XPS package contains {} sub-document(s)", package->documents.size());
 
+    // The pages' sizes from the package's own parts where its structure is read as the library
+    // reads it; otherwise page by page through the library.
+    auto extents = ReadXpsPageExtents(package->copy->Path());
+    if (extents && extents->size() != package->documents.size()) {
+        extents.reset();
+    }
     for (size_t d = 0; d < package->documents.size(); ++d) {
         GXPSDocument* document = package->documents[d].get();
         if (document == nullptr) {
@@ -170,8 +177,12 @@ bool PageMgrXps::OnLoadDocument(const std::string& path) {
             NVR_LOG_ERROR("Document has more than {} pages", kMaxPages);
             return false;
         }
+        const std::vector<XpsPageExtent>* named =
+            extents && (*extents)[d].size() == pages ? &(*extents)[d] : nullptr;
         for (guint p = 0; p < pages; ++p) {
-            PageSize size = MeasurePage(document, p);
+            const bool sized = named && (*named)[p].width > 0.0 && (*named)[p].height > 0.0;
+            PageSize size =
+                sized ? PageSize{(*named)[p].width, (*named)[p].height} : MeasurePage(document, p);
             if (size.width > kMaxPageUnits || size.height > kMaxPageUnits) {
                 NVR_LOG_ERROR("Page {} of document {} is too large ({}x{} in 1/96 inch)", p, d,
                               size.width, size.height);

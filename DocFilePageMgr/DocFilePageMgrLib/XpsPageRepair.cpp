@@ -177,6 +177,23 @@ std::optional<ElementCut> CutFaultyElement(std::string_view markup, const XpsDra
     return ElementCut{std::move(cut), chosen->name};
 }
 
+std::optional<std::string> ReadPackagePart(zip_t* package, const std::string& part) {
+    const std::string name = part.starts_with('/') ? part.substr(1) : part;
+    const zip_int64_t index = zip_name_locate(package, name.c_str(), ZIP_FL_NOCASE);
+    zip_stat_t st;
+    zip_stat_init(&st);
+    if (index < 0 || zip_stat_index(package, static_cast<zip_uint64_t>(index), 0, &st) != 0 ||
+        (st.valid & ZIP_STAT_SIZE) == 0) {
+        return std::nullopt;
+    }
+    ZipFilePtr file(zip_fopen_index(package, static_cast<zip_uint64_t>(index), 0));
+    std::string data(static_cast<size_t>(st.size), '\0');
+    if (!file || zip_fread(file.get(), data.data(), st.size) != static_cast<zip_int64_t>(st.size)) {
+        return std::nullopt;
+    }
+    return data;
+}
+
 std::optional<std::string> ReadPackagePart(const std::string& packagePath,
                                            const std::string& part) {
     int error = 0;
@@ -184,20 +201,7 @@ std::optional<std::string> ReadPackagePart(const std::string& packagePath,
     if (!archive) {
         return std::nullopt;
     }
-    const std::string name = part.starts_with('/') ? part.substr(1) : part;
-    const zip_int64_t index = zip_name_locate(archive.get(), name.c_str(), ZIP_FL_NOCASE);
-    zip_stat_t st;
-    zip_stat_init(&st);
-    if (index < 0 || zip_stat_index(archive.get(), static_cast<zip_uint64_t>(index), 0, &st) != 0 ||
-        (st.valid & ZIP_STAT_SIZE) == 0) {
-        return std::nullopt;
-    }
-    ZipFilePtr file(zip_fopen_index(archive.get(), static_cast<zip_uint64_t>(index), 0));
-    std::string data(static_cast<size_t>(st.size), '\0');
-    if (!file || zip_fread(file.get(), data.data(), st.size) != static_cast<zip_int64_t>(st.size)) {
-        return std::nullopt;
-    }
-    return data;
+    return ReadPackagePart(archive.get(), part);
 }
 
 bool ReplacePackagePart(const std::string& packagePath, const std::string& part,

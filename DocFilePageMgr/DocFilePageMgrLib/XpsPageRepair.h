@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+typedef struct zip zip_t;
+
 // What lets one bad element of an XPS page cost only itself: libgxps stops drawing a page at
 // the first element it cannot draw, and its error tells which part and where. The element is
 // cut out of the page's markup in the package copy, and the page drawn again.
@@ -35,6 +37,7 @@ std::optional<ElementCut> CutFaultyElement(std::string_view markup, const XpsDra
 // One part of a plain package (a stored ZIP archive), read whole or replaced in place. Part
 // names are as XPS writes them, with the leading slash.
 std::optional<std::string> ReadPackagePart(const std::string& packagePath, const std::string& part);
+std::optional<std::string> ReadPackagePart(zip_t* package, const std::string& part);
 bool ReplacePackagePart(const std::string& packagePath, const std::string& part,
                         const std::string& data);
 

@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "DocFilePageMgr/DocFilePageMgrLib/PageMgrXps.h"
+#include "DocFilePageMgr/DocFilePageMgrLib/XpsPageSizes.h"
 #include "tests/support/LoadedDocument.h"
 #include "tests/support/PageRender.h"
 #include "tests/support/RecordingPrintDevice.h"
@@ -133,6 +134,30 @@ TEST_F(XpsBackendTest, APageIsMeasuredFromItselfAndDrawnAtThatSizeEverywhere) {
     LoadedXps unmeasured(Bytes("unmeasured.xps", MakeZip(parts)));
     ASSERT_TRUE(unmeasured.ok);
     EXPECT_EQ(unmeasured.PageSizes(), (Sizes{{792, 612}, {612, 792}}));
+}
+
+TEST_F(XpsBackendTest, PageSizesAreReadFromThePartsThatReferencesNameAbsoluteOrRelative) {
+    std::vector<ZipEntry> parts = XpsParts({{kXpsLetter, {600, 400}}, {kXpsLetterLandscape}});
+    for (ZipEntry& entry : parts) {
+        const bool document = entry.name.ends_with(".fdoc");
+        entry.data = std::regex_replace(
+            entry.data, std::regex(document ? R"(Source="/Documents/\d+/)" : R"(Source="/)"),
+            document ? R"(Source="./)" : R"(Source="x/../)");
+    }
+    const std::string path = Bytes("relative.xps", MakeZip(parts));
+    const auto extents = ReadXpsPageExtents(path);
+    ASSERT_TRUE(extents);
+    std::vector<Sizes> read;
+    for (const std::vector<XpsPageExtent>& document : *extents) {
+        Sizes& sizes = read.emplace_back();
+        for (const XpsPageExtent& page : document) {
+            sizes.emplace_back(page.width, page.height);
+        }
+    }
+    EXPECT_EQ(read, (std::vector<Sizes>{{{816, 1056}, {600, 400}}, {{1056, 816}}}));
+    LoadedXps doc(path);
+    ASSERT_TRUE(doc.ok);
+    EXPECT_EQ(doc.PageSizes(), (Sizes{{612, 792}, {450, 300}, {792, 612}}));
 }
 
 TEST_F(XpsBackendTest, RenderedPagesShowPathsAndGlyphsOnWhitePaper) {
