@@ -6,6 +6,7 @@
 #include <cctype>
 #include <chrono>
 #include <filesystem>
+#include <map>
 #include <set>
 #include <system_error>
 #include <vector>
@@ -297,7 +298,8 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
 
     // The sets of other runs under way are neither counted nor removed.
     const std::set<std::string> underWay = SettleOtherRunsLocked();
-    std::set<std::string> bases;
+    // Each kept set's files by base; the map's order is the bases' age, oldest first.
+    std::map<std::string, std::vector<fs::path>> sets;
     bool anyMatch = false;
     std::error_code ec;
     for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end; it.increment(ec)) {
@@ -310,7 +312,7 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
         // A reservation is no file set: it only holds the base of a run under way.
         if (IsOwnFile(it->path()) && !IsReservation(name) &&
             !underWay.contains(name.substr(0, kBaseLength))) {
-            bases.insert(name.substr(0, kBaseLength));
+            sets[name.substr(0, kBaseLength)].push_back(it->path());
         }
     }
     if (!anyMatch) {
@@ -318,30 +320,19 @@ void TempFileManager::EnforceKeepLimit(int32_t limit) {
         NVR_LOG_ENTRY("Exiting");
         return;
     }
-    NVR_LOG_DEBUG("Found {} unique timestamped base names", bases.size());
-    if (bases.size() <= static_cast<size_t>(limit)) {
+    NVR_LOG_DEBUG("Found {} unique timestamped base names", sets.size());
+    if (sets.size() <= static_cast<size_t>(limit)) {
         NVR_LOG_DEBUG("Within limit, no cleanup needed");
         NVR_LOG_ENTRY("Exiting");
         return;
     }
 
-    std::vector<std::string> oldestFirst(bases.begin(), bases.end());
-    std::sort(oldestFirst.begin(), oldestFirst.end());
-    size_t toRemove = oldestFirst.size() - static_cast<size_t>(limit);
+    size_t toRemove = sets.size() - static_cast<size_t>(limit);
     NVR_LOG_INFO("Removing {} oldest timestamped file set(s) to enforce limit of {}", toRemove,
                  limit);
-    for (size_t i = 0; i < toRemove; ++i) {
-        const std::string& base = oldestFirst[i];
+    for (auto set = sets.begin(); toRemove > 0; ++set, --toRemove) {
+        const auto& [base, doomed] = *set;
         NVR_LOG_DEBUG("Deleting files with base: {}", base);
-        const std::string prefix = base + "_";
-        std::vector<fs::path> doomed;
-        for (fs::directory_iterator it(m_tempDirectory, ec), end; !ec && it != end;
-             it.increment(ec)) {
-            const std::string name = it->path().filename().string();
-            if (name.starts_with(prefix) && IsOwnFile(it->path()) && !IsReservation(name)) {
-                doomed.push_back(it->path());
-            }
-        }
         int deleted = 0;
         for (const fs::path& path : doomed) {
             std::error_code removeError;
