@@ -90,23 +90,9 @@ void PageView::Connect() {
                          return TRUE;
                      }),
                      this);
-    // Scroll bars shown or hidden resize the view again: that waits for this layout's end.
     g_signal_connect(m_canvas, "size-allocate",
                      G_CALLBACK(+[](GtkWidget*, GdkRectangle*, gpointer self) {
-                         PageView* view = View(self);
-                         if (view->m_layoutSource != 0) {
-                             return;
-                         }
-                         view->m_layoutSource = g_idle_add_full(
-                             G_PRIORITY_HIGH_IDLE,
-                             [](gpointer self) -> gboolean {
-                                 PageView* view = View(self);
-                                 view->m_layoutSource = 0;
-                                 view->SetMainViewScroll(view->m_model.GetScroll());
-                                 view->UpdateMainViewScrollbars();
-                                 return G_SOURCE_REMOVE;
-                             },
-                             self, nullptr);
+                         View(self)->LayOutAfterResize();
                      }),
                      this);
     auto button = +[](GtkWidget*, GdkEventButton* event, gpointer self) {
@@ -145,6 +131,23 @@ void PageView::Connect() {
     };
     g_signal_connect(m_hAdjustment, "value-changed", G_CALLBACK(adjusted), this);
     g_signal_connect(m_vAdjustment, "value-changed", G_CALLBACK(adjusted), this);
+}
+
+void PageView::LayOutAfterResize() {
+    // Scroll bars shown or hidden resize the view again: that waits for this layout's end.
+    if (m_layoutSource != 0) {
+        return;
+    }
+    m_layoutSource = g_idle_add_full(
+        G_PRIORITY_HIGH_IDLE,
+        [](gpointer self) -> gboolean {
+            PageView* view = View(self);
+            view->m_layoutSource = 0;
+            view->SetMainViewScroll(view->m_model.GetScroll());
+            view->UpdateMainViewScrollbars();
+            return G_SOURCE_REMOVE;
+        },
+        this, nullptr);
 }
 
 void PageView::LoadCurrentPage() {

@@ -40,6 +40,8 @@ public:
 
 private:
     void Connect();
+    // Once the toolkit has sized the view: its scroll bars and scroll, after this layout.
+    void LayOutAfterResize();
     void OnModelChanged(unsigned changes);
     void OnPicture(uint64_t current, bool sheets, Picture picture);
     void FinishLoadingCurrentPage();

@@ -85,21 +85,9 @@ void ThumbnailStrip::Connect() {
                          return TRUE;
                      }),
                      this);
-    // The scroll bar shown or hidden resizes the strip: that waits for this layout's end.
     g_signal_connect(m_panel, "size-allocate",
                      G_CALLBACK(+[](GtkWidget*, GdkRectangle*, gpointer self) {
-                         ThumbnailStrip* strip = Strip(self);
-                         if (strip->m_layoutSource != 0) {
-                             return;
-                         }
-                         strip->m_layoutSource = g_idle_add_full(
-                             G_PRIORITY_HIGH_IDLE,
-                             [](gpointer self) -> gboolean {
-                                 Strip(self)->m_layoutSource = 0;
-                                 Strip(self)->UpdateThumbnailScrollbar();
-                                 return G_SOURCE_REMOVE;
-                             },
-                             self, nullptr);
+                         Strip(self)->LayOutAfterResize();
                      }),
                      this);
     auto button = +[](GtkWidget*, GdkEventButton* event, gpointer self) {
@@ -139,6 +127,21 @@ void ThumbnailStrip::Connect() {
                          }
                      }),
                      this);
+}
+
+void ThumbnailStrip::LayOutAfterResize() {
+    // The scroll bar shown or hidden resizes the strip: that waits for this layout's end.
+    if (m_layoutSource != 0) {
+        return;
+    }
+    m_layoutSource = g_idle_add_full(
+        G_PRIORITY_HIGH_IDLE,
+        [](gpointer self) -> gboolean {
+            Strip(self)->m_layoutSource = 0;
+            Strip(self)->UpdateThumbnailScrollbar();
+            return G_SOURCE_REMOVE;
+        },
+        this, nullptr);
 }
 
 ThumbnailLayout ThumbnailStrip::Column() const {

@@ -31,6 +31,8 @@ public:
 
 private:
     void Connect();
+    // Once the toolkit has sized the view: its scroll bars and scroll, after this layout.
+    void LayOutAfterResize();
     void OnModelChanged(unsigned changes);
     void RequestThumbnail(size_t index);
     void OnThumbnail(size_t index, Picture picture);
