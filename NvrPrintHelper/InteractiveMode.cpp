@@ -1,5 +1,8 @@
 // Interactive mode: the job's settings stacked for the preview, the preview shown, and the
 // document printed on the preview's command.
+#include <memory>
+#include <optional>
+
 #include "NvrPrintHelper/NvrPrintHelper.h"
 #include "NvrPrintHelper/PrintProgressDialog.h"
 #include "NvrPrintHelper/preview/PreviewWindow.h"
@@ -13,6 +16,25 @@ std::string FileNameOf(const std::string& path) {
     size_t slash = path.find_last_of("\\/");
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
+
+// The settings a print from the preview is made of, besides the printer's and the dialog's.
+// The printer is asked on a thread of its own, which a hanging scheduler can keep waiting
+// past the run's end: the job maker holds this copy, never the run's own fields.
+struct JobLayers {
+    std::optional<PrintJobSettings> document;
+    PrintJobSettings overrides;
+    std::string title;
+
+    PrintJobSources Sources(const DEVMODEW& printerDefaults, const DialogSettings* dialog) const {
+        PrintJobSources sources;
+        sources.printerDefaults = &printerDefaults;
+        sources.document = document ? &*document : nullptr;
+        sources.overrides = &overrides;
+        sources.dialog = dialog;
+        sources.fallbackTitle = title;
+        return sources;
+    }
+};
 
 }  // namespace
 
@@ -58,9 +80,12 @@ bool NvrPrintHelper::ExecuteInteractiveMode() {
     NVR_LOG_INFO("Showing preview window");
     // The dialog starts from the job's print for its printer, the sheets view shows it, and
     // the dialog's choices make the print for the printer chosen.
-    auto makeJob = [this](platform::Printer& printer, const DEVMODEW& defaults,
-                          const DialogSettings* dialog) {
-        return MakePrintJob(JobSources(&defaults, dialog, {}), printer);
+    auto layers = std::make_shared<const JobLayers>(
+        JobLayers{m_settingsReceived ? std::optional(m_documentSettings) : std::nullopt,
+                  m_overrideSettings, DocumentTitle()});
+    auto makeJob = [layers](platform::Printer& printer, const DEVMODEW& defaults,
+                            const DialogSettings* dialog) {
+        return MakePrintJob(layers->Sources(defaults, dialog), printer);
     };
     // A print under way whose progress window the person closed shows it again on Print.
     auto showProgress = [this] {
